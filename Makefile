@@ -1,0 +1,41 @@
+# The README's commands. Builds live under build/<kind>.
+JOBS ?= $(shell nproc)
+BUILD_PKGS := cmake ninja-build g++ make
+TEST_PKGS := $(BUILD_PKGS) libgtest-dev libgmock-dev
+BENCH_PKGS := $(BUILD_PKGS) libbenchmark-dev
+CLANG_PKGS := clang libclang-rt-dev
+CMAKE := cmake -G Ninja -Wno-dev
+
+.PHONY: run test test-sanitize build-clang bench fuzz clean deps
+
+run:
+	@scripts/deps.sh $(BUILD_PKGS)
+	@$(CMAKE) -S . -B build/release -DCMAKE_BUILD_TYPE=Release -DKOR_BUILD_TESTS=OFF >/dev/null
+	@cmake --build build/release -j $(JOBS) --target kor-agent
+	build/release/agent/kor-agent
+
+test:
+	@scripts/deps.sh $(TEST_PKGS)
+	@$(CMAKE) -S . -B build/test -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
+	@cmake --build build/test -j $(JOBS)
+	cd build/test && ctest --output-on-failure -j $(JOBS)
+
+test-sanitize:
+	@scripts/deps.sh $(TEST_PKGS)
+	@$(CMAKE) -S . -B build/asan -DCMAKE_BUILD_TYPE=Debug -DKOR_SANITIZE=ON >/dev/null
+	@cmake --build build/asan -j $(JOBS)
+	cd build/asan && ctest --output-on-failure -j $(JOBS)
+
+build-clang:
+	@scripts/deps.sh $(TEST_PKGS) $(CLANG_PKGS)
+	@CXX=clang++ $(CMAKE) -S . -B build/clang -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
+	@cmake --build build/clang -j $(JOBS)
+
+bench:
+	@scripts/deps.sh $(BENCH_PKGS)
+	@$(CMAKE) -S . -B build/bench -DCMAKE_BUILD_TYPE=Release -DKOR_BUILD_TESTS=OFF -DKOR_BUILD_BENCH=ON >/dev/null
+	@cmake --build build/bench -j $(JOBS)
+	build/bench/bench/kor-bench all
+
+clean:
+	rm -rf build

@@ -1,0 +1,59 @@
+#pragma once
+// Base of every state machine of the library. Holds the agent-wide common data
+// (`acsd`), the machine's trace facility and the `initialized` flag whose
+// first change to true runs handleInitialized(), the machine's first full
+// pass. Reactors the machine creates register with it so that
+// hasNotificationActiveIs() can switch their deliveries off and on together.
+#include <string>
+#include <vector>
+
+#include "kor/common/KorAssert.h"
+#include "kor/common/KorExport.h"
+#include "vix/Entity.h"
+#include "vix/Trace.h"
+
+namespace Kor {
+
+class KorCommonSmData;
+
+class KOR_EXPORT KorBaseSm : public Vix::Entity {
+ public:
+  KorBaseSm(Vix::Ptr<KorCommonSmData> const& acsd, std::string const& traceName);
+  ~KorBaseSm() override;
+
+  Vix::Ptr<KorCommonSmData> const& acsd() const { return acsd_; }
+  bool initialized() const { return initialized_; }
+  // Unchanged value: nothing happens. Otherwise stores it and, when true,
+  // runs handleInitialized().
+  void initializedIs(bool v);
+  bool hasNotificationActive() const { return hasNotificationActive_; }
+
+  virtual void handleInitialized() {}
+  // Self-verification; machines without one make a verify request fatal.
+  virtual void handleVerify();
+  virtual void vixDoZombieReactors(bool zombie);
+  virtual void hasNotificationActiveIs(bool active);
+
+  Vix::TraceFacility& tf() { return tf_; }
+  Vix::TraceFacility const& tf() const { return tf_; }
+  // Implementation name used in traces and in "Call to unimplemented function".
+  std::string const& className() const { return tf_.name(); }
+
+ protected:
+  void reactorAdd(Vix::NotifieeBase* r) { reactors_.push_back(r); }
+  void reactorDel(Vix::NotifieeBase* r);
+
+ private:
+  Vix::Ptr<KorCommonSmData> acsd_;
+  Vix::TraceFacility tf_;
+  bool initialized_ = false;
+  bool hasNotificationActive_ = true;
+  std::vector<Vix::NotifieeBase*> reactors_;
+};
+
+}  // namespace Kor
+
+// Trace from inside a state machine: KOR_TRACE(5, "Create vrfRoot for vrf " << name);
+#define KOR_TRACE(level, expr) VIX_TRACE(this->tf(), level, expr)
+// Function-entry trace at level 9.
+#define KOR_TRACE_FUNC() VIX_TRACE(this->tf(), 9, __func__)

@@ -1,0 +1,63 @@
+#pragma once
+// The agent's single activity loop. Every state machine, timer and file
+// descriptor callback runs here, one at a time. Due timers fire in order of
+// due time, and timers due at the same time in the order they were armed.
+//
+// With a manual time source, run() jumps time from one due timer to the next,
+// so time-sliced work, yields and bookmarks are deterministic in tests. With
+// the monotonic source it sleeps in poll() until the next timer or descriptor.
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <vector>
+
+#include "vix/Clock.h"
+#include "vix/Ptr.h"
+#include "vix/Time.h"
+
+namespace Vix {
+
+class ActivityLoop : public PtrInterface {
+ public:
+  explicit ActivityLoop(Ptr<TimeSource> ts);
+  ~ActivityLoop() override;
+
+  Seconds now() const { return time_->now(); }
+  TimeSource* timeSource() const { return time_.ptr(); }
+
+  // Due time of the earliest armed timer, kNever when none is armed.
+  Seconds nextDue() const;
+  // Fires every timer due at the current time (including ones armed for now
+  // by the handlers, up to a bound). Returns how many fired.
+  size_t runDue();
+  // Runs the loop for d seconds of loop time.
+  void runFor(Seconds d);
+  // Runs until no timer is armed, or `limit` seconds of loop time pass.
+  // Returns false when the limit was hit with work still armed.
+  bool runUntilIdle(Seconds limit = 3600.0);
+  // Runs until stop() (real time) — the agent's main loop.
+  void run();
+  void stop() { stopped_ = true; }
+
+  // File descriptor readiness callbacks (POLLIN).
+  using FdHandler = std::function<void()>;
+  void fdIs(int fd, FdHandler h);
+  void fdDel(int fd);
+
+  uint64_t timersFired() const { return fired_; }
+
+ private:
+  friend class Clock;
+  void schedule(Clock* c);
+  void unschedule(Clock* c);
+  void pollFds(Seconds timeout);
+
+  Ptr<TimeSource> time_;
+  std::map<Clock::Key, Clock*> timers_;
+  uint64_t seq_ = 0;
+  uint64_t fired_ = 0;
+  bool stopped_ = false;
+  std::map<int, FdHandler> fds_;
+};
+
+}  // namespace Vix
