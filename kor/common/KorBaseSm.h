@@ -4,11 +4,15 @@
 // first change to true runs handleInitialized(), the machine's first full
 // pass. Reactors the machine creates register with it so that
 // hasNotificationActiveIs() can switch their deliveries off and on together.
+// The trace facility follows the common data's TractoLevels for as long as
+// the machine lives; a machine registered for self-verification reports the
+// outcome of its handleVerify() with KOR_VERIFY_REPORT (see VerifySm).
 #include <string>
 #include <vector>
 
 #include "kor/common/KorAssert.h"
 #include "kor/common/KorExport.h"
+#include "kor/common/KorVerifyStatus.h"
 #include "vix/Entity.h"
 #include "vix/Trace.h"
 
@@ -40,6 +44,10 @@ class KOR_EXPORT KorBaseSm : public Vix::Entity {
   std::string const& className() const { return tf_.name(); }
 
  protected:
+  // One report of this machine's verification: its outcome, a description
+  // and the place in the code (normally through KOR_VERIFY_REPORT).
+  void verifyReport(KorTypes::KorVerifyStatus status, std::string const& description, char const* file,
+                    unsigned line, char const* function);
   void reactorAdd(Vix::NotifieeBase* r) { reactors_.push_back(r); }
   void reactorDel(Vix::NotifieeBase* r);
 
@@ -57,3 +65,5 @@ class KOR_EXPORT KorBaseSm : public Vix::Entity {
 #define KOR_TRACE(level, expr) VIX_TRACE(this->tf(), level, expr)
 // Function-entry trace at level 9.
 #define KOR_TRACE_FUNC() VIX_TRACE(this->tf(), 9, __func__)
+// From inside handleVerify(): KOR_VERIFY_REPORT(KorTypes::verifyFail, "fec 5 has no via");
+#define KOR_VERIFY_REPORT(status, description) this->verifyReport(status, description, __FILE__, __LINE__, __func__)
