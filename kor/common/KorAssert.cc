@@ -1,5 +1,8 @@
 #include "kor/common/KorAssert.h"
 
+// The abort goes through the C library's assertion failure whatever the build
+// type, so it needs the declaration that NDEBUG would hide.
+#undef NDEBUG
 #include <assert.h>
 
 #include <cstdio>
