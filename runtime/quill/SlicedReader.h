@@ -62,6 +62,9 @@ class SlicedReader : public Table::KeyNotifiee {
     ++passes_;
     Vix::PassDeadline deadline(loop_->timeSource(), yieldTime_);
     auto result = queue_.runPass(deadline, [this](Key const& k, bool&) {
+      // Dequeued before the consumer runs, so that a change the consumer
+      // itself causes to this key is queued again rather than lost.
+      queue_.erase(k);
       ++delivered_;
       consumer_(k);
       return Vix::ReviewAction::done;
