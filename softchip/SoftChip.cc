@@ -1,0 +1,26 @@
+#include "softchip/SoftChip.h"
+
+#include "softchip/SoftRouteSmHelper.h"
+#include "softchip/SoftRoutingStatusSmHelper.h"
+#include "softchip/SoftVrfHelper.h"
+
+namespace SoftChip {
+
+SoftChip::SoftChip() {
+  tableAdd(&vrf_);
+  tableAdd(&sync_);
+  vrfHelper_ = Vix::makePtr<SoftVrfHelper>(this);
+  routingStatusSmHelper_ = Vix::makePtr<SoftRoutingStatusSmHelper>(this);
+  routeSmHelper_ = Vix::makePtr<SoftRouteSmHelper<Nollo::Ipv4>>(this);
+  route6SmHelper_ = Vix::makePtr<SoftRouteSmHelper<Nollo::Ipv6>>(this);
+}
+
+void SoftChip::tableAdd(ChipTableBase* t) { tables_.push_back(t); }
+
+ChipTableBase* SoftChip::table(std::string const& name) const {
+  for (auto* t : tables_)
+    if (t->name() == name) return t;
+  return nullptr;
+}
+
+}  // namespace SoftChip
