@@ -143,7 +143,10 @@ std::string IntfId::str() const {
     if (k) s += '/';
     s += std::to_string(number(k));
   }
-  if (isSubIntf()) s += "." + std::to_string(subIntfId());
+  if (isSubIntf()) {
+    s += '.';
+    s += std::to_string(subIntfId());
+  }
   return s;
 }
 
