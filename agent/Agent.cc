@@ -1,0 +1,584 @@
+#include "agent/Agent.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <iomanip>
+#include <sstream>
+#include <stdexcept>
+
+#include "agent/AgentInputs.h"
+#include "agent/ScenarioRunner.h"
+#include "kor/common/KorCommonSmData.h"
+#include "kor/common/TractoLevels.h"
+#include "kor/l3/L3Status.h"
+#include "kor/l3/VrfL3Status.h"
+#include "kor/l3/VrfRootSm.h"
+
+namespace KorAgent {
+
+namespace {
+
+[[noreturn]] void fail(std::string const& m) { throw std::invalid_argument(m); }
+
+bool traceToStderr = false;
+
+// The VRF root's settings the scenario may change, with the agent's defaults.
+struct Knob {
+  char const* name;
+  double value;
+  bool integer;
+};
+constexpr Knob kKnobs[] = {
+    {"totalTimeForRouteUpdates", 0.2, false},
+    {"deleteReviewInterval", 1.0, false},
+    {"fbuPriorityProcessingStartDelay", 10.0, false},
+    {"fbuPriorityProcessingV4First", 30.0, false},
+    {"fbuPriorityProcessingEndInterval", 30.0, false},
+    {"fbuRouteProcessQuantaMax", 0.05, false},
+    {"fbuRouteProcessQuantaMin", 0.015, false},
+    {"fbuAdjProcessQuantaMin", 0.015, false},
+    {"reniceValue", 0.0, true},
+};
+
+Knob const* knobFind(std::string const& name) {
+  for (auto const& k : kKnobs)
+    if (name == k.name) return &k;
+  return nullptr;
+}
+
+char const* kShows[] = {"vrfs", "l3", "chip", "inputs"};
+
+// JSON string literal.
+std::string js(std::string const& s) {
+  std::string o = "\"";
+  for (char c : s) {
+    if (c == '"' || c == '\\') o += '\\';
+    if (static_cast<unsigned char>(c) < 0x20) {
+      char buf[8];
+      std::snprintf(buf, sizeof buf, "\\u%04x", c);
+      o += buf;
+      continue;
+    }
+    o += c;
+  }
+  return o + "\"";
+}
+
+std::string capacityText(size_t c) {
+  return c == SoftChip::ChipTableBase::kUnlimited ? std::string("unlimited") : std::to_string(c);
+}
+
+bool isCommandCode(std::string const& word) {
+  static char const* const codes[] = {"FR4", "FR6", "FF4", "FF6", "AR4", "AR6", "AA3", "AA2", "SR4u", "SR6u"};
+  return std::any_of(std::begin(codes), std::end(codes), [&](char const* c) { return word == c; });
+}
+
+}  // namespace
+
+Agent::Agent(Vix::Ptr<Vix::TimeSource> ts)
+    : loop_(Vix::makePtr<Vix::ActivityLoop>(ts)),
+      chip_(Vix::makePtr<SoftChip::SoftChip>()),
+      in_(new AgentInputs()),
+      logs_(Vix::makePtr<Vix::MemoryLogSink>()),
+      traces_(Vix::makePtr<TraceTee>()) {
+  for (auto const& k : kKnobs) in_->knobs_[k.name] = k.value;
+  traces_->toStderrIs(traceToStderr);
+  Vix::logSinkIs(logs_);
+  Vix::traceSinkIs(traces_);
+  doCreateLibrary();
+}
+
+Agent::~Agent() {
+  doDestroyLibrary();
+  if (Vix::traceSink() == traces_.ptr()) Vix::traceSinkIs(nullptr);
+  if (Vix::logSink() == logs_) Vix::logSinkIs(Vix::makePtr<Vix::StderrLogSink>());
+  delete in_;
+}
+
+void Agent::traceToStderrIs(bool on) { traceToStderr = on; }
+
+// ---------------------------------------------------------------------------
+// The library's objects.
+
+void Agent::doCreateLibrary() {
+  // The common data comes first: every other factory takes it.
+  acsd_ = Kor::korCommonSmDataFactory("kor", loop_);
+  acsd_->fbuFastBootIs(in_->fastBoot_);
+  if (in_->tracto_) acsd_->tractoLevelsIs(*in_->tracto_);
+  doCreateVrfRoot();
+}
+
+void Agent::doDestroyLibrary() {
+  // Children before the common data they hold on to.
+  doDestroyVrfRoot();
+  if (acsd_) {
+    acsd_->doCleanup();
+    acsd_ = nullptr;
+  }
+}
+
+void Agent::init() {
+  if (initialized_) fail("already initialized");
+  initialized_ = true;
+  acsd_->initializedIs(true);
+}
+
+void Agent::restart() {
+  doDestroyLibrary();
+  ++restarts_;
+  doCreateLibrary();
+  // The inputs were all in before: the new objects start as the old ones did.
+  if (initialized_) acsd_->initializedIs(true);
+}
+
+void Agent::runFor(Vix::Seconds d) { loop_->runFor(d); }
+
+bool Agent::runUntilIdle() { return loop_->runUntilIdle(); }
+
+// ---------------------------------------------------------------------------
+// Inputs.
+
+void Agent::doAnnounce(Kor::VrfName const& name) {
+  // A fresh routing information entity per family: announcing it again under
+  // the same name is what "replace" means to the VRF root.
+  auto info4 = Vix::makePtr<Routing::RoutingInfo>(name.str());
+  auto info6 = Vix::makePtr<Routing::RoutingInfo>(name.str());
+  info4->routingEnabledIs(true);
+  info6->routingEnabledIs(true);
+  if (name.isDefault()) {
+    in_->packedArgs_->routingInfoIs(info4);
+    in_->packedArgs_->routing6InfoIs(info6);
+  }
+  in_->allVrfStatusLocal_->vrfIs(name.str(), true);
+  in_->vrfInfoDir_->vrfInfoIs(name.str(), info4);
+  in_->vrf6InfoDir_->vrfInfoIs(name.str(), info6);
+}
+
+void Agent::vrfAdd(Kor::VrfName const& name) {
+  if (name.empty()) fail("empty VRF name");
+  if (in_->vrfInfoDir_->vrfInfoHas(name.str())) fail("vrf '" + name.str() + "' already announced");
+  doAnnounce(name);
+}
+
+void Agent::vrfDel(Kor::VrfName const& name) {
+  if (name.isDefault()) fail("vrf 'default' cannot be withdrawn");
+  if (!in_->vrfInfoDir_->vrfInfoHas(name.str())) fail("vrf '" + name.str() + "' is not announced");
+  in_->vrf6InfoDir_->vrfInfoDel(name.str());
+  in_->vrfInfoDir_->vrfInfoDel(name.str());
+  in_->allVrfStatusLocal_->vrfDel(name.str());
+}
+
+void Agent::vrfReplace(Kor::VrfName const& name) {
+  if (!in_->vrfInfoDir_->vrfInfoHas(name.str())) fail("vrf '" + name.str() + "' is not announced");
+  doAnnounce(name);
+}
+
+void Agent::maxVrfsIs(uint32_t n) { in_->vrfCapability_->maxVrfsIs(n); }
+
+bool Agent::knobKnown(std::string const& name) { return knobFind(name) != nullptr; }
+
+bool Agent::knobIsInteger(std::string const& name) {
+  auto* k = knobFind(name);
+  return k && k->integer;
+}
+
+void Agent::knobIs(std::string const& name, double value) {
+  if (!knobKnown(name)) fail("unknown knob '" + name + "'");
+  in_->knobs_[name] = value;
+  doApplyKnobs();
+}
+
+void Agent::fastBootIs(bool on) {
+  in_->fastBoot_ = on;
+  acsd_->fbuFastBootIs(on);
+}
+
+void Agent::traceIs(std::string const& field, std::string const& levels) {
+  auto i = Kor::TractoLevels::fieldIndex(field);
+  if (!i) fail("unknown trace field '" + field + "'");
+  uint32_t mask;
+  if (!Vix::TraceFacility::parseLevels(levels, &mask)) fail("bad trace levels '" + levels + "'");
+  Kor::TractoLevels t = in_->tracto_ ? *in_->tracto_ : acsd_->tractoLevels();
+  t.fieldIs(*i, levels);
+  in_->tracto_ = t;
+  acsd_->tractoLevelsIs(t);
+  traces_->keepIs(true);
+}
+
+void Agent::intfAdd(Nollo::IntfId const& intf, std::optional<Kor::VrfName> const& vrf,
+                    std::optional<Kor::VlanId> const& vlan) {
+  if (intf.isNone()) fail("empty interface name");
+  if (in_->intfs_.count(intf)) fail("interface " + intf.str() + " already added");
+  if (vrf && !in_->vrfInfoDir_->vrfInfoHas(vrf->str())) fail("vrf '" + vrf->str() + "' is not announced");
+  std::string v = vrf ? vrf->str() : std::string();
+  in_->intfs_[intf] = v;
+  if (vlan) in_->intfVlanIdTable_->vlanIdIs(intf, vlan->value());
+  if (vrf) {
+    in_->ipStatus_->currentVrfIs(intf, v);
+    in_->ip6Status_->currentVrfIs(intf, v);
+  }
+}
+
+void Agent::intfDel(Nollo::IntfId const& intf) {
+  if (!in_->intfs_.count(intf)) fail("interface " + intf.str() + " not added");
+  in_->intfs_.erase(intf);
+  in_->intfVlanIdTable_->vlanIdDel(intf);
+  in_->ipStatus_->currentVrfDel(intf);
+  in_->ip6Status_->currentVrfDel(intf);
+}
+
+uint32_t Agent::arpVrfId(Kor::VrfName const& name) {
+  auto it = in_->arpVrfIds_.find(name);
+  if (it != in_->arpVrfIds_.end()) return it->second;
+  // Like the ARP agent: ids in order of first use, default is 0.
+  uint32_t id = static_cast<uint32_t>(in_->arpVrfIds_.size());
+  in_->arpVrfIds_[name] = id;
+  in_->arpVrfIdMap_->vrfNameIs(id, name.str());
+  return id;
+}
+
+void Agent::arpAdd(Kor::VrfName const& vrf, Nollo::IpGenAddr const& ip, Nollo::EthAddr const& mac,
+                   Nollo::IntfId const& intf) {
+  if (intf.isNone()) fail("empty interface name");
+  if (!in_->vrfInfoDir_->vrfInfoHas(vrf.str())) fail("vrf '" + vrf.str() + "' is not announced");
+  uint32_t id = arpVrfId(vrf);
+  Quill::Arp::ArpEntry e(mac, Quill::Arp::ArpState::reachable);
+  if (ip.isV4()) in_->arpTable_->arpEntryIs(Quill::Arp::ArpKey(id, ip.v4(), intf), e);
+  else in_->neighTable_->arpEntryIs(Quill::Arp::NeighKey(id, ip.v6(), intf), e);
+}
+
+void Agent::arpDel(Kor::VrfName const& vrf, Nollo::IpGenAddr const& ip) {
+  auto it = in_->arpVrfIds_.find(vrf);
+  bool found = false;
+  if (it != in_->arpVrfIds_.end()) {
+    // Every entry of that address, whatever interface it was learned on.
+    if (ip.isV4()) {
+      std::vector<Quill::Arp::ArpKey> gone;
+      for (auto const& kv : in_->arpTable_->arpEntryMap())
+        if (kv.first.vrfId() == it->second && kv.first.addr() == ip.v4()) gone.push_back(kv.first);
+      for (auto const& k : gone) in_->arpTable_->arpEntryDel(k);
+      found = !gone.empty();
+    } else {
+      std::vector<Quill::Arp::NeighKey> gone;
+      for (auto const& kv : in_->neighTable_->arpEntryMap())
+        if (kv.first.vrfId() == it->second && kv.first.addr() == ip.v6()) gone.push_back(kv.first);
+      for (auto const& k : gone) in_->neighTable_->arpEntryDel(k);
+      found = !gone.empty();
+    }
+  }
+  if (!found) fail("no ARP entry " + ip.str() + " in vrf '" + vrf.str() + "'");
+}
+
+void Agent::fecAdd(uint64_t id, std::vector<Via> const& vias) {
+  bool v6 = vias.at(0).hop.isV6();
+  for (auto const& v : vias) {
+    if (v.hop.isV6() != v6) fail("FEC " + std::to_string(id) + " mixes IPv4 and IPv6 next hops");
+    if (v.intf.isNone()) fail("empty interface name");
+  }
+  auto fecId = Quill::Fib::FecId::make(Quill::Fib::nexthopAdj(), id);
+  if (in_->fecs4_->fecHas(fecId) || in_->fecs6_->fecHas(fecId)) fail("FEC " + std::to_string(id) + " already added");
+  if (v6) {
+    Quill::Fib6::Fec f(fecId, Quill::Fib::FecType::forward);
+    for (auto const& v : vias) f.viaAdd(Quill::Fib::ViaT<Nollo::Ipv6>(v.hop.v6(), v.intf));
+    in_->fecs6_->fecIs(f);
+  } else {
+    Quill::Fib::Fec f(fecId, Quill::Fib::FecType::forward);
+    for (auto const& v : vias) f.viaAdd(Quill::Fib::ViaT<Nollo::Ipv4>(v.hop.v4(), v.intf));
+    in_->fecs4_->fecIs(f);
+  }
+}
+
+void Agent::fecDel(uint64_t id) {
+  auto fecId = Quill::Fib::FecId::make(Quill::Fib::nexthopAdj(), id);
+  if (in_->fecs4_->fecHas(fecId)) return in_->fecs4_->fecDel(fecId);
+  if (in_->fecs6_->fecHas(fecId)) return in_->fecs6_->fecDel(fecId);
+  fail("no FEC " + std::to_string(id));
+}
+
+void Agent::routeAdd(Kor::VrfName const& vrf, Prefix const& prefix, uint64_t fecIndex) {
+  if (!in_->vrfInfoDir_->vrfInfoHas(vrf.str())) fail("vrf '" + vrf.str() + "' is not announced");
+  auto fecId = Quill::Fib::FecId::make(Quill::Fib::nexthopAdj(), fecIndex);
+  if (auto const* p4 = std::get_if<Nollo::IpPrefix>(&prefix)) {
+    if (!in_->fecs4_->fecHas(fecId)) fail("no IPv4 FEC " + std::to_string(fecIndex));
+    auto& t = in_->routes4_[vrf];
+    if (!t) t = Vix::makePtr<Quill::Fib::RouteStatus>(vrf.str());
+    t->routeIs(Quill::Fib::Route(*p4, fecId));
+  } else {
+    auto const& p6 = std::get<Nollo::Ip6Prefix>(prefix);
+    if (!in_->fecs6_->fecHas(fecId)) fail("no IPv6 FEC " + std::to_string(fecIndex));
+    auto& t = in_->routes6_[vrf];
+    if (!t) t = Vix::makePtr<Quill::Fib6::RouteStatus>(vrf.str());
+    t->routeIs(Quill::Fib6::Route(p6, fecId));
+  }
+}
+
+void Agent::routeDel(Kor::VrfName const& vrf, Prefix const& prefix) {
+  if (auto const* p4 = std::get_if<Nollo::IpPrefix>(&prefix)) {
+    auto it = in_->routes4_.find(vrf);
+    if (it == in_->routes4_.end() || !it->second->routeHas(*p4)) fail("no route " + p4->str() + " in vrf '" + vrf.str() + "'");
+    it->second->routeDel(*p4);
+  } else {
+    auto const& p6 = std::get<Nollo::Ip6Prefix>(prefix);
+    auto it = in_->routes6_.find(vrf);
+    if (it == in_->routes6_.end() || !it->second->routeHas(p6)) fail("no route " + p6.str() + " in vrf '" + vrf.str() + "'");
+    it->second->routeDel(p6);
+  }
+}
+
+// ---------------------------------------------------------------------------
+// Output.
+
+bool Agent::showKnown(std::string const& what) {
+  return std::any_of(std::begin(kShows), std::end(kShows), [&](char const* s) { return what == s; });
+}
+
+std::string Agent::show(std::string const& what, bool json) const {
+  if (what == "vrfs") return showVrfs(json);
+  if (what == "l3") return showL3(json);
+  if (what == "chip") return showChip(json);
+  if (what == "inputs") return showInputs(json);
+  fail("unknown show '" + what + "'");
+}
+
+std::string Agent::showVrfs(bool json) const {
+  std::ostringstream os;
+  auto const& l3 = *in_->l3Status_;
+  if (json) {
+    os << "{\"vrfs\": [";
+    bool first = true;
+    for (auto const& [name, info] : in_->vrfInfoDir_->vrfInfoMap()) {
+      os << (first ? "" : ", ") << "{\"name\": " << js(name) << ", \"id\": ";
+      if (l3.vrfIdHas(name)) os << l3.vrfId(name).value();
+      else os << "null";
+      os << "}";
+      first = false;
+    }
+    os << "]}\n";
+    return os.str();
+  }
+  os << "vrfs:\n";
+  for (auto const& [name, info] : in_->vrfInfoDir_->vrfInfoMap()) {
+    os << "  " << std::left << std::setw(12) << name << " id ";
+    if (l3.vrfIdHas(name)) os << l3.vrfId(name).value() << "\n";
+    else os << "-\n";
+  }
+  return os.str();
+}
+
+std::string Agent::showL3(bool json) const {
+  std::ostringstream os;
+  auto const& l3 = *in_->l3Status_;
+  if (json) {
+    os << "{\"vrfs\": [";
+    bool first = true;
+    for (auto const& [name, st] : l3.vrfL3StatusMap()) {
+      os << (first ? "" : ", ") << "{\"name\": " << js(name.str()) << ", \"id\": " << l3.vrfId(name).value()
+         << ", \"routingEnabled\": " << (st->routingEnabled() ? "true" : "false")
+         << ", \"routing6Enabled\": " << (st->routing6Enabled() ? "true" : "false")
+         << ", \"endOfV4SyncDone\": " << (st->endOfV4SyncDone() ? "true" : "false")
+         << ", \"endOfV6SyncDone\": " << (st->endOfV6SyncDone() ? "true" : "false") << "}";
+      first = false;
+    }
+    os << "], \"adjInfoList\": " << l3.adjInfoListSize() << ", \"adjInfo6List\": " << l3.adjInfo6ListSize()
+       << ", \"unicastReviewPending\": " << l3.unicastReviewPending()
+       << ", \"unicast6ReviewPending\": " << l3.unicast6ReviewPending() << "}\n";
+    return os.str();
+  }
+  os << "l3 status:\n";
+  for (auto const& [name, st] : l3.vrfL3StatusMap()) {
+    os << "  vrf " << std::left << std::setw(12) << name.str() << " id " << l3.vrfId(name).value()
+       << " routing " << (st->routingEnabled() ? "on" : "off") << "/" << (st->routing6Enabled() ? "on" : "off")
+       << " endOfSync " << (st->endOfV4SyncDone() ? "yes" : "no") << "/" << (st->endOfV6SyncDone() ? "yes" : "no")
+       << "\n";
+  }
+  os << "  adjInfoList " << l3.adjInfoListSize() << ", adjInfo6List " << l3.adjInfo6ListSize()
+     << ", unicastReviewPending " << l3.unicastReviewPending() << ", unicast6ReviewPending "
+     << l3.unicast6ReviewPending() << "\n";
+  return os.str();
+}
+
+std::string Agent::showChip(bool json) const {
+  std::ostringstream os;
+  auto const& fi = chip_->injector();
+  if (json) {
+    os << "{\"tables\": [";
+    bool first = true;
+    for (auto* t : chip_->tables()) {
+      auto const& c = t->counters();
+      os << (first ? "" : ", ") << "{\"name\": " << js(t->name()) << ", \"capacity\": ";
+      if (t->capacity() == SoftChip::ChipTableBase::kUnlimited) os << "null";
+      else os << t->capacity();
+      os << ", \"creates\": " << c.creates << ", \"updates\": " << c.updates << ", \"deletes\": " << c.deletes
+         << ", \"syncs\": " << c.syncs << ", \"entries\": {";
+      bool f2 = true;
+      for (auto const& [k, v] : t->entryTexts()) {
+        os << (f2 ? "" : ", ") << js(k) << ": " << js(v);
+        f2 = false;
+      }
+      os << "}}";
+      first = false;
+    }
+    os << "], \"calls\": {";
+    first = true;
+    for (auto const& [kind, c] : fi.countersMap()) {
+      os << (first ? "" : ", ") << js(kind) << ": {\"calls\": " << c.calls << ", \"ok\": " << c.success
+         << ", \"fail\": " << c.fail << ", \"notready\": " << c.notReady << ", \"full\": " << c.resourceFull << "}";
+      first = false;
+    }
+    os << "}}\n";
+    return os.str();
+  }
+  os << "chip:\n";
+  for (auto* t : chip_->tables()) {
+    auto const& c = t->counters();
+    os << "  table " << t->name() << ": " << t->size() << " of " << capacityText(t->capacity())
+       << " (creates " << c.creates << ", updates " << c.updates << ", deletes " << c.deletes << ", syncs "
+       << c.syncs << ")\n";
+    for (auto const& [k, v] : t->entryTexts()) os << "    " << k << " -> " << v << "\n";
+  }
+  for (auto const& [key, a] : fi.objectFaults())
+    os << "  fault " << key.first << " " << key.second << " " << SoftChip::chipAnswerName(a) << "\n";
+  for (auto const& [kind, a] : fi.kindFaults()) os << "  fault " << kind << " " << SoftChip::chipAnswerName(a) << "\n";
+  if (fi.rate() > 0)
+    os << "  fault rate " << fi.rate() << " seed " << fi.seed() << " " << SoftChip::chipAnswerName(fi.rateAnswer())
+       << "\n";
+  for (auto const& [kind, c] : fi.countersMap())
+    os << "  calls " << kind << ": " << c.calls << " (ok " << c.success << ", fail " << c.fail << ", notready "
+       << c.notReady << ", full " << c.resourceFull << ")\n";
+  return os.str();
+}
+
+std::string Agent::showInputs(bool json) const {
+  std::ostringstream os;
+  std::map<uint32_t, std::string> arpVrfName;
+  for (auto const& [n, id] : in_->arpVrfIds_) arpVrfName[id] = n.str();
+  std::vector<std::string> vrfs, intfs, arps, fecs, routes;
+  for (auto const& [name, info] : in_->vrfInfoDir_->vrfInfoMap()) vrfs.push_back(name);
+  for (auto const& [intf, vrf] : in_->intfs_) {
+    std::string s = intf.str();
+    if (!vrf.empty()) s += " vrf " + vrf;
+    if (in_->intfVlanIdTable_->vlanIdHas(intf)) s += " vlan " + std::to_string(in_->intfVlanIdTable_->vlanId(intf));
+    intfs.push_back(s);
+  }
+  std::map<std::string, std::string> sorted;
+  for (auto const& [k, e] : in_->arpTable_->arpEntryMap())
+    sorted[arpVrfName[k.vrfId()] + " " + k.addr().str() + " " + k.intf().str()] = e.ethAddr().str();
+  for (auto const& [k, e] : in_->neighTable_->arpEntryMap())
+    sorted[arpVrfName[k.vrfId()] + " " + k.addr().str() + " " + k.intf().str()] = e.ethAddr().str();
+  for (auto const& [k, m] : sorted) arps.push_back(k + " " + m);
+  std::map<uint64_t, std::string> fecText;
+  for (auto const& [id, f] : in_->fecs4_->fecMap()) fecText[id.index()] = f->str();
+  for (auto const& [id, f] : in_->fecs6_->fecMap()) fecText[id.index()] = f->str();
+  for (auto const& [i, t] : fecText) fecs.push_back(t);
+  for (auto const& [vrf, t] : in_->routes4_) {
+    std::map<Nollo::IpPrefix, std::string> r;
+    for (auto const& [p, route] : t->routeMap()) r[p] = route.str();
+    for (auto const& [p, s] : r) routes.push_back(vrf.str() + " " + s);
+  }
+  for (auto const& [vrf, t] : in_->routes6_) {
+    std::map<Nollo::Ip6Prefix, std::string> r;
+    for (auto const& [p, route] : t->routeMap()) r[p] = route.str();
+    for (auto const& [p, s] : r) routes.push_back(vrf.str() + " " + s);
+  }
+  std::pair<char const*, std::vector<std::string>*> groups[] = {
+      {"vrfs", &vrfs}, {"interfaces", &intfs}, {"arp", &arps}, {"fecs", &fecs}, {"routes", &routes}};
+  if (json) {
+    os << "{";
+    bool first = true;
+    for (auto const& [name, list] : groups) {
+      os << (first ? "" : ", ") << js(name) << ": [";
+      for (size_t i = 0; i < list->size(); ++i) os << (i ? ", " : "") << js((*list)[i]);
+      os << "]";
+      first = false;
+    }
+    os << "}\n";
+    return os.str();
+  }
+  os << "inputs:\n";
+  for (auto const& [name, list] : groups) {
+    os << "  " << name << ":";
+    if (list->empty()) os << " none";
+    os << "\n";
+    for (auto const& s : *list) os << "    " << s << "\n";
+  }
+  return os.str();
+}
+
+std::string Agent::channel(int fd, std::string const& line) {
+  auto w = ScenarioRunner::words(line);
+  if (!w.empty() && isCommandCode(w[0])) return command(fd, line);
+  std::ostringstream out;
+  ScenarioRunner runner(this, &out);
+  runner.runLine(line, 1);
+  return out.str();
+}
+
+void Agent::drainEvents(std::ostream& out) {
+  auto const& recs = logs_->records();
+  for (; logsShown_ < recs.size(); ++logsShown_) out << "log: " << recs[logsShown_].name << ": " << recs[logsShown_].text << "\n";
+  if (recs.size() > 10000) {
+    logs_->clear();
+    logsShown_ = 0;
+  }
+  for (auto const& l : traces_->linesTaken()) out << "trace: " << l << "\n";
+}
+
+}  // namespace KorAgent
+
+namespace KorAgent {
+
+// ---------------------------------------------------------------------------
+// The VRF root.
+
+void Agent::doCreateVrfRoot() {
+  Kor::VrfRootSmInputs v;
+  v.allocateVrfId = true;
+  v.allVrfStatusLocal = in_->allVrfStatusLocal_;
+  v.vrfHelper = chip_->vrfHelper();
+  v.vrfCapability = in_->vrfCapability_;
+  v.acsd = acsd_;
+  v.l3Config = in_->l3Config_;
+  v.l3Status = in_->l3Status_;
+  v.intfVlanIdTable = in_->intfVlanIdTable_;
+  v.ipStatus = in_->ipStatus_;
+  v.ip6Status = in_->ip6Status_;
+  v.packedArgs = in_->packedArgs_;
+  v.routingHwRouteStatus = in_->hwRouteStatus_;
+  v.routing6HwRouteStatus = in_->hwRoute6Status_;
+  v.routingVrfInfoDir = in_->vrfInfoDir_;
+  v.routing6VrfInfoDir = in_->vrf6InfoDir_;
+  v.routingStatusSmHelper = chip_->routingStatusSmHelper();
+  v.routeSmHelper = chip_->routeSmHelper();
+  v.route6SmHelper = chip_->route6SmHelper();
+  v.entityManager = in_->entityManager_;
+  v.arpTableStatus = in_->arpTable_;
+  v.neighTableStatus = in_->neighTable_;
+  v.arpVrfIdMap = in_->arpVrfIdMap_;
+  vrfRootSm_ = Kor::vrfRootSmFactory(v);
+  doApplyKnobs();
+}
+
+void Agent::doDestroyVrfRoot() { vrfRootSm_ = nullptr; }
+
+void Agent::doApplyKnobs() {
+  if (!vrfRootSm_) return;
+  auto& k = in_->knobs_;
+  vrfRootSm_->totalTimeForRouteUpdatesIs(k["totalTimeForRouteUpdates"]);
+  vrfRootSm_->deleteReviewIntervalIs(k["deleteReviewInterval"]);
+  vrfRootSm_->fbuPriorityProcessingStartDelayIs(k["fbuPriorityProcessingStartDelay"]);
+  vrfRootSm_->fbuPriorityProcessingV4FirstIs(k["fbuPriorityProcessingV4First"]);
+  vrfRootSm_->fbuPriorityProcessingEndIntervalIs(k["fbuPriorityProcessingEndInterval"]);
+  vrfRootSm_->fbuRouteProcessQuantaMaxIs(k["fbuRouteProcessQuantaMax"]);
+  vrfRootSm_->fbuRouteProcessQuantaMinIs(k["fbuRouteProcessQuantaMin"]);
+  vrfRootSm_->fbuAdjProcessQuantaMinIs(k["fbuAdjProcessQuantaMin"]);
+  vrfRootSm_->reniceValueIs(static_cast<int>(k["reniceValue"]));
+}
+
+std::string Agent::command(int fd, std::string const& text) {
+  auto w = ScenarioRunner::words(text);
+  if (w.empty() || !isCommandCode(w[0])) fail("unknown command '" + (w.empty() ? std::string() : w[0]) + "'");
+  if (!initialized_) fail("command channel not started: run init first");
+  return vrfRootSm_->doCommand(fd, text);
+}
+
+}  // namespace KorAgent

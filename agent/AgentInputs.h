@@ -1,0 +1,72 @@
+#pragma once
+// Every entity the agent feeds the library with: what the other agents
+// (routing, IP, ARP, the state database) would publish, and the Quill
+// shared-memory tables. Held apart from the library objects so that a restart
+// of the library finds them unchanged, as a restarted agent finds the state
+// database and shared memory. The agent writes them; the library reads them.
+#include <map>
+#include <optional>
+#include <string>
+
+#include "kor/common/TractoLevels.h"
+#include "kor/common/VrfName.h"
+#include "kor/l3/L3Status.h"
+#include "models/ip/AllVrfStatusLocal.h"
+#include "models/ip/IntfVlanIdTable.h"
+#include "models/ip/Status.h"
+#include "models/ip/VrfCapability.h"
+#include "models/ip6/Status.h"
+#include "models/ledra/EntityManager.h"
+#include "models/routing/L3Config.h"
+#include "models/routing/PackedArgs.h"
+#include "models/routing/RoutingInfo.h"
+#include "models/routing/VrfInfoDir.h"
+#include "models/routing/hardware/RouteStatus.h"
+#include "models/routing6/VrfInfoDir.h"
+#include "models/routing6/hardware/RouteStatus.h"
+#include "quill/ArpTable.h"
+#include "quill/ForwardingStatus.h"
+#include "quill/RouteStatus.h"
+#include "quill/VrfIdMap.h"
+#include "vix/Ptr.h"
+
+namespace KorAgent {
+
+class AgentInputs {
+ public:
+  AgentInputs();
+
+  Vix::Ptr<Ip::AllVrfStatusLocal> allVrfStatusLocal_;
+  Vix::Ptr<Ip::VrfCapability> vrfCapability_;
+  Vix::Ptr<Routing::L3Config> l3Config_;
+  // Written by the library; kept across restarts like the state database.
+  Vix::Ptr<Kor::L3Status> l3Status_;
+  Vix::Ptr<IntfVlanId::Table> intfVlanIdTable_;
+  Vix::Ptr<Ip::Status> ipStatus_;
+  Vix::Ptr<Ip6::Status> ip6Status_;
+  Vix::Ptr<Routing::PackedArgs> packedArgs_;
+  Vix::Ptr<Routing::VrfInfoDir> vrfInfoDir_;
+  Vix::Ptr<Routing6::VrfInfoDir> vrf6InfoDir_;
+  Vix::Ptr<Routing::Hardware::RouteStatus> hwRouteStatus_;
+  Vix::Ptr<Routing6::Hardware::RouteStatus> hwRoute6Status_;
+  Vix::Ptr<Ledra::EntityManager> entityManager_;
+  Vix::Ptr<Quill::Arp::VrfIdMap> arpVrfIdMap_;
+  Vix::Ptr<Quill::Arp::ArpTable> arpTable_;
+  Vix::Ptr<Quill::Arp::NeighTable> neighTable_;
+  Vix::Ptr<Quill::Fib::ForwardingStatus> fecs4_;
+  Vix::Ptr<Quill::Fib6::ForwardingStatus> fecs6_;
+  std::map<Kor::VrfName, Vix::Ptr<Quill::Fib::RouteStatus>> routes4_;
+  std::map<Kor::VrfName, Vix::Ptr<Quill::Fib6::RouteStatus>> routes6_;
+
+  // Agent-side settings the scenario changes.
+  std::map<std::string, double> knobs_;
+  bool fastBoot_ = false;
+  // Trace levels the scenario set; applied again after a restart.
+  std::optional<Kor::TractoLevels> tracto_;
+  // ARP table VRF ids the agent (as the ARP agent) gave out: default is 0.
+  std::map<Kor::VrfName, uint32_t> arpVrfIds_;
+  // Interfaces the scenario added, with their VRF ("" for none).
+  std::map<Nollo::IntfId, std::string> intfs_;
+};
+
+}  // namespace KorAgent

@@ -1,0 +1,39 @@
+#include "agent/DemoScenario.h"
+
+namespace KorAgent {
+
+char const* DemoScenario::text() {
+  return R"(# Built-in demo of kor-agent (see docs/scenario.md).
+echo == a switch with room for 3 VRFs besides default
+maxvrfs 3
+set totalTimeForRouteUpdates 200ms
+vrf add red
+vrf add blue
+vrf add green
+intf add Ethernet1 vrf red vlan 10
+intf add Ethernet2 vrf blue vlan 20
+intf add Ethernet3 vlan 30
+arp add red 10.1.0.2 00:1c:73:00:00:02 Ethernet1
+arp add blue 10.2.0.2 00:1c:73:00:00:03 Ethernet2
+arp add default 2001:db8::2 00:1c:73:00:00:04 Ethernet3
+fec add 1 via 10.1.0.2 Ethernet1
+route add red 10.1.1.0/24 fec 1
+init
+run until idle
+show vrfs
+echo == a fourth VRF finds no free id
+vrf add purple
+run until idle
+show vrfs
+echo == deleting blue frees its id; purple gets it when announced again
+vrf del blue
+vrf del purple
+run until idle
+vrf add purple
+run until idle
+show vrfs
+show chip
+)";
+}
+
+}  // namespace KorAgent
