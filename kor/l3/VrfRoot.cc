@@ -1,0 +1,88 @@
+#include "kor/l3/VrfRoot.h"
+
+#include "kor/l3/VrfRootSm.h"
+
+namespace Kor {
+
+VrfRoot::VrfRoot(VrfRootSm* vrfRootSm, VrfName const& vrfName, VrfId vrfId,
+                 Vix::Ptr<Routing::RoutingInfo const> const& routingInfo,
+                 Vix::Ptr<Routing::RoutingInfo const> const& routing6Info, Vix::Ptr<VrfL3Status> const& vrfL3Status)
+    : KorBaseSm(vrfRootSm->acsd(), "KorVrfRootSm"), vrfRootSm_(vrfRootSm), vrfName_(vrfName), vrfId_(vrfId),
+      routingInfo_(routingInfo), routing6Info_(routing6Info), vrfL3Status_(vrfL3Status),
+      watchedNexthopGroupConfig_(Vix::makePtr<NexthopGroup::WatchedNexthopGroupConfig>(vrfName.str())) {}
+
+VrfRoot::~VrfRoot() { doStopSm(); }
+
+void VrfRoot::arpQuillVrfIdIs(uint32_t id) {
+  arpQuillVrfId_ = id;
+  if (korArpSm_) korArpSm_->arpQuillVrfIdIs(id);
+  if (korIp6NeighSm_) korIp6NeighSm_->arpQuillVrfIdIs(id);
+}
+
+void VrfRoot::handleInitialized() { doStartSm(); }
+
+void VrfRoot::doStartSm() {
+  if (korArpSm_) return;
+  KOR_TRACE(1, "doStartSm, vrf: " << vrfName_);
+  auto const& in = vrfRootSm_->inputs();
+  auto const& acsd = this->acsd();
+  auto* em = in.entityManager.ptr();
+  // The ARP machine comes first so that neighbour information is there
+  // before anything resolves next hops; the route machines come after the
+  // adjacency machine they hand their prefixes to.
+  korArpSm_ = Vix::makePtr<ArpSm>(acsd, vrfName_);
+  korArpSm_->arpQuillVrfIdIs(arpQuillVrfId_);
+  KOR_TRACE(5, "Create korArpSm, vrf: " << vrfName_);
+  korRoutingStatusSm_ = Vix::makePtr<RoutingStatusSm>(acsd, vrfName_, routingInfo_, routing6Info_,
+                                                      in.routingStatusSmHelper);
+  KOR_TRACE(5, "Create korRoutingStatusSm, vrf: " << vrfName_);
+  korNexthopGroupRouteSm_ = Vix::makePtr<NexthopGroupRouteSm>(acsd, vrfName_, watchedNexthopGroupConfig_);
+  KOR_TRACE(5, "Create korNexthopGroupRouteSm, vrf: " << vrfName_);
+  korAdjSm_ = Vix::makePtr<AdjSm>(acsd, vrfName_, em->forwardingStatus<Nollo::Ipv4>(vrfName_.str()),
+                                  em->forwardingStatus<Nollo::Ipv6>(vrfName_.str()), in.l2AdjHelper);
+  KOR_TRACE(5, "Create korAdjSm, vrf: " << vrfName_);
+  korRouteSm_ = Vix::makePtr<RouteSm>(acsd, this, em->routeStatus<Nollo::Ipv4>(vrfName_.str()), vrfL3Status_,
+                                      in.routeSmHelper);
+  KOR_TRACE(5, "Create korRouteSm, vrf: " << vrfName_);
+  korIp6NeighSm_ = Vix::makePtr<Ip6NeighSm>(acsd, vrfName_);
+  korIp6NeighSm_->arpQuillVrfIdIs(arpQuillVrfId_);
+  KOR_TRACE(5, "Create korIp6NeighSm, vrf: " << vrfName_);
+  korRoute6Sm_ = Vix::makePtr<Route6Sm>(acsd, this, em->routeStatus<Nollo::Ipv6>(vrfName_.str()), vrfL3Status_,
+                                        in.route6SmHelper);
+  KOR_TRACE(5, "Create korRoute6Sm, vrf: " << vrfName_);
+
+  korArpSm_->initializedIs(true);
+  korRoutingStatusSm_->initializedIs(true);
+  korNexthopGroupRouteSm_->initializedIs(true);
+  korAdjSm_->initializedIs(true);
+  korRouteSm_->initializedIs(true);
+  korIp6NeighSm_->initializedIs(true);
+  korRoute6Sm_->initializedIs(true);
+}
+
+void VrfRoot::doStopSm() {
+  if (!korArpSm_) return;
+  KOR_TRACE(1, "doStopSm, vrf: " << vrfName_);
+  // Routing status goes first so nothing switches routing while the rest is
+  // torn down; the adjacency side goes before the route machines that use it.
+  korRoutingStatusSm_ = nullptr;
+  KOR_TRACE(5, "Delete korRoutingStatusSm, vrf: " << vrfName_);
+  korAdjSm_ = nullptr;
+  KOR_TRACE(5, "Delete korAdjSm, vrf: " << vrfName_);
+  korNexthopGroupRouteSm_ = nullptr;
+  KOR_TRACE(5, "Delete korNexthopGroupRouteSm, vrf: " << vrfName_);
+  korRouteSm_ = nullptr;
+  KOR_TRACE(5, "Delete korRouteSm, vrf: " << vrfName_);
+  korArpSm_ = nullptr;
+  KOR_TRACE(5, "Delete korArpSm, vrf: " << vrfName_);
+  korIp6NeighSm_ = nullptr;
+  KOR_TRACE(5, "Delete korIp6NeighSm, vrf: " << vrfName_);
+  korRoute6Sm_ = nullptr;
+  KOR_TRACE(5, "Delete korRoute6Sm, vrf: " << vrfName_);
+}
+
+void VrfRoot::handleEndOfV4Sync() { vrfRootSm_->handleEndOfSync(); }
+
+void VrfRoot::handleEndOfV6Sync() { vrfRootSm_->handleEndOfV6Sync(); }
+
+}  // namespace Kor

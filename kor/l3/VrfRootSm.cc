@@ -1,0 +1,656 @@
+#include "kor/l3/VrfRootSm.h"
+
+#include <sys/resource.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <set>
+#include <sstream>
+
+#include "kor/l3/VrfRootSmCliCallback.h"
+#include "vix/RangeError.h"
+
+namespace Kor {
+
+namespace {
+
+VrfName const kDefaultVrf(VrfName::defaultVrfName);
+
+char const* const kVrfStatusPaths[] = {"forwarding/vrf/status/%s", "routing/vrf/status/%s",
+                                       "forwarding6/vrf/status/%s", "routing6/vrf/status/%s"};
+
+std::string vrfStatusPath(char const* format, VrfName const& vrfName) {
+  char buf[256];
+  std::snprintf(buf, sizeof(buf), format, vrfName.str().c_str());
+  return buf;
+}
+
+}  // namespace
+
+// Announcements of both routing directories: a change of one VRF's entry.
+template <class T>
+class VrfRootSm::VixVrfInfoDir : public T::Notifiee {
+ public:
+  VixVrfInfoDir(Vix::Ptr<T const> const& dir, VrfRootSm* sm) : T::Notifiee(dir), sm_(sm) {}
+  void handleVrfInfo(std::string const& name) override { sm_->doHandleVrfInfoChange(name); }
+
+ private:
+  VrfRootSm* sm_;
+};
+
+// A VRF waiting for its id from the hardware route status gets it.
+class VrfRootSm::VixRouteStatus : public Routing::Hardware::RouteStatus::Notifiee {
+ public:
+  VixRouteStatus(Vix::Ptr<Routing::Hardware::RouteStatus const> const& s, VrfRootSm* sm) : Notifiee(s), sm_(sm) {}
+  void handleVrfStatus(std::string const& name) override {
+    if (!sm_->initialized() || !notifier()->vrfStatusHas(name)) return;
+    try {
+      VrfName vrfName(name);
+      if (!sm_->vrfRootHas(vrfName) && sm_->announced(vrfName)) sm_->handleVrfCreation(vrfName);
+    } catch (Vix::RangeError const&) {
+    }
+  }
+
+ private:
+  VrfRootSm* sm_;
+};
+
+class VrfRootSm::VixArpVrfIdMap : public Quill::Arp::VrfIdMap::Notifiee {
+ public:
+  VixArpVrfIdMap(Vix::Ptr<Quill::Arp::VrfIdMap const> const& m, VrfRootSm* sm) : Notifiee(m), sm_(sm) {}
+  void handleVrfName(uint32_t const& id) override {
+    if (sm_->initialized()) sm_->handleArpQuillVrfId(id);
+  }
+
+ private:
+  VrfRootSm* sm_;
+};
+
+template <class AF>
+class VrfRootSm::VixArpTable : public Quill::Arp::ArpTableT<AF>::Notifiee {
+ public:
+  using Table = Quill::Arp::ArpTableT<AF>;
+  VixArpTable(Vix::Ptr<Table const> const& t, VrfRootSm* sm) : Table::Notifiee(t), sm_(sm) {}
+  void handleArpEntry(typename Table::Key const& key) override {
+    if (sm_->initialized()) sm_->handleNeighEntry<AF>(key);
+  }
+
+ private:
+  VrfRootSm* sm_;
+};
+
+VrfRootSm::VrfRootSm(VrfRootSmInputs const& inputs)
+    : KorBaseSm(inputs.acsd, "KorVrfRootSm"),
+      in_(inputs),
+      clock_(inputs.acsd->activityLoop().ptr(), [this] { doReviewPendingDelete(); }),
+      fbuPriorityProcessingTimer_(inputs.acsd->activityLoop().ptr(), [this] { handleFbuPriorityProcessingTimer(); }) {
+  deleteReviewInterval_ = 1.0;
+  totalTimeForRouteUpdates_ = 0.2;
+  fbuPriorityProcessingStartDelay_ = 30.0;
+  fbuPriorityProcessingV4First_ = 60.0;
+  fbuPriorityProcessingEndInterval_ = 60.0;
+  fbuRouteProcessQuantaMax_ = maxTimeSlice;
+  fbuRouteProcessQuantaMin_ = minTimeSlice;
+  fbuAdjProcessQuantaMin_ = minTimeSlice;
+  vixReactors_.push_back(std::make_unique<VixVrfInfoDir<Routing::VrfInfoDir>>(in_.routingVrfInfoDir, this));
+  if (in_.routing6VrfInfoDir != in_.routingVrfInfoDir)
+    vixReactors_.push_back(std::make_unique<VixVrfInfoDir<Routing6::VrfInfoDir>>(in_.routing6VrfInfoDir, this));
+  vixReactors_.push_back(std::make_unique<VixRouteStatus>(in_.routingHwRouteStatus, this));
+  if (in_.arpVrfIdMap) vixReactors_.push_back(std::make_unique<VixArpVrfIdMap>(in_.arpVrfIdMap, this));
+  if (in_.arpTableStatus)
+    vixReactors_.push_back(std::make_unique<VixArpTable<Nollo::Ipv4>>(in_.arpTableStatus, this));
+  if (in_.neighTableStatus)
+    vixReactors_.push_back(std::make_unique<VixArpTable<Nollo::Ipv6>>(in_.neighTableStatus, this));
+  for (auto& r : vixReactors_) reactorAdd(r.get());
+}
+
+VrfRootSm::~VrfRootSm() {
+  for (auto& r : vixReactors_) reactorDel(r.get());
+  vixReactors_.clear();
+  // Machines report to their root while they live; stop them all first.
+  for (auto const& [name, root] : vrfRootMap()) root->doStopSm();
+}
+
+bool VrfRootSm::announced(VrfName const& vrfName) const {
+  return in_.routingVrfInfoDir->vrfInfo(vrfName.str()) && in_.routing6VrfInfoDir->vrfInfo(vrfName.str());
+}
+
+void VrfRootSm::handleInitialized() {
+  KOR_TRACE(4, "handleInitialized");
+  bool firstRun = !firstRunDone_;
+  if (firstRun) {
+    firstRunDone_ = true;
+    arpDef_ = Vix::makePtr<KorArpDef<Nollo::Ipv4>>("arpDefReqList");
+    neighDef_ = Vix::makePtr<KorArpDef<Nollo::Ipv6>>("neighDefReqList");
+    for (auto const& [name, info] : in_.routingVrfInfoDir->vrfInfoMap())
+      if (info && name.size() <= VrfName::maxBytes) currentStateOnInitIs(VrfName(name), info->routingEnabled());
+    for (auto const& [name, info] : in_.routing6VrfInfoDir->vrfInfoMap())
+      if (info && name.size() <= VrfName::maxBytes) currentIp6StateOnInitIs(VrfName(name), info->routingEnabled());
+  }
+
+  if (!vrfRootHas(kDefaultVrf)) createVrf(VrfId(VrfId::defaultVrfId), kDefaultVrf, false);
+  // The default VRF's routing state can only be restored once its
+  // VrfL3Status exists.
+  if (firstRun && in_.l3Config && in_.l3Config->hitlessRestart()) restoreForHitlessRestart();
+
+  if (firstRun) {
+    uint32_t maxVrfs = in_.vrfCapability->maxVrfs();
+    KOR_TRACE(1, "MaxVrfs: " << maxVrfs);
+    for (uint32_t i = 1; i <= maxVrfs; ++i) freeVrfIndexEnq(VrfId(i));
+    for (auto const& [id, name] : in_.l3Status->vrfNameMap()) freeVrfIndexRemove(id);
+
+    cliCallback_ = std::make_unique<VrfRootSmCliCallback>(this);
+    if (in_.cliRequestDir) in_.cliRequestDir->callbackIs("VrfRootCli", "kor");
+    KOR_TRACE(1, "Kor CliCommand callback has been initialized");
+  }
+
+  handleVrfCreation();
+  handleStaleVrfsOnInit();
+  for (auto const& [name, root] : vrfRootMap()) doRebindIntfs(name, root->vrfId());
+  if (in_.arpVrfIdMap)
+    for (auto const& [id, name] : in_.arpVrfIdMap->vrfNameMap()) handleArpQuillVrfId(id);
+
+  if (acsd()->fbuFastBoot()) {
+    KOR_TRACE(1, ", Setting fbuPPTimer to " << fbuPriorityProcessingStartDelay_);
+    fbuPriorityProcessingTimer_.timeMinIs(acsd()->activityLoop()->now() + fbuPriorityProcessingStartDelay_);
+  }
+  vrfCreationCompleteIs(true);
+  handleEndOfSync();
+  handleEndOfV6Sync();
+}
+
+void VrfRootSm::restoreForHitlessRestart() {
+  KOR_TRACE(1, ", Syncing current state on init");
+  auto status = in_.l3Status->vrfL3Status(kDefaultVrf);
+  if (!status || !in_.routingStatusSmHelper) return;
+  status->routingEnabledIs(in_.routingStatusSmHelper->routingEnabled(kDefaultVrf));
+  status->routing6EnabledIs(in_.routingStatusSmHelper->routing6Enabled(kDefaultVrf));
+}
+
+VrfRoot* VrfRootSm::getKorVrfRootFromVrfId(VrfId vrfId) const {
+  auto name = in_.l3Status->vrfName(vrfId);
+  if (name.empty()) return nullptr;
+  return vrfRoot(name).ptr();
+}
+
+void VrfRootSm::doHandleVrfInfoChange(std::string const& name) {
+  if (!initialized()) return;
+  VrfName vrfName;
+  try {
+    vrfName = VrfName(name);
+  } catch (Vix::RangeError const&) {
+    KOR_TRACE(0, "Ignoring vrf with a name over 100 bytes: " << name.substr(0, 100));
+    return;
+  }
+  if (announced(vrfName)) {
+    handleVrfCreation(vrfName);
+    return;
+  }
+  if (!vrfRootHas(vrfName) || vrfName.isDefault() || pendingDeleteHas(vrfName)) return;
+  auto status = in_.l3Status->vrfL3Status(vrfName);
+  // A VRF whose routing is still being switched off keeps its machines until
+  // the review, so they can unwind what they programmed.
+  if (status && (status->waitForRoutingDisabled() || status->waitForRouting6Disabled())) {
+    pendingDeleteIs(vrfName, true);
+    doScheduleReview();
+    return;
+  }
+  deleteVrf(vrfName);
+  handleEndOfSync();
+  handleEndOfV6Sync();
+}
+
+void VrfRootSm::handleVrfCreation(VrfName const& vrfName) {
+  if (!announced(vrfName) || pendingDeleteHas(vrfName)) return;
+  doHandleVrfCreation(vrfName, false);
+}
+
+void VrfRootSm::handleVrfCreation() {
+  std::vector<VrfName> names;
+  for (auto const& [name, info] : in_.routingVrfInfoDir->vrfInfoMap())
+    if (name.size() <= VrfName::maxBytes) names.emplace_back(name);
+  for (auto const& name : names) handleVrfCreation(name);
+}
+
+void VrfRootSm::doHandleVrfCreation(VrfName const& vrfName, bool hitless) {
+  if (auto root = vrfRoot(vrfName)) {
+    KOR_TRACE(5, "Vrf already created");
+    if (root->routingInfo() == in_.routingVrfInfoDir->vrfInfo(vrfName.str()) &&
+        root->routing6Info() == in_.routing6VrfInfoDir->vrfInfo(vrfName.str()))
+      return;
+    KOR_TRACE(0, "RoutingInfo mismatch!!!");
+    KOR_TRACE(0, "Vrf entity mismatch detected. Delete and create back the vrf");
+    deleteVrf(vrfName);
+  }
+  KOR_TRACE(1, "Create vrfRoot for vrf " << vrfName);
+
+  VrfId id(VrfId::defaultVrfId);
+  if (vrfName.isDefault()) {
+    createVrf(id, vrfName, hitless);
+    return;
+  }
+  auto const& hw = in_.routingHwRouteStatus;
+  auto const& hw6 = in_.routing6HwRouteStatus;
+  if (auto vrfStatus = hw->vrfStatus(vrfName.str())) {
+    uint32_t index = vrfStatus->vrfId();
+    auto vrfStatus6 = hw6->vrfStatus(vrfName.str());
+    if (!vrfStatus6 || index != vrfStatus6->vrfId())
+      korAssert("index == routing6HwRouteStatus()->vrfStatus( vrfName )->vrfId()");
+    id = VrfId(index);
+    freeVrfIndexRemove(id);
+    KOR_TRACE(1, "RoutingHwRouteStatus has vrfId already allocated");
+  } else if (in_.allocateVrfId) {
+    KOR_TRACE(1, "VrfRootSm needs to allocate vrfId for vrf " << vrfName);
+    if (in_.l3Status->vrfIdHas(vrfName) && !in_.l3Status->vrfId(vrfName).isDefault()) {
+      // Left by an earlier run over the same L3 status: keep it.
+      id = in_.l3Status->vrfId(vrfName);
+      freeVrfIndexRemove(id);
+      KOR_TRACE(1, "Reusing vrfId " << id);
+    } else {
+      if (freeVrfIndexSize() == 0) {
+        KOR_TRACE(0, "No vrfId to allocate for vrf " << vrfName);
+        return;
+      }
+      id = freeVrfIndexDeq();
+      KOR_TRACE(1, "Allocated vrfId " << id);
+    }
+  } else {
+    KOR_TRACE(1, "Not starting vrfRoot. Allocate vrfId " << vrfName);
+    return;
+  }
+  if (id.isDefault()) {
+    KOR_TRACE(0, "Got vrfId 0 for vrf " << vrfName << ". Not starting vrfRoot");
+    return;
+  }
+  createVrf(id, vrfName, hitless);
+}
+
+void VrfRootSm::createVrf(VrfId vrfId, VrfName const& vrfName, bool hitless) {
+  KOR_TRACE(1, ", vrf: " << vrfName << ", vrfId: " << vrfId);
+  auto const& l3 = in_.l3Status;
+  l3->vrfIdPairIs(vrfName, vrfId);
+  if (!in_.packedArgs->routingInfo()) korAssert("packedArgs()->routingInfo()");
+  if (!in_.packedArgs->routing6Info()) korAssert("packedArgs()->routing6Info()");
+  auto routingInfo = in_.routingVrfInfoDir->vrfInfo(vrfName.str());
+  auto routing6Info = in_.routing6VrfInfoDir->vrfInfo(vrfName.str());
+  if (!routingInfo) korAssert("routingVrfInfoDir()->vrfInfo( vrfName )");
+  if (!routing6Info) korAssert("routing6VrfInfoDir()->vrfInfo( vrfName )");
+  auto status = l3->vrfL3Status(vrfName);
+  if (!status) status = l3->newVrfL3Status(vrfName);
+  auto root = Vix::makePtr<VrfRoot>(this, vrfName, vrfId, routingInfo, routing6Info, status);
+  vrfRootIs(vrfName, root);
+  if (!vrfName.isDefault())
+    for (char const* path : kVrfStatusPaths) in_.entityManager->entityIs(vrfStatusPath(path, vrfName), true);
+  if (in_.vrfHelper) in_.vrfHelper->vrfCreated(vrfName, vrfId);
+  vrfCreateCountInc();
+  root->initializedIs(true);
+  updateTimeSlices();
+  if (arpQuillVrfNameToIdHas(vrfName)) {
+    root->arpQuillVrfIdIs(arpQuillVrfNameToId(vrfName));
+    populateArpInfoOnVrfs({vrfName});
+  }
+  doRebindIntfs(vrfName, vrfId);
+}
+
+void VrfRootSm::doRebindIntfs(VrfName const& vrfName, VrfId vrfId) {
+  if (in_.ipStatus)
+    for (auto const& [intf, vrf] : in_.ipStatus->currentVrfMap())
+      if (vrf == vrfName.str()) in_.l3Status->l3IntfVrfIdIs(intf, vrfId);
+  if (in_.ip6Status)
+    for (auto const& [intf, vrf] : in_.ip6Status->currentVrfMap())
+      if (vrf == vrfName.str()) in_.l3Status->l3IntfVrfIdIs(intf, vrfId);
+}
+
+void VrfRootSm::deleteVrf(VrfName const& vrfName) {
+  auto root = vrfRoot(vrfName);
+  if (!root) return;
+  KOR_TRACE(1, "Delete vrfRoot for vrf " << vrfName);
+  VrfId id = root->vrfId();
+  root->doStopSm();
+  vrfRootDel(vrfName);
+  vrfDeleteCountInc();
+  updateTimeSlices();
+  auto const& l3 = in_.l3Status;
+  l3->vrfL3StatusDel(vrfName);
+  l3->vrfIdPairDel(vrfName);
+  if (in_.vrfHelper) in_.vrfHelper->vrfDeleted(vrfName, id);
+  if (!vrfName.isDefault()) {
+    KOR_TRACE(1, "Delete vrfStatus");
+    freeVrfIndexEnq(id);
+    for (char const* path : kVrfStatusPaths) in_.entityManager->entityDel(vrfStatusPath(path, vrfName));
+  }
+  // Interfaces bound into the VRF lose their binding; collect first, the
+  // deletions change the maps being walked.
+  if (in_.ipStatus) {
+    std::vector<Nollo::IntfId> bound;
+    for (auto const& [intf, vrf] : in_.ipStatus->currentVrfMap())
+      if (vrf == vrfName.str()) bound.push_back(intf);
+    for (auto const& intf : bound) {
+      KOR_TRACE(1, "Ip4: Making currentVrf of intf: " << intf << " as NULL");
+      in_.ipStatus->currentVrfDel(intf);
+      l3->l3IntfVrfIdDel(intf);
+    }
+  }
+  if (in_.ip6Status) {
+    std::vector<Nollo::IntfId> bound;
+    for (auto const& [intf, vrf] : in_.ip6Status->currentVrfMap())
+      if (vrf == vrfName.str()) bound.push_back(intf);
+    for (auto const& intf : bound) {
+      KOR_TRACE(1, "Ip6: Making currentVrf of intf: " << intf << " as NULL");
+      in_.ip6Status->currentVrfDel(intf);
+      l3->l3IntfVrfIdDel(intf);
+    }
+  }
+}
+
+void VrfRootSm::doScheduleReview() {
+  if (pendingDeleteSize() == 0) {
+    clock_.timeMinIs(Vix::kNever);
+    return;
+  }
+  Vix::Seconds when = acsd()->activityLoop()->now() + deleteReviewInterval_;
+  KOR_TRACE(5, "Review for pending delete vrfRoot scheduled at " << when);
+  clock_.timeMinIs(when);
+}
+
+void VrfRootSm::doReviewPendingDelete() {
+  std::vector<VrfName> names;
+  for (auto const& [name, pending] : pendingDeleteMap()) names.push_back(name);
+  for (auto const& name : names) {
+    deleteVrf(name);
+    pendingDeleteDel(name);
+    // It may have been announced again meanwhile.
+    handleVrfCreation(name);
+  }
+  doScheduleReview();
+  handleEndOfSync();
+  handleEndOfV6Sync();
+}
+
+void VrfRootSm::handleStaleVrfsOnInit() {
+  auto const& l3 = in_.l3Status;
+  std::set<VrfId> ids;
+  for (auto const& [key, info] : l3->adjInfoListMap()) ids.insert(key.vrfId);
+  for (auto const& [key, info] : l3->adjInfo6ListMap()) ids.insert(key.vrfId);
+  for (VrfId id : ids) {
+    if (id.isDefault()) continue;
+    VrfName name = l3->vrfName(id);
+    if (!name.empty() && vrfRootHas(name)) continue;
+    KOR_TRACE(1, "Deleting stale vrf " << name);
+    std::vector<VrfAndPrefix> routes;
+    for (auto const& [key, info] : l3->adjInfoListMap())
+      if (key.vrfId == id) routes.push_back(key);
+    for (auto const& k : routes) l3->adjInfoListDel(k);
+    std::vector<VrfAndIp6Prefix> routes6;
+    for (auto const& [key, info] : l3->adjInfo6ListMap())
+      if (key.vrfId == id) routes6.push_back(key);
+    for (auto const& k : routes6) l3->adjInfo6ListDel(k);
+    if (!name.empty()) {
+      l3->vrfL3StatusDel(name);
+      l3->vrfIdPairDel(name);
+    }
+    if (id.value() <= in_.vrfCapability->maxVrfs() &&
+        std::find(freeVrfIndexQueue().begin(), freeVrfIndexQueue().end(), id) == freeVrfIndexQueue().end())
+      freeVrfIndexEnq(id);
+  }
+}
+
+void VrfRootSm::handleEndOfSync() {
+  KOR_TRACE_FUNC();
+  if (endOfV4SyncSent_) return;
+  if (!vrfCreationComplete_) {
+    KOR_TRACE(5, "Vrf creation not complete yet");
+    return;
+  }
+  if (in_.l3Status->v4SyncPendingInAnyVrf()) {
+    KOR_TRACE(5, "Sync still pending in some vrf");
+    return;
+  }
+  KOR_TRACE(1, "Sending notification for end of sync");
+  endOfV4SyncSentIs(true);
+  if (endOfV6SyncSent_) in_.l3Status->initializedIs(true);
+}
+
+void VrfRootSm::handleEndOfV6Sync() {
+  KOR_TRACE_FUNC();
+  if (endOfV6SyncSent_) return;
+  if (!vrfCreationComplete_) {
+    KOR_TRACE(5, "Vrf creation not complete yet");
+    return;
+  }
+  if (in_.l3Status->v6SyncPendingInAnyVrf()) {
+    KOR_TRACE(5, "Sync still pending in some vrf");
+    return;
+  }
+  KOR_TRACE(1, "Sending notification for end of sync");
+  endOfV6SyncSentIs(true);
+  if (endOfV4SyncSent_) in_.l3Status->initializedIs(true);
+}
+
+void VrfRootSm::updateTimeSlices() {
+  size_t n = vrfRootSize();
+  if (n == 0) return;
+  Vix::Seconds slice = std::clamp(totalTimeForRouteUpdates_ / double(n), minTimeSlice, maxTimeSlice);
+  for (auto const& [name, root] : vrfRootMap()) {
+    if (pendingDeleteHas(name)) {
+      KOR_TRACE(5, "Skip vrf pending deletion " << name);
+      continue;
+    }
+    if (!root->korRouteSm()->routeStatus()) korAssert("korRouteSm()->routeStatus()");
+    if (!root->korRoute6Sm()->routeStatus()) korAssert("korRoute6Sm()->routeStatus()");
+    if (!root->korAdjSm()->forwardingStatus()) korAssert("korAdjSm()->forwardingStatus()");
+    root->korRouteSm()->quillYieldTimeIs(slice);
+    root->korRoute6Sm()->quillYieldTimeIs(slice);
+    KOR_TRACE(5, "set routesm yield time to " << slice << ", nVrfs " << n);
+    root->korAdjSm()->quillYieldTimeIs(slice);
+    KOR_TRACE(5, " set yield time to " << slice);
+  }
+}
+
+void VrfRootSm::fbuPriorityProcessingStateIs(FbuPriorityProcessingState s) {
+  if (s == fbuPriorityProcessingState_) return;
+  bool kickstart = fbuPriorityProcessingState_ == FbuPriorityProcessingState::fbuPPInit;
+  fbuPriorityProcessingState_ = s;
+  notify(&Notifiee::handleFbuPriorityProcessingState);
+  if (kickstart) fbuPriorityProcessingTimer_.timeMinIs(acsd()->activityLoop()->now());
+}
+
+void VrfRootSm::handleFbuPriorityProcessingTimer() {
+  using S = FbuPriorityProcessingState;
+  KOR_TRACE(1, " Current state " << fbuPriorityProcessingState_);
+  fbuPriorityProcessingTimer_.timeMinIs(Vix::kNever);
+  Vix::Seconds now = acsd()->activityLoop()->now();
+  switch (fbuPriorityProcessingState_) {
+    case S::fbuPPInit:
+      KOR_TRACE(1, " kickstart fbu processing");
+      if (acsd()->fbuRenice()) {
+        errno = 0;
+        int normal = getpriority(PRIO_PROCESS, 0);
+        if (errno == 0) reniceValueIs(normal);
+        renice(acsd()->fbuReniceValue());
+        reniceIs(true);
+      }
+      fbuPriorityProcessingStateIs(S::fbuPPStarted);
+      break;
+    case S::fbuPPStarted:
+      if (!acsd()->fbuFastBoot()) korAssert("acsd()->fbuFastBoot()");
+      for (auto const& [name, root] : vrfRootMap()) {
+        root->korRouteSm()->quillYieldTimeIs(fbuRouteProcessQuantaMax_);
+        root->korRoute6Sm()->quillYieldTimeIs(fbuRouteProcessQuantaMin_);
+        root->korAdjSm()->quillYieldTimeIs(fbuAdjProcessQuantaMin_);
+      }
+      fbuPriorityProcessingStateIs(S::fbuPPV4First);
+      fbuPriorityProcessingTimer_.timeMinIs(now + fbuPriorityProcessingV4First_);
+      break;
+    case S::fbuPPV4First:
+      for (auto const& [name, root] : vrfRootMap()) {
+        root->korRouteSm()->quillYieldTimeIs(fbuRouteProcessQuantaMin_);
+        root->korRoute6Sm()->quillYieldTimeIs(fbuRouteProcessQuantaMax_);
+      }
+      fbuPriorityProcessingStateIs(S::fbuPPEnd);
+      fbuPriorityProcessingTimer_.timeMinIs(now + fbuPriorityProcessingEndInterval_);
+      break;
+    case S::fbuPPEnd:
+      if (acsd()->fbuRenice()) {
+        KOR_TRACE(1, " Resetting priority");
+        renice(reniceValue_);
+        reniceIs(false);
+      }
+      updateTimeSlices();
+      break;
+  }
+  KOR_TRACE(1, " New state " << fbuPriorityProcessingState_);
+}
+
+bool VrfRootSm::renice(int value) {
+  if (setpriority(PRIO_PROCESS, 0, value) != 0) {
+    KOR_TRACE(0, ": Renice failed " << value);
+    KOR_TRACE(0, " Failed");
+    return false;
+  }
+  KOR_TRACE(1, ": Renice " << value);
+  return true;
+}
+
+void VrfRootSm::handleArpQuillVrfId(uint32_t id) {
+  auto const& map = in_.arpVrfIdMap;
+  if (map && map->vrfNameHas(id)) {
+    VrfName name;
+    try {
+      name = VrfName(map->vrfName(id));
+    } catch (Vix::RangeError const&) {
+      KOR_TRACE(0, " could not find vrfName");
+      return;
+    }
+    auto old = arpQuillVrfIdToNameCache(id);
+    if (!old.empty() && old != name) arpQuillVrfNameToIdDel(old);
+    arpQuillVrfNameToIdIs(name, id);
+    arpQuillVrfIdToNameCacheIs(id, name);
+    vrfInfoIs(id, VrfRootInfo{name, true, true});
+    KOR_TRACE(1, " add vrfId: " << id << " vrfName: " << name);
+    auto root = vrfRoot(name);
+    if (!root) {
+      KOR_TRACE(1, " VrfRoot for vrf '" << name << "' not found.");
+      return;
+    }
+    root->arpQuillVrfIdIs(id);
+    populateArpInfoOnVrfs({name});
+    return;
+  }
+  KOR_TRACE(1, " delete vrfId: " << id);
+  if (!arpQuillVrfIdToNameCacheHas(id)) {
+    KOR_TRACE(1, " could not find vrfName");
+    return;
+  }
+  VrfName name = arpQuillVrfIdToNameCache(id);
+  arpQuillVrfIdToNameCacheDel(id);
+  arpQuillVrfNameToIdDel(name);
+  vrfInfoDel(id);
+  if (auto root = vrfRoot(name)) root->arpQuillVrfIdIs(VrfRoot::noArpQuillVrfId);
+}
+
+void VrfRootSm::populateArpInfoOnVrfs(std::vector<VrfName> const& vrfNames) {
+  std::vector<Vix::Ptr<VrfRoot>> roots;
+  for (auto const& name : vrfNames) {
+    auto root = vrfRoot(name);
+    if (root && root->arpQuillVrfId() != VrfRoot::noArpQuillVrfId) roots.push_back(root);
+  }
+  if (roots.empty()) {
+    KOR_TRACE(5, "No vrfs of interest for ARP population.");
+    return;
+  }
+  for (auto const& root : roots) {
+    uint32_t id = root->arpQuillVrfId();
+    if (in_.arpTableStatus)
+      for (auto const& [key, entry] : in_.arpTableStatus->arpEntryMap()) {
+        if (key.vrfId() != id) continue;
+        KOR_TRACE(5, "Adding arp entry " << key << " (vrf '" << root->vrfName() << "')");
+        root->korArpSm()->arpEntryIs(key, entry);
+      }
+    if (in_.neighTableStatus)
+      for (auto const& [key, entry] : in_.neighTableStatus->arpEntryMap()) {
+        if (key.vrfId() != id) continue;
+        KOR_TRACE(5, "Adding neigh entry " << key << " (vrf '" << root->vrfName() << "')");
+        root->korIp6NeighSm()->arpEntryIs(key, entry);
+      }
+  }
+}
+
+template <class AF>
+void VrfRootSm::handleNeighEntry(Quill::Arp::ArpKeyT<AF> const& key) {
+  constexpr bool isV4 = std::is_same_v<AF, Nollo::Ipv4>;
+  char const* what = isV4 ? "Arp entry " : "Neigh entry ";
+  if (!arpQuillVrfIdToNameCacheHas(key.vrfId())) return;
+  VrfName name = arpQuillVrfIdToNameCache(key.vrfId());
+  auto root = vrfRoot(name);
+  if (!root || root->arpQuillVrfId() != key.vrfId()) return;
+  Vix::Ptr<Quill::Arp::ArpTableT<AF> const> table;
+  if constexpr (isV4) table = in_.arpTableStatus;
+  else table = in_.neighTableStatus;
+  auto& sm = [&]() -> NeighSmT<AF>& {
+    if constexpr (isV4) return *root->korArpSm();
+    else return *root->korIp6NeighSm();
+  }();
+  if (table->arpEntryHas(key)) {
+    KOR_TRACE(5, what << key << " (vrf '" << name << "') updated in arp quill");
+    sm.arpEntryIs(key, table->arpEntry(key));
+  } else {
+    KOR_TRACE(5, what << key << " (vrf '" << name << "') deleted from arp quill");
+    sm.arpEntryDel(key);
+  }
+}
+
+template void VrfRootSm::handleNeighEntry<Nollo::Ipv4>(Quill::Arp::ArpKeyT<Nollo::Ipv4> const&);
+template void VrfRootSm::handleNeighEntry<Nollo::Ipv6>(Quill::Arp::ArpKeyT<Nollo::Ipv6> const&);
+
+std::string VrfRootSm::doCommand(int socket, std::string const& text) {
+  if (!cliCallback_) return "";
+  return cliCallback_->doCommand(socket, text);
+}
+
+template <class AF>
+void VrfRootSm::doShowUnprogrammed(std::ostream& out, bool allVrf, std::string const& vrf) const {
+  auto show = [&](VrfRoot const& root) {
+    if constexpr (std::is_same_v<AF, Nollo::Ipv4>) root.korRouteSm()->doShowRoutesUnprogrammedInVrf(out, root.vrfName());
+    else root.korRoute6Sm()->doShowRoutesUnprogrammedInVrf(out, root.vrfName());
+  };
+  if (allVrf) {
+    for (auto const& [name, root] : vrfRootMap()) show(*root);
+    return;
+  }
+  Vix::Ptr<VrfRoot> root;
+  if (vrf.size() <= VrfName::maxBytes) root = vrfRoot(VrfName(vrf));
+  if (!root) {
+    KOR_TRACE(1, "Vrf " << vrf.substr(0, VrfName::maxBytes) << " not found");
+    return;
+  }
+  show(*root);
+}
+
+void VrfRootSm::doShowRoutesUnprogrammed(std::ostream& out, bool allVrf, std::string const& vrf) const {
+  doShowUnprogrammed<Nollo::Ipv4>(out, allVrf, vrf);
+}
+
+void VrfRootSm::doShowRoutes6Unprogrammed(std::ostream& out, bool allVrf, std::string const& vrf) const {
+  doShowUnprogrammed<Nollo::Ipv6>(out, allVrf, vrf);
+}
+
+Vix::Ptr<VrfRootSm> vrfRootSmFactory(VrfRootSmInputs const& inputs) {
+  Vix::ValidPtr<KorCommonSmData> acsd(inputs.acsd);
+  Vix::ValidPtr<L3Status> l3Status(inputs.l3Status);
+  Vix::ValidPtr<Ip::VrfCapability const> cap(inputs.vrfCapability);
+  Vix::ValidPtr<Routing::PackedArgs const> packed(inputs.packedArgs);
+  Vix::ValidPtr<Routing::Hardware::RouteStatus const> hw(inputs.routingHwRouteStatus);
+  Vix::ValidPtr<Routing6::Hardware::RouteStatus const> hw6(inputs.routing6HwRouteStatus);
+  Vix::ValidPtr<Routing::VrfInfoDir const> dir(inputs.routingVrfInfoDir);
+  Vix::ValidPtr<Routing6::VrfInfoDir const> dir6(inputs.routing6VrfInfoDir);
+  Vix::ValidPtr<Ledra::EntityManager> em(inputs.entityManager);
+  return Vix::makePtr<VrfRootSm>(inputs);
+}
+
+VrfRoot* getKorVrfRootFromVrfId(Vix::Ptr<VrfRootSm> const& vrfRootSm, VrfId vrfId) {
+  return vrfRootSm ? vrfRootSm->getKorVrfRootFromVrfId(vrfId) : nullptr;
+}
+
+}  // namespace Kor

@@ -1,0 +1,178 @@
+#pragma once
+// The single root of unicast routing. It creates one VrfRoot per VRF that the
+// routing directories announce (see VrfRootSmInputs), hands out VRF ids
+// (0 is "default"; 1..MaxVrfs circulate first in, first out through
+// freeVrfIndex), deletes VRFs (at once, or after deleteReviewInterval while
+// their routing is being switched off), removes stale VRFs of an earlier run,
+// announces the end of the initial sync once the last VRF is done, shares
+// the shared-memory reading time among VRFs, runs the fast-boot priority
+// schedule, feeds the ARP machines and answers the diagnostic commands.
+//
+// Invariants: a VRF has a root exactly while L3Status has its VrfL3Status and
+// its name/id pair; an id is either in use or in freeVrfIndex, never both;
+// each end-of-sync announcement goes out at most once.
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <ostream>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "kor/common/KorBaseSm.h"
+#include "kor/l3/FbuPriorityProcessingState.h"
+#include "kor/l3/KorArpDef.h"
+#include "kor/l3/VrfRoot.h"
+#include "kor/l3/VrfRootInfo.h"
+#include "kor/l3/VrfRootSmInputs.h"
+#include "vix/Clock.h"
+
+namespace Kor {
+
+class VrfRootSmCliCallback;
+
+class KOR_EXPORT VrfRootSm : public KorBaseSm {
+ public:
+  class Notifiee : public Vix::NotifieeOf<VrfRootSm> {
+   public:
+    using NotifieeOf::NotifieeOf;
+    VIX_KEY_HANDLER(VrfName, VrfRoot)
+    VIX_HANDLER(FreeVrfIndex)
+    VIX_KEY_HANDLER(VrfName, PendingDelete)
+    VIX_HANDLER(DeleteReviewInterval)
+    VIX_HANDLER(VrfCreateCount)
+    VIX_HANDLER(VrfDeleteCount)
+    VIX_HANDLER(VrfCreationComplete)
+    VIX_HANDLER(EndOfV4SyncSent)
+    VIX_HANDLER(EndOfV6SyncSent)
+    VIX_KEY_HANDLER(VrfName, ArpQuillVrfNameToId)
+    VIX_KEY_HANDLER(uint32_t, ArpQuillVrfIdToNameCache)
+    VIX_KEY_HANDLER(uint32_t, VrfInfo)
+    VIX_KEY_HANDLER(VrfName, CurrentStateOnInit)
+    VIX_KEY_HANDLER(VrfName, CurrentIp6StateOnInit)
+    VIX_HANDLER(FbuPriorityProcessingState)
+    VIX_HANDLER(FbuPriorityProcessingStartDelay)
+    VIX_HANDLER(FbuPriorityProcessingV4First)
+    VIX_HANDLER(FbuPriorityProcessingEndInterval)
+    VIX_HANDLER(FbuRouteProcessQuantaMax)
+    VIX_HANDLER(FbuRouteProcessQuantaMin)
+    VIX_HANDLER(FbuAdjProcessQuantaMin)
+    VIX_HANDLER(Renice)
+    VIX_HANDLER(ReniceValue)
+    VIX_HANDLER(TotalTimeForRouteUpdates)
+  };
+
+  static constexpr Vix::Seconds minTimeSlice = 0.015;
+  static constexpr Vix::Seconds maxTimeSlice = 0.05;
+
+  explicit VrfRootSm(VrfRootSmInputs const& inputs);
+  ~VrfRootSm() override;
+
+  VrfRootSmInputs const& inputs() const { return in_; }
+  Vix::Ptr<L3Status> const& l3Status() const { return in_.l3Status; }
+
+  VIX_ORDERED_MAP(VrfName, Vix::Ptr<VrfRoot>, vrfRoot, VrfRoot)
+  VIX_QUEUE(VrfId, freeVrfIndex, FreeVrfIndex)
+  VIX_ORDERED_MAP(VrfName, bool, pendingDelete, PendingDelete)
+  VIX_ATTR(Vix::Seconds, deleteReviewInterval, DeleteReviewInterval)
+  VIX_COUNTER(uint32_t, vrfCreateCount, VrfCreateCount)
+  VIX_COUNTER(uint32_t, vrfDeleteCount, VrfDeleteCount)
+  VIX_ATTR(bool, vrfCreationComplete, VrfCreationComplete)
+  VIX_ATTR(bool, endOfV4SyncSent, EndOfV4SyncSent)
+  VIX_ATTR(bool, endOfV6SyncSent, EndOfV6SyncSent)
+  VIX_ORDERED_MAP(VrfName, uint32_t, arpQuillVrfNameToId, ArpQuillVrfNameToId)
+  VIX_ORDERED_MAP(uint32_t, VrfName, arpQuillVrfIdToNameCache, ArpQuillVrfIdToNameCache)
+  // The VRF cache: ARP table VRF id -> the VRF waiting for ARP population.
+  VIX_ORDERED_MAP(uint32_t, VrfRootInfo, vrfInfo, VrfInfo)
+  // Routing on/off per VRF as announced when the root started.
+  VIX_ORDERED_MAP(VrfName, bool, currentStateOnInit, CurrentStateOnInit)
+  VIX_ORDERED_MAP(VrfName, bool, currentIp6StateOnInit, CurrentIp6StateOnInit)
+
+ public:
+  FbuPriorityProcessingState fbuPriorityProcessingState() const { return fbuPriorityProcessingState_; }
+  // Leaving fbuPPInit arms the schedule's timer at once: the kickstart only
+  // records that the fast boot is under way, and the change of phase (not the
+  // timer handler) lets the IPv4-first phase begin on the next loop turn.
+  void fbuPriorityProcessingStateIs(FbuPriorityProcessingState s);
+  Vix::Clock const& clock() const { return clock_; }
+  Vix::Clock const& fbuPriorityProcessingTimer() const { return fbuPriorityProcessingTimer_; }
+
+  VIX_ATTR(Vix::Seconds, fbuPriorityProcessingStartDelay, FbuPriorityProcessingStartDelay)
+  VIX_ATTR(Vix::Seconds, fbuPriorityProcessingV4First, FbuPriorityProcessingV4First)
+  VIX_ATTR(Vix::Seconds, fbuPriorityProcessingEndInterval, FbuPriorityProcessingEndInterval)
+  VIX_ATTR(Vix::Seconds, fbuRouteProcessQuantaMax, FbuRouteProcessQuantaMax)
+  VIX_ATTR(Vix::Seconds, fbuRouteProcessQuantaMin, FbuRouteProcessQuantaMin)
+  VIX_ATTR(Vix::Seconds, fbuAdjProcessQuantaMin, FbuAdjProcessQuantaMin)
+  // Whether the priority was lowered for the fast boot, and the value to go
+  // back to afterwards.
+  VIX_ATTR(bool, renice, Renice)
+  VIX_ATTR(int, reniceValue, ReniceValue)
+  VIX_ATTR(Vix::Seconds, totalTimeForRouteUpdates, TotalTimeForRouteUpdates)
+
+ public:
+  Vix::Ptr<KorArpDef<Nollo::Ipv4>> const& arpDef() const { return arpDef_; }
+  Vix::Ptr<KorArpDef<Nollo::Ipv6>> const& neighDef() const { return neighDef_; }
+  VrfRootSmCliCallback* cliCallback() const { return cliCallback_.get(); }
+
+  void handleInitialized() override;
+
+  VrfRoot* getKorVrfRootFromVrfId(VrfId vrfId) const;
+  void createVrf(VrfId vrfId, VrfName const& vrfName, bool hitless);
+  void deleteVrf(VrfName const& vrfName);
+  void handleVrfCreation(VrfName const& vrfName);
+  void handleVrfCreation();
+  void handleEndOfSync();
+  void handleEndOfV6Sync();
+  void updateTimeSlices();
+  void handleFbuPriorityProcessingTimer();
+  void handleArpQuillVrfId(uint32_t id);
+  void populateArpInfoOnVrfs(std::vector<VrfName> const& vrfNames);
+  template <class AF>
+  void handleNeighEntry(Quill::Arp::ArpKeyT<AF> const& key);
+  // Sets the process's nice value; false when the system refuses.
+  bool renice(int value);
+
+  // The command channel: runs one command and returns its output.
+  std::string doCommand(int socket, std::string const& text);
+  void doShowRoutesUnprogrammed(std::ostream& out, bool allVrf, std::string const& vrf) const;
+  void doShowRoutes6Unprogrammed(std::ostream& out, bool allVrf, std::string const& vrf) const;
+
+ private:
+  template <class T>
+  class VixVrfInfoDir;
+  class VixRouteStatus;
+  class VixArpVrfIdMap;
+  template <class AF>
+  class VixArpTable;
+
+  bool announced(VrfName const& vrfName) const;
+  void doHandleVrfInfoChange(std::string const& name);
+  void doHandleVrfCreation(VrfName const& vrfName, bool hitless);
+  void restoreForHitlessRestart();
+  void handleStaleVrfsOnInit();
+  void doRebindIntfs(VrfName const& vrfName, VrfId vrfId);
+  void doScheduleReview();
+  void doReviewPendingDelete();
+  template <class AF>
+  void doShowUnprogrammed(std::ostream& out, bool allVrf, std::string const& vrf) const;
+
+  VrfRootSmInputs in_;
+  FbuPriorityProcessingState fbuPriorityProcessingState_ = FbuPriorityProcessingState::fbuPPInit;
+  Vix::Clock clock_;
+  Vix::Clock fbuPriorityProcessingTimer_;
+  Vix::Ptr<KorArpDef<Nollo::Ipv4>> arpDef_;
+  Vix::Ptr<KorArpDef<Nollo::Ipv6>> neighDef_;
+  std::unique_ptr<VrfRootSmCliCallback> cliCallback_;
+  bool firstRunDone_ = false;
+  std::vector<std::unique_ptr<Vix::NotifieeBase>> vixReactors_;
+};
+
+// Creates the VRF root over its inputs (see VrfRootSmInputs for the order and
+// which are mandatory: a missing one throws "null ValidPtr"). The agent sets
+// initialized on it (or on the common data) once every input is present.
+KOR_EXPORT Vix::Ptr<VrfRootSm> vrfRootSmFactory(VrfRootSmInputs const& inputs);
+
+// The VrfRoot of a VRF id, or null.
+KOR_EXPORT VrfRoot* getKorVrfRootFromVrfId(Vix::Ptr<VrfRootSm> const& vrfRootSm, VrfId vrfId);
+
+}  // namespace Kor

@@ -1,0 +1,90 @@
+#include "kor/l3/VrfRootSmCliCallback.h"
+
+#include <charconv>
+#include <optional>
+#include <sstream>
+
+#include "kor/l3/VrfRootSm.h"
+
+namespace Kor {
+
+namespace {
+
+std::optional<uint64_t> parseNumber(std::string const& s) {
+  uint64_t v = 0;
+  auto [end, ec] = std::from_chars(s.data(), s.data() + s.size(), v);
+  if (ec != std::errc() || end != s.data() + s.size() || s.empty()) return std::nullopt;
+  return v;
+}
+
+}  // namespace
+
+VrfRootSmCliCallback::VrfRootSmCliCallback(VrfRootSm* vrfRootSm)
+    : KorBaseSm(vrfRootSm->acsd(), "KorVrfRootSm"), vrfRootSm_(vrfRootSm) {}
+
+std::string VrfRootSmCliCallback::doCommand(int socket, std::string const& text) {
+  KOR_TRACE(1, "Socket: " << socket << ", Command: " << text);
+  std::ostringstream out;
+  std::string cmd = text.substr(0, 3);
+  std::string arg = text.size() > 4 ? text.substr(4) : std::string();
+  bool all = arg.empty() || arg[0] == 'a';
+  auto root = vrfRootSm_->vrfRoot(VrfName(VrfName::defaultVrfName));
+
+  auto prefixArg = [&]<class AF>() -> std::optional<std::optional<Nollo::IpPrefixT<AF>>> {
+    if (all) return std::optional<Nollo::IpPrefixT<AF>>();
+    KOR_TRACE(1, "Prefix: " << arg);
+    auto p = Nollo::IpPrefixT<AF>::parse(arg);
+    if (!p) {
+      out << "Invalid prefix: " << arg << "\n";
+      return std::nullopt;
+    }
+    return std::optional<Nollo::IpPrefixT<AF>>(*p);
+  };
+  auto indexArg = [&](char const* what) -> std::optional<std::optional<uint64_t>> {
+    if (all) return std::optional<uint64_t>();
+    KOR_TRACE(1, what << arg);
+    auto v = parseNumber(arg);
+    if (!v) {
+      out << "Invalid index: " << arg << "\n";
+      return std::nullopt;
+    }
+    return std::optional<uint64_t>(*v);
+  };
+
+  if ((cmd == "SR4" || cmd == "SR6") && text.size() > 3 && text[3] == 'u') {
+    bool v6 = cmd == "SR6";
+    KOR_TRACE(1, (v6 ? " show ip hardware routes-v6 unprogrammmed " : " show ip hardware routes unprogrammmed ")
+                     << "allVrf=" << all << " vrf=" << arg);
+    if (v6) vrfRootSm_->doShowRoutes6Unprogrammed(out, all, arg);
+    else vrfRootSm_->doShowRoutesUnprogrammed(out, all, arg);
+    return out.str();
+  }
+  if (!root) return out.str();
+  if (cmd == "FR4" || cmd == "AR4") {
+    if (auto p = prefixArg.operator()<Nollo::Ipv4>()) {
+      if (cmd[0] == 'F') root->korRouteSm()->showFibRoutes(out, *p);
+      else root->korRouteSm()->showKorRoutes(out, *p);
+    }
+  } else if (cmd == "FR6" || cmd == "AR6") {
+    if (auto p = prefixArg.operator()<Nollo::Ipv6>()) {
+      if (cmd[0] == 'F') root->korRoute6Sm()->showFibRoutes(out, *p);
+      else root->korRoute6Sm()->showKorRoutes(out, *p);
+    }
+  } else if (cmd == "FF4" || cmd == "FF6") {
+    if (auto v = indexArg("Fec: ")) {
+      std::optional<Quill::Fib::FecId> fec;
+      if (*v) fec = Quill::Fib::FecId(**v);
+      root->korAdjSm()->showFibFecs(out, cmd == "FF6", fec);
+    }
+  } else if (cmd == "AA3") {
+    if (auto v = indexArg("AdjIndex: ")) root->korAdjSm()->showAdjEntries(out, *v);
+  } else if (cmd == "AA2") {
+    if (auto v = indexArg("AdjIndex: ")) root->korAdjSm()->showL2Adjacencies(out, *v);
+  } else {
+    KOR_TRACE(1, "Unknown command: " << text);
+    out << "Unknown command: " << text << "\n";
+  }
+  return out.str();
+}
+
+}  // namespace Kor
