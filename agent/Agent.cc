@@ -120,7 +120,14 @@ void Agent::doDestroyLibrary() {
 void Agent::init() {
   if (initialized_) fail("already initialized");
   initialized_ = true;
+  doStartLibrary();
+}
+
+void Agent::doStartLibrary() {
+  // The common data first (its own first pass), then each root state machine
+  // in creation order runs its first full pass over the inputs.
   acsd_->initializedIs(true);
+  vrfRootSm_->initializedIs(true);
 }
 
 void Agent::restart() {
@@ -128,7 +135,7 @@ void Agent::restart() {
   ++restarts_;
   doCreateLibrary();
   // The inputs were all in before: the new objects start as the old ones did.
-  if (initialized_) acsd_->initializedIs(true);
+  if (initialized_) doStartLibrary();
 }
 
 void Agent::runFor(Vix::Seconds d) { loop_->runFor(d); }
@@ -170,7 +177,12 @@ void Agent::vrfDel(Kor::VrfName const& name) {
 
 void Agent::vrfReplace(Kor::VrfName const& name) {
   if (!in_->vrfInfoDir_->vrfInfoHas(name.str())) fail("vrf '" + name.str() + "' is not announced");
-  doAnnounce(name);
+  // The IPv4 entity is the one the VRF root compares with the one its root
+  // was created from; replacing only it gives one delete-and-create.
+  auto info4 = Vix::makePtr<Routing::RoutingInfo>(name.str());
+  info4->routingEnabledIs(true);
+  if (name.isDefault()) in_->packedArgs_->routingInfoIs(info4);
+  in_->vrfInfoDir_->vrfInfoIs(name.str(), info4);
 }
 
 void Agent::maxVrfsIs(uint32_t n) { in_->vrfCapability_->maxVrfsIs(n); }
@@ -202,7 +214,7 @@ void Agent::traceIs(std::string const& field, std::string const& levels) {
   t.fieldIs(*i, levels);
   in_->tracto_ = t;
   acsd_->tractoLevelsIs(t);
-  traces_->keepIs(true);
+  traces_->keepIs(Kor::TractoLevels::facilityName(*i));
 }
 
 void Agent::intfAdd(Nollo::IntfId const& intf, std::optional<Kor::VrfName> const& vrf,

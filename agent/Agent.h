@@ -104,6 +104,7 @@ class Agent {
  private:
   void doCreateLibrary();
   void doDestroyLibrary();
+  void doStartLibrary();
   void doCreateVrfRoot();
   void doDestroyVrfRoot();
   void doApplyKnobs();

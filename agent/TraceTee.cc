@@ -6,7 +6,7 @@ namespace KorAgent {
 
 void TraceTee::write(std::string const& facility, int level, std::string const& msg) {
   if (toStderr_) std::fprintf(stderr, "%s[%d] %s\n", facility.c_str(), level, msg.c_str());
-  if (keep_) lines_.push_back(facility + "[" + std::to_string(level) + "] " + msg);
+  if (kept_.count(facility)) lines_.push_back(facility + "[" + std::to_string(level) + "] " + msg);
 }
 
 std::vector<std::string> TraceTee::linesTaken() {

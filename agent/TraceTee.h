@@ -1,7 +1,8 @@
 #pragma once
-// The agent's trace sink: keeps the lines the library traces so that a
-// scenario can print them in statement order, and copies them to standard
+// The agent's trace sink: keeps the lines of the facilities a scenario asked
+// for so that it can print them in statement order, and copies them to standard
 // error when kor-agent runs with --trace.
+#include <set>
 #include <string>
 #include <vector>
 
@@ -15,14 +16,14 @@ class TraceTee : public Vix::TraceSink {
 
   bool toStderr() const { return toStderr_; }
   void toStderrIs(bool on) { toStderr_ = on; }
-  bool keep() const { return keep_; }
-  void keepIs(bool on) { keep_ = on; }
+  // Keeps the lines of this facility from now on.
+  void keepIs(std::string const& facility) { kept_.insert(facility); }
   // The kept lines since the last call.
   std::vector<std::string> linesTaken();
 
  private:
   bool toStderr_ = false;
-  bool keep_ = false;
+  std::set<std::string> kept_;
   std::vector<std::string> lines_;
 };
 

@@ -36,7 +36,7 @@ class SoftChip : public Vix::PtrInterface {
 
   // VRF name -> VRF id the VRF was programmed with.
   ChipTable<std::string, uint32_t>& vrfTable() { return vrf_; }
-  // "<vrf> v4" / "<vrf> v6" -> "done": the VRF's initial route sync is over.
+  // "<vrf>/v4" / "<vrf>/v6" -> "done": the VRF's initial route sync is over.
   ChipTable<std::string, std::string>& syncTable() { return sync_; }
 
   // The platform helpers handed to the library's factories.

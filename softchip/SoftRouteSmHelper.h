@@ -1,6 +1,6 @@
 #pragma once
 // The software chip's route hook for one address family: records in the
-// chip's "sync" table ("<vrf> v4" / "<vrf> v6" -> end-of-sync calls seen) that
+// chip's "sync" table ("<vrf>/v4" / "<vrf>/v6" -> "done") that
 // a VRF's initial route sync is over. A restart that announces it again
 // counts as a sync of the same entry, not a new write.
 #include <string>
@@ -16,7 +16,7 @@ class SoftRouteSmHelper : public KorHelper::RouteSmHelperT<AF> {
  public:
   explicit SoftRouteSmHelper(SoftChip* chip) : chip_(chip) {}
   void handleEndOfSync(Kor::VrfName const& vrfName) override {
-    chip_->syncTable().write(vrfName.str() + (AF::version == 4 ? " v4" : " v6"), "done");
+    chip_->syncTable().write(vrfName.str() + (AF::version == 4 ? "/v4" : "/v6"), "done");
   }
 
  private:
