@@ -524,7 +524,10 @@ void VrfRootSm::handleArpQuillVrfId(uint32_t id) {
       return;
     }
     auto old = arpQuillVrfIdToNameCache(id);
-    if (!old.empty() && old != name) arpQuillVrfNameToIdDel(old);
+    if (!old.empty() && old != name) {
+      arpQuillVrfNameToIdDel(old);
+      if (auto oldRoot = vrfRoot(old)) oldRoot->arpQuillVrfIdIs(VrfRoot::noArpQuillVrfId);
+    }
     arpQuillVrfNameToIdIs(name, id);
     arpQuillVrfIdToNameCacheIs(id, name);
     vrfInfoIs(id, VrfRootInfo{name, true, true});

@@ -61,6 +61,36 @@ TEST_F(VrfRootFixture, IdFromHardwareRouteStatusWhenNotAllocatingHere) {
   EXPECT_EQ(freeIds(), (std::vector<uint32_t>{1, 3}));
 }
 
+TEST_F(VrfRootFixture, HardwareIdsMustBeNonZeroAndAgreeBetweenFamilies) {
+  auto publish = [&](Vix::Ptr<Routing::Hardware::RouteStatus> const& hw, std::string const& vrf, uint32_t id) {
+    auto s = Vix::makePtr<Routing::Hardware::VrfStatus>(vrf);
+    s->vrfIdIs(id);
+    hw->vrfStatusIs(vrf, s);
+  };
+  publish(hw6_, "zero", 0);
+  publish(hw_, "zero", 0);
+  announce("zero");
+  start();
+  EXPECT_FALSE(root("zero"));
+  EXPECT_TRUE(trace_->contains("Got vrfId 0 for vrf zero. Not starting vrfRoot"));
+  publish(hw6_, "split", 2);
+  publish(hw_, "split", 3);
+  EXPECT_DEATH(announce("split"), "index == routing6HwRouteStatus\\(\\)->vrfStatus\\( vrfName \\)->vrfId\\(\\)");
+}
+
+TEST_F(VrfRootFixture, ArpVrfIdMovingToAnotherVrfLeavesTheOldOne) {
+  announce("blue");
+  announce("green");
+  start();
+  arpVrfIdMap_->vrfNameIs(7, "blue");
+  EXPECT_EQ(root("blue")->korArpSm()->arpQuillVrfId(), 7u);
+  arpVrfIdMap_->vrfNameIs(7, "green");
+  EXPECT_EQ(root("green")->korArpSm()->arpQuillVrfId(), 7u);
+  EXPECT_EQ(root("blue")->korArpSm()->arpQuillVrfId(), Kor::VrfRoot::noArpQuillVrfId);
+  EXPECT_FALSE(sm_->arpQuillVrfNameToIdHas(VrfName("blue")));
+  EXPECT_EQ(sm_->arpQuillVrfIdToNameCache(7), VrfName("green"));
+}
+
 TEST_F(VrfRootFixture, TimeSliceIsSharedAndClamped) {
   cap_->maxVrfsIs(30);
   start();
