@@ -124,10 +124,9 @@ void Agent::init() {
 }
 
 void Agent::doStartLibrary() {
-  // The common data first (its own first pass), then each root state machine
-  // in creation order runs its first full pass over the inputs.
+  // The common data runs its own first pass, then tells every root state
+  // machine, in creation order, to run its first full pass over the inputs.
   acsd_->initializedIs(true);
-  vrfRootSm_->initializedIs(true);
 }
 
 void Agent::restart() {

@@ -1,6 +1,6 @@
 #pragma once
-// The trace level specification of each main state machine, one string per
-// machine in a fixed order. Each is a Vix::TraceFacility level spec ("0-4",
+// The trace level string of each main state machine, one string per
+// machine in a fixed order. Each is a Vix::TraceFacility level string ("0-4",
 // "0,3,9", "*", "" for off) and defaults to Vix::TraceFacility::kDefaultLevels.
 //
 // A field applies to the trace facility whose name is the field name with its
@@ -18,7 +18,7 @@
 // has no such attribute: <key>" for an unknown key, "premature end of value
 // type TractoLevels" when the text stops early, and "malformed value type
 // TractoLevels at offset <n>: <what>" for anything else, including a level
-// spec the trace facility would refuse.
+// levels the trace facility would refuse.
 #include <array>
 #include <cstddef>
 #include <optional>
@@ -60,7 +60,7 @@ class KOR_EXPORT TractoLevels {
   void fieldIs(size_t i, std::string const& v) { levels_.at(i) = v; }
   static std::optional<size_t> fieldIndex(std::string_view name);
 
-  // The level spec for a trace facility name, if one of the fields maps to it.
+  // The level string for a trace facility name, if one of the fields maps to it.
   std::optional<std::string> levelsFor(std::string_view facility) const;
 
   std::string str() const;

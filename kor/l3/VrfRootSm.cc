@@ -28,6 +28,16 @@ std::string vrfStatusPath(char const* format, VrfName const& vrfName) {
 
 }  // namespace
 
+// The VRF root starts when the agent declares its inputs complete.
+class VrfRootSm::VixKorCommonSmData : public KorCommonSmData::Notifiee {
+ public:
+  VixKorCommonSmData(Vix::Ptr<KorCommonSmData const> const& acsd, VrfRootSm* sm) : Notifiee(acsd), sm_(sm) {}
+  void onInitialized() override { sm_->initializedIs(notifier()->initialized()); }
+
+ private:
+  VrfRootSm* sm_;
+};
+
 // Announcements of both routing directories: a change of one VRF's entry.
 template <class T>
 class VrfRootSm::VixVrfInfoDir : public T::Notifiee {
@@ -93,6 +103,7 @@ VrfRootSm::VrfRootSm(VrfRootSmInputs const& inputs)
   fbuRouteProcessQuantaMax_ = maxTimeSlice;
   fbuRouteProcessQuantaMin_ = minTimeSlice;
   fbuAdjProcessQuantaMin_ = minTimeSlice;
+  vixReactors_.push_back(std::make_unique<VixKorCommonSmData>(in_.acsd, this));
   vixReactors_.push_back(std::make_unique<VixVrfInfoDir<Routing::VrfInfoDir>>(in_.routingVrfInfoDir, this));
   if (in_.routing6VrfInfoDir != in_.routingVrfInfoDir)
     vixReactors_.push_back(std::make_unique<VixVrfInfoDir<Routing6::VrfInfoDir>>(in_.routing6VrfInfoDir, this));
@@ -649,7 +660,10 @@ Vix::Ptr<VrfRootSm> vrfRootSmFactory(VrfRootSmInputs const& inputs) {
   Vix::ValidPtr<Routing::VrfInfoDir const> dir(inputs.routingVrfInfoDir);
   Vix::ValidPtr<Routing6::VrfInfoDir const> dir6(inputs.routing6VrfInfoDir);
   Vix::ValidPtr<Ledra::EntityManager> em(inputs.entityManager);
-  return Vix::makePtr<VrfRootSm>(inputs);
+  auto sm = Vix::makePtr<VrfRootSm>(inputs);
+  // Created after the agent declared its inputs complete: start at once.
+  if (acsd->initialized()) sm->initializedIs(true);
+  return sm;
 }
 
 VrfRoot* getKorVrfRootFromVrfId(Vix::Ptr<VrfRootSm> const& vrfRootSm, VrfId vrfId) {

@@ -138,6 +138,7 @@ class KOR_EXPORT VrfRootSm : public KorBaseSm {
   void doShowRoutes6Unprogrammed(std::ostream& out, bool allVrf, std::string const& vrf) const;
 
  private:
+  class VixKorCommonSmData;
   template <class T>
   class VixVrfInfoDir;
   class VixRouteStatus;

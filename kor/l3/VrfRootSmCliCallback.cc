@@ -26,7 +26,10 @@ std::string VrfRootSmCliCallback::doCommand(int socket, std::string const& text)
   KOR_TRACE(1, "Socket: " << socket << ", Command: " << text);
   std::ostringstream out;
   std::string cmd = text.substr(0, 3);
+  // The argument starts at the fifth character; blanks before it are not
+  // part of it ("SR4u a" and "FR4 a" both ask for all entries).
   std::string arg = text.size() > 4 ? text.substr(4) : std::string();
+  arg.erase(0, arg.find_first_not_of(" \t"));
   bool all = arg.empty() || arg[0] == 'a';
   auto root = vrfRootSm_->vrfRoot(VrfName(VrfName::defaultVrfName));
 

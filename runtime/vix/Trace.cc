@@ -33,33 +33,33 @@ TraceFacility::TraceFacility(std::string name, std::string const& levels) : name
   levelsIs(levels);
 }
 
-bool TraceFacility::parseLevels(std::string const& spec, uint32_t* mask) {
+bool TraceFacility::parseLevels(std::string const& text, uint32_t* mask) {
   uint32_t m = 0;
   size_t i = 0;
   auto number = [&](int* out) {
-    if (i >= spec.size() || !std::isdigit(static_cast<unsigned char>(spec[i]))) return false;
+    if (i >= text.size() || !std::isdigit(static_cast<unsigned char>(text[i]))) return false;
     int v = 0;
-    while (i < spec.size() && std::isdigit(static_cast<unsigned char>(spec[i]))) v = v * 10 + (spec[i++] - '0');
+    while (i < text.size() && std::isdigit(static_cast<unsigned char>(text[i]))) v = v * 10 + (text[i++] - '0');
     if (v > 15) return false;
     *out = v;
     return true;
   };
-  while (i < spec.size()) {
-    if (spec[i] == '*') {
+  while (i < text.size()) {
+    if (text[i] == '*') {
       m = 0xffff;
       ++i;
     } else {
       int a, b;
       if (!number(&a)) return false;
       b = a;
-      if (i < spec.size() && spec[i] == '-') {
+      if (i < text.size() && text[i] == '-') {
         ++i;
         if (!number(&b) || b < a) return false;
       }
       for (int l = a; l <= b; ++l) m |= 1u << l;
     }
-    if (i < spec.size()) {
-      if (spec[i] != ',') return false;
+    if (i < text.size()) {
+      if (text[i] != ',') return false;
       ++i;
     }
   }
@@ -67,11 +67,11 @@ bool TraceFacility::parseLevels(std::string const& spec, uint32_t* mask) {
   return true;
 }
 
-bool TraceFacility::levelsIs(std::string const& spec) {
+bool TraceFacility::levelsIs(std::string const& text) {
   uint32_t m;
-  if (!parseLevels(spec, &m)) return false;
+  if (!parseLevels(text, &m)) return false;
   mask_ = m;
-  levels_ = spec;
+  levels_ = text;
   return true;
 }
 

@@ -1,6 +1,6 @@
 #pragma once
 // Per-state-machine tracing. Each state machine owns a TraceFacility named
-// after its implementation ("KorVrfRootSm"); its level specification ("0-4",
+// after its implementation ("KorVrfRootSm"); its level string ("0-4",
 // "0,3,9", "" for off, "*" for all) chooses which of levels 0..15 are written.
 // VIX_TRACE checks the level before it builds any string, so a disabled trace
 // line costs one test of a bit.
@@ -49,11 +49,11 @@ class TraceFacility {
   std::string const& levels() const { return levels_; }
   // Accepts digits, ranges a-b, commas and '*'; returns false (changing
   // nothing) on anything else.
-  bool levelsIs(std::string const& spec);
+  bool levelsIs(std::string const& text);
   bool enabled(int level) const { return (mask_ >> level) & 1u; }
   void write(int level, std::string const& msg) const;
 
-  static bool parseLevels(std::string const& spec, uint32_t* mask);
+  static bool parseLevels(std::string const& text, uint32_t* mask);
 
  private:
   std::string name_;

@@ -78,7 +78,10 @@ class VrfRootFixture : public ::testing::Test {
   }
   void start() {
     sm_ = Kor::vrfRootSmFactory(in_);
-    sm_->initializedIs(true);
+    // The agent declares its inputs complete on the common data; the root
+    // follows it.
+    acsd_->initializedIs(true);
+    EXPECT_TRUE(sm_->initialized());
   }
   Vix::Ptr<Kor::VrfRoot> root(std::string const& name) const { return sm_->vrfRoot(Kor::VrfName(name)); }
   uint32_t vrfId(std::string const& name) const { return l3Status_->vrfId(Kor::VrfName(name)).value(); }

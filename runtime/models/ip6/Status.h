@@ -1,27 +1,10 @@
 #pragma once
-// IPv6 interface status of the IP agent: the VRF each routed interface is
-// currently bound to. The VRF root clears the bindings into a VRF it deletes
-// (an empty name means no VRF).
-#include <cstdint>
-#include <string>
-
-#include "nollo/IntfId.h"
-#include "vix/Entity.h"
+// IPv6 interface status of the IP agent: the same record as the IPv4 one (the
+// VRF each routed interface is currently bound to), published separately.
+#include "models/ip/Status.h"
 
 namespace Ip6 {
 
-class Status : public Vix::Entity {
- public:
-  class Notifiee : public Vix::NotifieeOf<Status> {
-   public:
-    using NotifieeOf::NotifieeOf;
-    VIX_KEY_HANDLER(Nollo::IntfId, CurrentVrf)
-  };
-
-  Status() = default;
-  explicit Status(std::string name) : Entity(std::move(name)) {}
-
-  VIX_HASH_MAP(Nollo::IntfId, std::string, currentVrf, CurrentVrf)
-};
+using Status = Ip::Status;
 
 }  // namespace Ip6
