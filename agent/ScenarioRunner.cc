@@ -311,14 +311,18 @@ void ScenarioRunner::doStatement(std::vector<std::string> const& w) {
     bool json = a.accept("json");
     a.end();
     if (!Agent::showKnown(what)) fail("unknown show '" + what + "'");
-    *out_ << agent_->show(what, json);
+    std::string shown = agent_->show(what, json);
+    agent_->drainEvents(*out_);  // what the statement traced comes before its answer
+    *out_ << shown;
     return;
   }
   if (verb == "cmd") {
     std::string text;
     while (a.more()) text += (text.empty() ? "" : " ") + a.next("command");
     if (text.empty()) fail("expected command code");
-    *out_ << agent_->command(-1, text);
+    std::string answer = agent_->command(-1, text);
+    agent_->drainEvents(*out_);  // what the statement traced comes before its answer
+    *out_ << answer;
     return;
   }
   if (verb == "trace") {
