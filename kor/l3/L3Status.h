@@ -159,7 +159,7 @@ class KOR_EXPORT L3Status : public Vix::Entity {
   VIX_HASH_MAP(VrfAndIp6Prefix, Vix::Ptr<AdjInfo>, adjInfo6List, AdjInfo6List)
   VIX_HASH_MAP(Vix::Ptr<NextHopEntryList>, bool, resolvedAddr, ResolvedAddr)
   VIX_HASH_MAP(Vix::Ptr<NextHopEntryList>, bool, resolvedIp6Addr, ResolvedIp6Addr)
-  VIX_HASH_MAP(L2AdjKey, bool, l2AdjList, L2AdjList)
+  VIX_HASH_MAP(L2AdjKey, Vix::Ptr<L2Adjacency>, l2AdjList, L2AdjList)
   VIX_HASH_MAP(Vix::Ptr<AdjEntry>, bool, nexthopAdjUpdateList, NexthopAdjUpdateList)
   VIX_COUNTER(uint64_t, nexthopAdjEntryCount, NexthopAdjEntryCount)
   VIX_ORDERED_MAP(NextHopL2InfoCollection, Vix::Ptr<L2Adjacency>, nextHopsToL2Adj, NextHopsToL2Adj)
