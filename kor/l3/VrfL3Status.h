@@ -6,6 +6,7 @@
 // keyed by FEC id never hold invalidFecId_.
 #include <cstdint>
 
+#include "kor/adj/AdjEntry.h"
 #include "kor/adj/AdjEntrySet.h"
 #include "kor/adj/NextHopList.h"
 #include "kor/common/KorExport.h"
@@ -73,7 +74,7 @@ class KOR_EXPORT VrfL3Status : public Vix::Entity {
   VIX_ATTR(bool, routes6ForReview, Routes6ForReview)
   VIX_HASH_MAP(Nollo::IpAddr4, Vix::Ptr<NextHopList>, nextHopList, NextHopList)
   VIX_HASH_MAP(Nollo::IpAddr6, Vix::Ptr<NextHopList>, nextHop6List, NextHop6List)
-  KOR_FEC_ID_MAP(bool, adjEntryList, AdjEntryList)
+  KOR_FEC_ID_MAP(Vix::Ptr<AdjEntry>, adjEntryList, AdjEntryList)
   KOR_FEC_ID_MAP(AdjReviewType, adjEntryReviewList, AdjEntryReviewList)
   KOR_FEC_ID_MAP(bool, adjEntryPrefixWalkList, AdjEntryPrefixWalkList)
   KOR_FEC_ID_MAP(bool, adjEntryIp6PrefixWalkList, AdjEntryIp6PrefixWalkList)

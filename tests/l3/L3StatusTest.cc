@@ -65,14 +65,14 @@ TEST(L3StatusTest, VrfNamesOver100BytesAreRefusedAsKeys) {
 TEST(L3StatusDeathTest, InvalidFecIdIsNeverAKey) {
   Kor::VrfL3Status s(VrfName("a"));
   Quill::Fib::FecId invalid;
-  EXPECT_DEATH(s.adjEntryListIs(invalid, true), "invalidFecId_ used as key of adjEntryList");
+  EXPECT_DEATH(s.adjEntryListIs(invalid, Vix::makePtr<Kor::AdjEntry>(invalid)), "invalidFecId_ used as key of adjEntryList");
   setenv("KOR_NOOP_AGENT", "1", 1);
   s.adjEntryReviewListIs(invalid, Kor::AdjReviewType::adjReviewUpdate);
   s.adjEntryReviewCntIs(invalid, 1);
   unsetenv("KOR_NOOP_AGENT");
   EXPECT_EQ(s.adjEntryReviewListSize(), 0u);
   EXPECT_EQ(s.adjEntryReviewCntSize(), 0u);
-  s.adjEntryListIs(Quill::Fib::FecId(0), true);
+  s.adjEntryListIs(Quill::Fib::FecId(0), Vix::makePtr<Kor::AdjEntry>(Quill::Fib::FecId(0)));
   EXPECT_TRUE(s.adjEntryListHas(Quill::Fib::FecId(0)));
 }
 
