@@ -30,7 +30,8 @@ void VrfRoot::doStartSm() {
   // The ARP machine comes first so that neighbour information is there
   // before anything resolves next hops; the route machines come after the
   // adjacency machine they hand their prefixes to.
-  korArpSm_ = Vix::makePtr<ArpSm>(acsd, vrfName_);
+  korArpSm_ = Vix::makePtr<ArpSm>(acsd, vrfName_, vrfL3Status_, in.bridgingStatus, in.intfVlanIdTable,
+                                   in.vxlanHwStatusDir);
   korArpSm_->arpQuillVrfIdIs(arpQuillVrfId_);
   KOR_TRACE(5, "Create korArpSm, vrf: " << vrfName_);
   korRoutingStatusSm_ = Vix::makePtr<RoutingStatusSm>(acsd, vrfName_, routingInfo_, routing6Info_,
@@ -44,7 +45,8 @@ void VrfRoot::doStartSm() {
   korRouteSm_ = Vix::makePtr<RouteSm>(acsd, this, em->routeStatus<Nollo::Ipv4>(vrfName_.str()), vrfL3Status_,
                                       in.routeSmHelper);
   KOR_TRACE(5, "Create korRouteSm, vrf: " << vrfName_);
-  korIp6NeighSm_ = Vix::makePtr<Ip6NeighSm>(acsd, vrfName_);
+  korIp6NeighSm_ = Vix::makePtr<Ip6NeighSm>(acsd, vrfName_, vrfL3Status_, in.bridgingStatus, in.intfVlanIdTable,
+                                             in.vxlanHwStatusDir);
   korIp6NeighSm_->arpQuillVrfIdIs(arpQuillVrfId_);
   KOR_TRACE(5, "Create korIp6NeighSm, vrf: " << vrfName_);
   korRoute6Sm_ = Vix::makePtr<Route6Sm>(acsd, this, em->routeStatus<Nollo::Ipv6>(vrfName_.str()), vrfL3Status_,

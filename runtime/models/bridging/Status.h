@@ -1,9 +1,10 @@
 #pragma once
-// Bridging status (the MAC table the library writes). Handed on to the
-// per-VRF machines; the fields arrive with the MAC table work.
+// Bridging status: the MAC table, one FdbStatus per filtering database
+// (VLAN id). A VLAN without MAC entries may have no FdbStatus at all.
 #include <cstdint>
 #include <string>
 
+#include "models/bridging/FdbStatus.h"
 #include "vix/Entity.h"
 
 namespace Bridging {
@@ -13,10 +14,13 @@ class Status : public Vix::Entity {
   class Notifiee : public Vix::NotifieeOf<Status> {
    public:
     using NotifieeOf::NotifieeOf;
+    VIX_KEY_HANDLER(uint16_t, FdbStatus)
   };
 
   Status() = default;
   explicit Status(std::string name) : Entity(std::move(name)) {}
+
+  VIX_CHILD_MAP(uint16_t, FdbStatus, fdbStatus, FdbStatus)
 };
 
 }  // namespace Bridging

@@ -1,0 +1,359 @@
+#include "kor/adj/NeighSmT.h"
+
+#include <algorithm>
+#include <set>
+
+namespace Kor {
+
+template <class AF>
+class NeighSmT<AF>::VixIntfVlanIdTable : public IntfVlanId::Table::Notifiee {
+ public:
+  VixIntfVlanIdTable(Vix::Ptr<IntfVlanId::Table const> const& t, NeighSmT* sm) : Notifiee(t), sm_(sm) {}
+  void handleVlanId(Nollo::IntfId const& intf) override {
+    if (sm_->initialized()) sm_->handleInternalVlanId(intf);
+  }
+
+ private:
+  NeighSmT* sm_;
+};
+
+template <class AF>
+class NeighSmT<AF>::VixBridgingStatus : public Bridging::Status::Notifiee {
+ public:
+  VixBridgingStatus(Vix::Ptr<Bridging::Status const> const& s, NeighSmT* sm) : Notifiee(s), sm_(sm) {}
+  void handleFdbStatus(uint16_t const& fid) override {
+    if (sm_->initialized()) sm_->handleFdbStatus(fid);
+  }
+
+ private:
+  NeighSmT* sm_;
+};
+
+template <class AF>
+class NeighSmT<AF>::VixVxlanHwStatusDir : public Vxlan::VxlanHwStatusDir::Notifiee {
+ public:
+  VixVxlanHwStatusDir(Vix::Ptr<Vxlan::VxlanHwStatusDir const> const& d, NeighSmT* sm) : Notifiee(d), sm_(sm) {}
+  void handleVxlanFdbStatus() override {
+    if (sm_->initialized()) sm_->handleVxlanFdbStatus();
+  }
+
+ private:
+  NeighSmT* sm_;
+};
+
+template <class AF>
+class NeighSmT<AF>::VixAcsd : public KorCommonSmData::Notifiee {
+ public:
+  VixAcsd(Vix::Ptr<KorCommonSmData const> const& a, NeighSmT* sm) : Notifiee(a), sm_(sm) {}
+  void handlePortToLag(Nollo::IntfId const& port) override {
+    if (sm_->initialized()) sm_->handleLagMembership(port);
+  }
+
+ private:
+  NeighSmT* sm_;
+};
+
+template <class AF>
+class NeighSmT<AF>::VixArpTable : public ArpTable::Notifiee {
+ public:
+  VixArpTable(Vix::Ptr<ArpTable const> const& t, NeighSmT* sm) : ArpTable::Notifiee(t), sm_(sm) {}
+  void handleReady() override {
+    if (sm_->initialized() && this->notifier()->ready()) sm_->replay(std::nullopt, std::nullopt);
+  }
+
+ private:
+  NeighSmT* sm_;
+};
+
+template <class AF>
+class NeighSmT<AF>::VixVrfL3Status : public VrfL3Status::Notifiee {
+ public:
+  VixVrfL3Status(Vix::Ptr<VrfL3Status const> const& s, NeighSmT* sm) : Notifiee(s), sm_(sm) {}
+  void handleNextHopToAdj6Entry(Nollo::IpAddr6 const& addr) override {
+    if constexpr (!isV4)
+      if (sm_->initialized()) sm_->handleNextHopUse(addr);
+  }
+
+ private:
+  NeighSmT* sm_;
+};
+
+template <class AF>
+NeighSmT<AF>::NeighSmT(Vix::Ptr<KorCommonSmData> const& acsd, VrfName const& vrfName,
+                       Vix::Ptr<VrfL3Status> const& vrfL3Status, Vix::Ptr<Bridging::Status const> const& bridgingStatus,
+                       Vix::Ptr<IntfVlanId::Table const> const& intfVlanIdTable,
+                       Vix::Ptr<Vxlan::VxlanHwStatusDir const> const& vxlanHwStatusDir,
+                       Vix::Ptr<ArpTable const> const& arpTable)
+    : KorBaseSm(acsd, isV4 ? "KorArpSm" : "KorIp6NeighborSm"), vrfName_(vrfName), vrfL3Status_(vrfL3Status),
+      bridgingStatus_(bridgingStatus), intfVlanIdTable_(intfVlanIdTable), vxlanHwStatusDir_(vxlanHwStatusDir),
+      arpTable_(arpTable) {
+  auto add = [this](Vix::NotifieeBase* r) {
+    vixReactors_.emplace_back(r);
+    reactorAdd(r);
+  };
+  if (intfVlanIdTable_) add(new VixIntfVlanIdTable(intfVlanIdTable_, this));
+  if (bridgingStatus_) add(new VixBridgingStatus(bridgingStatus_, this));
+  if (vxlanHwStatusDir_) add(new VixVxlanHwStatusDir(vxlanHwStatusDir_, this));
+  if (acsd) add(new VixAcsd(acsd, this));
+  if (arpTable_) add(new VixArpTable(arpTable_, this));
+  if (vrfL3Status_ && !isV4) add(new VixVrfL3Status(vrfL3Status_, this));
+}
+
+template <class AF>
+NeighSmT<AF>::~NeighSmT() {
+  // What this machine published goes with it: the VRF status may outlive it
+  // (machines restarted over the same VRF) and nothing else removes it.
+  doCleanup();
+  for (auto const& r : vixReactors_) reactorDel(r.get());
+}
+
+template <class AF>
+void NeighSmT<AF>::arpQuillVrfIdIs(uint32_t id) {
+  if (id == arpQuillVrfId_) return;
+  KOR_TRACE(5, "arpQuillVrfIdIs " << id << ", vrf: " << vrfName_);
+  doCleanup();
+  arpEntry_.clear();
+  arpQuillVrfId_ = id;
+}
+
+template <class AF>
+void NeighSmT<AF>::arpEntryIs(Key const& k, Quill::Arp::ArpEntry const& e) {
+  if (k.vrfId() != arpQuillVrfId_) {
+    korAssert("entry.vrfId() == arpQuillVrfId()");
+    return;
+  }
+  arpEntry_.insert_or_assign(k, e);
+  addArpEntry(k, e);
+}
+
+template <class AF>
+void NeighSmT<AF>::arpEntryDel(Key const& k) {
+  if (!arpEntry_.erase(k)) return;
+  deleteArpEntry(k);
+}
+
+template <class AF>
+Quill::Arp::ArpEntry NeighSmT<AF>::arpEntry(Key const& k) const {
+  auto it = arpEntry_.find(k);
+  return it == arpEntry_.end() ? Quill::Arp::ArpEntry() : it->second;
+}
+
+template <class AF>
+bool NeighSmT<AF>::nextHopUsed(Addr const& addr) const {
+  if (!vrfL3Status_) return false;
+  if constexpr (isV4) return vrfL3Status_->nextHopToAdjEntryHas(addr);
+  else return vrfL3Status_->nextHopToAdj6EntryHas(addr);
+}
+
+template <class AF>
+bool NeighSmT<AF>::skipUnused(Key const& k, Quill::Arp::ArpEntry const& e) const {
+  // Ping neighbours: IPv6 entries the neighbour-discovery agent created from
+  // a neighbour's own unsolicited traffic (a ping, a solicitation for us),
+  // which it publishes as stale rather than confirmed. They are programmed
+  // only once an adjacency uses them as next hop (see handleNextHopUse).
+  if constexpr (isV4) {
+    return false;
+  } else {
+    return e.state() == Quill::Arp::ArpState::stale && !nextHopUsed(k.addr());
+  }
+}
+
+template <class AF>
+void NeighSmT<AF>::addArpEntry(Key const& k, Quill::Arp::ArpEntry const& e) {
+  if (!initialized() || !arpTableReady()) {
+    KOR_TRACE(5, "not initalized/ready" << ", entry: " << k);
+    return;
+  }
+  // An entry without a usable MAC (incomplete, failed) resolves nothing:
+  // whatever it resolved before is withdrawn.
+  if (!e.resolved()) {
+    deleteArpEntry(k);
+    return;
+  }
+  if (skipUnused(k, e)) {
+    KOR_TRACE(5, "Skip pingneighbor update - not being used" << ", entry: " << k);
+    return;
+  }
+  auto sm = arpIntfSm(k.intf());
+  if (!sm) {
+    auto vlan = intfVlanId(k.intf());
+    if (!vlan) {
+      KOR_TRACE(5, "Ignoring interface with no vlan id: " << k.intf());
+      return;
+    }
+    sm = Vix::makePtr<IntfSm>(this, k.intf(), *vlan);
+    arpIntfSm_[k.intf()] = sm;
+    sm->initializedIs(true);
+  }
+  sm->addArpEntry(k.addr(), e.ethAddr());
+}
+
+template <class AF>
+void NeighSmT<AF>::deleteArpEntry(Key const& k) {
+  if (!initialized()) return;
+  auto sm = arpIntfSm(k.intf());
+  if (sm && sm->ipAddrCacheHas(k.addr())) sm->doDeleteArpEntry(k.addr());
+}
+
+template <class AF>
+Vix::Ptr<typename NeighSmT<AF>::IntfSm> NeighSmT<AF>::arpIntfSm(Nollo::IntfId const& intf) const {
+  auto it = arpIntfSm_.find(intf);
+  return it == arpIntfSm_.end() ? nullptr : it->second;
+}
+
+template <class AF>
+void NeighSmT<AF>::arpIntfSmDel(Nollo::IntfId const& intf) {
+  auto sm = arpIntfSm(intf);
+  if (!sm) return;
+  KOR_TRACE(5, "arpIntfSmDel " << intf);
+  sm->doCleanup();
+  arpIntfSm_.erase(intf);
+}
+
+template <class AF>
+std::optional<VlanId> NeighSmT<AF>::intfVlanId(Nollo::IntfId const& intf) const {
+  // The table is the authority; a VLAN interface it does not list routes its
+  // own VLAN. A table value of 0 means the interface has none (yet).
+  if (intfVlanIdTable_ && intfVlanIdTable_->vlanIdHas(intf)) {
+    uint16_t v = intfVlanIdTable_->vlanId(intf);
+    if (v == 0) return std::nullopt;
+    return VlanId(v);
+  }
+  if (intf.isVlan()) return VlanId(intf.vlanId());
+  return std::nullopt;
+}
+
+template <class AF>
+void NeighSmT<AF>::handleIntfVlanId(Nollo::IntfId const& intf, std::optional<VlanId> oldVlan,
+                                    std::optional<VlanId> newVlan) {
+  KOR_TRACE(5, "handleIntfVlanId, intf: " << intf << ", old vlan: " << (oldVlan ? oldVlan->value() : 0)
+                                          << ", new vlan: " << (newVlan ? newVlan->value() : 0));
+  auto sm = arpIntfSm(intf);
+  if (!newVlan) {
+    KOR_TRACE(5, "Ignoring interface with no vlan id: " << intf);
+    arpIntfSmDel(intf);
+    return;
+  }
+  if (sm) {
+    sm->vlanIdIs(*newVlan);
+    return;
+  }
+  replay(intf, std::nullopt);
+}
+
+template <class AF>
+void NeighSmT<AF>::handleInternalVlanId(Nollo::IntfId const& intf) {
+  auto sm = arpIntfSm(intf);
+  std::optional<VlanId> oldVlan;
+  if (sm) oldVlan = sm->vlanId();
+  std::optional<VlanId> newVlan = intfVlanId(intf);
+  if (oldVlan == newVlan && (sm || !newVlan)) return;
+  handleIntfVlanId(intf, oldVlan, newVlan);
+}
+
+template <class AF>
+void NeighSmT<AF>::handleVlanRoutingEnabled(VlanId vlan) {
+  KOR_TRACE(5, "handleVlanRoutingEnabled, vlan: " << vlan);
+  std::set<Nollo::IntfId> intfs;
+  for (auto const& [k, e] : arpEntry_)
+    if (intfVlanId(k.intf()) == vlan) intfs.insert(k.intf());
+  for (auto const& intf : intfs) replay(intf, std::nullopt);
+}
+
+template <class AF>
+void NeighSmT<AF>::handleFdbStatus(uint16_t fid) {
+  KOR_TRACE(5, "handleFdbStatus, fid: " << fid);
+  for (auto const& [intf, sm] : arpIntfSm_)
+    if (sm->vlanId().value() == fid) sm->doUpdateFdbStatus();
+}
+
+template <class AF>
+void NeighSmT<AF>::handleVxlanFdbStatus() {
+  for (auto const& [intf, sm] : arpIntfSm_) sm->doUpdateFdbStatus();
+}
+
+template <class AF>
+void NeighSmT<AF>::handleLagMembership(Nollo::IntfId const& port) {
+  KOR_TRACE(5, "handleLagMembership, port: " << port);
+  for (auto const& [intf, sm] : arpIntfSm_) sm->handleLagMembership(port);
+}
+
+template <class AF>
+void NeighSmT<AF>::handleNextHopUse(Addr const& addr) {
+  // Entries of addr that vanished from the table meanwhile go; the others
+  // are offered again (a skipped ping neighbour is programmed once used).
+  for (auto const& [intf, sm] : arpIntfSm_) {
+    if (!sm->ipAddrCacheHas(addr) || arpEntryHas(Key(arpQuillVrfId_, addr, intf))) continue;
+    KOR_TRACE(5, "Deleting the neighbor entry as it no longer exists" << ", addr: " << addr << ", intf: " << intf);
+    sm->doDeleteArpEntry(addr);
+  }
+  replay(std::nullopt, addr);
+}
+
+template <class AF>
+void NeighSmT<AF>::replay(std::optional<Nollo::IntfId> intf, std::optional<Addr> addr) {
+  std::vector<std::pair<Key, Quill::Arp::ArpEntry>> todo;
+  for (auto const& [k, e] : arpEntry_) {
+    if (intf && k.intf() != *intf) continue;
+    if (addr && k.addr() != *addr) continue;
+    todo.emplace_back(k, e);
+  }
+  // Key order, so that a replay does the same work in the same order every time.
+  std::sort(todo.begin(), todo.end(), [](auto const& a, auto const& b) { return a.first < b.first; });
+  for (auto const& [k, e] : todo) addArpEntry(k, e);
+}
+
+template <class AF>
+void NeighSmT<AF>::handleInitialized() {
+  KOR_TRACE(1, "handleInitialized, vrf: " << vrfName_ << ", arpQuillVrfId: " << arpQuillVrfId_);
+  if (!vrfL3Status_) korAssert("vrfL3Status()");
+  if (!arpEntryTable_) arpEntryTable_ = Vix::makePtr<EntryTable>();
+  // Entries given before now were kept but not processed.
+  replay(std::nullopt, std::nullopt);
+}
+
+template <class AF>
+void NeighSmT<AF>::handleVerify() {
+  unsigned faults = 0;
+  for (auto const& [intf, sm] : arpIntfSm_) faults += sm->verify();
+  if (arpEntryTable_)
+    for (auto const& [addr, entry] : arpEntryTable_->entryMap())
+      for (auto const& intf : entry.intfSet()) {
+        auto sm = arpIntfSm(intf);
+        if (sm && sm->ipAddrCacheHas(addr)) continue;
+        ++faults;
+        KOR_VERIFY_REPORT(KorTypes::verifyFail, "arp directory lists " + addr.str() + " on " + intf.str() +
+                                                     " which does not hold it");
+      }
+  if (!faults) KOR_VERIFY_REPORT(KorTypes::verifySuccess, "vrf " + vrfName_.str() + " neighbours consistent");
+}
+
+template <class AF>
+void NeighSmT<AF>::doCleanup() {
+  while (!arpIntfSm_.empty()) arpIntfSmDel(arpIntfSm_.begin()->first);
+}
+
+template <class AF>
+Vix::Ptr<NextHopList> NeighSmT<AF>::nextHopList(Addr const& addr) const {
+  if (!vrfL3Status_) return nullptr;
+  if constexpr (isV4) return vrfL3Status_->nextHopList(addr);
+  else return vrfL3Status_->nextHop6List(addr);
+}
+
+template <class AF>
+void NeighSmT<AF>::nextHopListIs(Addr const& addr, Vix::Ptr<NextHopList> const& l) {
+  if (!vrfL3Status_) return;
+  bool del = !l || !l->nextHopInfoSize();
+  if constexpr (isV4) {
+    if (del) vrfL3Status_->nextHopListDel(addr);
+    else vrfL3Status_->nextHopListIs(addr, l);
+  } else {
+    if (del) vrfL3Status_->nextHop6ListDel(addr);
+    else vrfL3Status_->nextHop6ListIs(addr, l);
+  }
+}
+
+template class NeighSmT<Nollo::Ipv4>;
+template class NeighSmT<Nollo::Ipv6>;
+
+}  // namespace Kor
