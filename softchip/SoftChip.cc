@@ -1,5 +1,6 @@
 #include "softchip/SoftChip.h"
 
+#include "softchip/SoftAdjSmHelper.h"
 #include "softchip/SoftRouteSmHelper.h"
 #include "softchip/SoftRoutingStatusSmHelper.h"
 #include "softchip/SoftVrfHelper.h"
@@ -9,11 +10,17 @@ namespace SoftChip {
 SoftChip::SoftChip() {
   tableAdd(&vrf_);
   tableAdd(&sync_);
+  tableAdd(&l2Adj_);
   vrfHelper_ = Vix::makePtr<SoftVrfHelper>(this);
   routingStatusSmHelper_ = Vix::makePtr<SoftRoutingStatusSmHelper>(this);
   routeSmHelper_ = Vix::makePtr<SoftRouteSmHelper<Nollo::Ipv4>>(this);
   route6SmHelper_ = Vix::makePtr<SoftRouteSmHelper<Nollo::Ipv6>>(this);
+  softAdjSmHelper_ = Vix::makePtr<SoftAdjSmHelper>(this);
 }
+
+SoftChip::~SoftChip() = default;
+
+Vix::Ptr<KorHelper::AdjSmHelper> SoftChip::adjSmHelper() const { return softAdjSmHelper_; }
 
 void SoftChip::tableAdd(ChipTableBase* t) { tables_.push_back(t); }
 

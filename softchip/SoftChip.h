@@ -11,6 +11,8 @@
 #include <string>
 #include <vector>
 
+#include "kor/adj/NextHopL2InfoCollection.h"
+#include "kor/helpers/AdjSmHelper.h"
 #include "kor/helpers/RouteSmHelperT.h"
 #include "kor/helpers/RoutingStatusSmHelper.h"
 #include "kor/helpers/VrfHelper.h"
@@ -20,9 +22,12 @@
 
 namespace SoftChip {
 
+class SoftAdjSmHelper;
+
 class SoftChip : public Vix::PtrInterface {
  public:
   SoftChip();
+  ~SoftChip() override;
   SoftChip(SoftChip const&) = delete;
   SoftChip& operator=(SoftChip const&) = delete;
 
@@ -38,12 +43,16 @@ class SoftChip : public Vix::PtrInterface {
   ChipTable<std::string, uint32_t>& vrfTable() { return vrf_; }
   // "<vrf>/v4" / "<vrf>/v6" -> "done": the VRF's initial route sync is over.
   ChipTable<std::string, std::string>& syncTable() { return sync_; }
+  // L2 adjacency index -> its rewrite data.
+  ChipTable<uint64_t, Kor::NextHopL2InfoCollection>& l2AdjTable() { return l2Adj_; }
 
   // The platform helpers handed to the library's factories.
   Vix::Ptr<KorHelper::VrfHelper> const& vrfHelper() const { return vrfHelper_; }
   Vix::Ptr<KorHelper::RoutingStatusSmHelper> const& routingStatusSmHelper() const { return routingStatusSmHelper_; }
   Vix::Ptr<KorHelper::RouteSmHelper> const& routeSmHelper() const { return routeSmHelper_; }
   Vix::Ptr<KorHelper::Route6SmHelper> const& route6SmHelper() const { return route6SmHelper_; }
+  Vix::Ptr<KorHelper::AdjSmHelper> adjSmHelper() const;
+  SoftAdjSmHelper& softAdjSmHelper() const { return *softAdjSmHelper_; }
 
  private:
   void tableAdd(ChipTableBase* t);
@@ -52,10 +61,12 @@ class SoftChip : public Vix::PtrInterface {
   std::vector<ChipTableBase*> tables_;
   ChipTable<std::string, uint32_t> vrf_{"vrf", &injector_};
   ChipTable<std::string, std::string> sync_{"sync", &injector_};
+  ChipTable<uint64_t, Kor::NextHopL2InfoCollection> l2Adj_{"l2adj", &injector_};
   Vix::Ptr<KorHelper::VrfHelper> vrfHelper_;
   Vix::Ptr<KorHelper::RoutingStatusSmHelper> routingStatusSmHelper_;
   Vix::Ptr<KorHelper::RouteSmHelper> routeSmHelper_;
   Vix::Ptr<KorHelper::Route6SmHelper> route6SmHelper_;
+  Vix::Ptr<SoftAdjSmHelper> softAdjSmHelper_;
 };
 
 }  // namespace SoftChip

@@ -142,9 +142,11 @@ class KOR_EXPORT L2AdjHelper : public KorBaseSm {
 
  private:
   class VixHwConfig;
-  class VixL3Status;
   struct Tunnel {
     Nollo::IntfId intf;
+    VrfId vrfId;
+    // The underlay's L2 data; its L2 adjacency exists while the tunnel is used.
+    NextHopL2InfoCollection underlay;
     Vix::Ptr<L2Adjacency> l2Adj;
     std::set<uint64_t> adjEntrys;
     bool markedForDeletion = false;
@@ -166,6 +168,8 @@ class KOR_EXPORT L2AdjHelper : public KorBaseSm {
   NextHopL2InfoCollection buildForAdj(AdjEntry const& adjEntry, AdjUpdateType adjUpdateType);
   L2AdjAndUpdateFlag tunnelL2Info(TunnelKeyGen const& key, bool create, bool update);
   void doRemoveTunnel(TunnelKeyGen const& key);
+  void doDeleteTunnelL2Adj(Tunnel& t);
+  Vix::Ptr<VrfL3Status> vrfL3Status(VrfId vrfId) const;
   void nextHopsToL2AdjDel(L2Adjacency& l2Adj);
   void platformAnswerIs(L2Adjacency& l2Adj, AdjUpdateStatus status, char const* what);
   void doLoadChipAdjs();

@@ -31,6 +31,9 @@ class KOR_EXPORT L2Adjacency : public Vix::PtrInterface {
   // Entered in L3Status::nextHopsToL2Adj (created or updated with sharing allowed).
   bool shared() const { return shared_; }
   void sharedIs(bool s) { shared_ = s; }
+  // The chip accepted some version of it: a retry is an update, not a create.
+  bool inChip() const { return inChip_; }
+  void inChipIs(bool b) { inChip_ = b; }
 
   std::set<uint64_t> const& adjEntry() const { return adjEntry_; }
   bool adjEntryHas(uint64_t adjIndex) const { return adjEntry_.count(adjIndex) != 0; }
@@ -46,6 +49,7 @@ class KOR_EXPORT L2Adjacency : public Vix::PtrInterface {
   NextHopL2InfoCollection via_;
   L2AdjState state_ = L2AdjState::newborn;
   bool shared_ = false;
+  bool inChip_ = false;
   std::set<uint64_t> adjEntry_;
   std::set<uint64_t> reviewPendingAdj_;
 };

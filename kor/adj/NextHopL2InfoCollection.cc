@@ -27,7 +27,10 @@ std::string NextHopL2InfoCollection::str() const {
     sep = "; ";
   }
   for (auto const& [k, i] : nextHopBitmap_) {
-    os << sep << k.first << "/" << k.second << ": " << i;
+    os << sep << k.first << " bitmap";
+    for (uint32_t w : k.second)
+      if (w) os << " " << w;
+    os << ": " << i;
     sep = "; ";
   }
   os << "}";

@@ -16,6 +16,7 @@
 #include "kor/adj/L2AdjType.h"
 #include "kor/adj/NextHopL2Info.h"
 #include "kor/common/KorExport.h"
+#include "kor/common/ViaBitmap.h"
 #include "nollo/IpGenAddr.h"
 
 namespace Kor {
@@ -23,7 +24,7 @@ namespace Kor {
 class KOR_EXPORT NextHopL2InfoCollection {
  public:
   using NextHopMap = std::map<Nollo::IpGenAddr, NextHopL2Info>;
-  using BitmapKey = std::pair<Nollo::IpGenAddr, uint64_t>;
+  using BitmapKey = std::pair<Nollo::IpGenAddr, ViaBitmap::Words>;
   using NextHopBitmapMap = std::map<BitmapKey, NextHopL2Info>;
 
   NextHopL2InfoCollection() = default;

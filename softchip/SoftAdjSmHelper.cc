@@ -1,0 +1,81 @@
+#include "softchip/SoftAdjSmHelper.h"
+
+#include "softchip/SoftChip.h"
+
+namespace SoftChip {
+
+void SoftAdjSmHelper::record(char const* op, uint64_t index) {
+  calls_.push_back(std::string(op) + " " + std::to_string(index));
+  ++opCount_[op];
+}
+
+uint64_t SoftAdjSmHelper::opCount(std::string const& op) const {
+  auto it = opCount_.find(op);
+  return it == opCount_.end() ? 0 : it->second;
+}
+
+Kor::AdjUpdateStatus SoftAdjSmHelper::write(char const* op, uint64_t index, Kor::NextHopL2InfoCollection const& via) {
+  record(op, index);
+  switch (chip_->l2AdjTable().write(index, via)) {
+    case ChipAnswer::success: return Kor::AdjUpdateStatus::adjUpdateSuccess;
+    case ChipAnswer::notReady: return Kor::AdjUpdateStatus::adjUpdateNotReady;
+    case ChipAnswer::resourceFull:
+      if (l3Status_) l3Status_->adjResourceFullIs(true);
+      return Kor::AdjUpdateStatus::adjUpdateFail;
+    case ChipAnswer::fail: break;
+  }
+  return Kor::AdjUpdateStatus::adjUpdateFail;
+}
+
+Kor::AdjUpdateStatus SoftAdjSmHelper::createAdj(Kor::L2Adjacency const& l2Adj) {
+  return write("createAdj", l2Adj.index(), l2Adj.via());
+}
+
+Kor::AdjUpdateStatus SoftAdjSmHelper::updateAdj(Kor::L2Adjacency const& l2Adj) {
+  return write("updateAdj", l2Adj.index(), l2Adj.via());
+}
+
+Kor::AdjUpdateStatus SoftAdjSmHelper::syncAdj(Kor::L2Adjacency const& l2Adj, uint64_t index) {
+  // Rewriting equal data counts as a sync in the table, not as an update.
+  return write("syncAdj", index, l2Adj.via());
+}
+
+void SoftAdjSmHelper::deleteAdj(Kor::L2Adjacency const& l2Adj) {
+  record("deleteAdj", l2Adj.index());
+  if (chip_->l2AdjTable().erase(l2Adj.index())) recheckResourceFull();
+}
+
+void SoftAdjSmHelper::recheckResourceFull() {
+  if (!l3Status_ || !l3Status_->adjResourceFull()) return;
+  auto& t = chip_->l2AdjTable();
+  auto const& kinds = chip_->injector().kindFaults();
+  auto rule = kinds.find(t.name());
+  bool refused = rule != kinds.end() && rule->second == ChipAnswer::resourceFull;
+  if (t.size() < t.capacity() && !refused) l3Status_->adjResourceFullIs(false);
+}
+
+bool SoftAdjSmHelper::verifyAdj(Kor::L2Adjacency const& l2Adj) {
+  auto const* held = chip_->l2AdjTable().find(l2Adj.index());
+  return held && *held == l2Adj.via();
+}
+
+uint64_t SoftAdjSmHelper::getNexthopIndexForAdj(Kor::L2Adjacency const& l2Adj) const {
+  return chip_->l2AdjTable().has(l2Adj.index()) ? l2Adj.index() : 0;
+}
+
+uint32_t SoftAdjSmHelper::getL3IntfId(Nollo::IntfId const& l3IntfId) {
+  auto [it, fresh] = l3IntfId_.try_emplace(l3IntfId, uint32_t(l3IntfId_.size() + 1));
+  return it->second;
+}
+
+uint32_t SoftAdjSmHelper::getHwLagId(Nollo::IntfId const& intfId) const {
+  return intfId.isPortChannel() ? intfId.number(0) : 0;
+}
+
+KorHelper::AdjSmHelper::HeldAdjs SoftAdjSmHelper::heldAdjs() const {
+  HeldAdjs out;
+  for (auto const& [index, via] : chip_->l2AdjTable().entries()) out.emplace_back(index, via);
+  return out;
+}
+
+}  // namespace SoftChip

@@ -1,0 +1,63 @@
+#pragma once
+// The software chip's L2 adjacency hook: programs L2 adjacencies into the
+// chip's "l2adj" table (index -> rewrite data), each write answered through
+// the fault injector under kind "l2adj" and the index. Every call is
+// recorded ("createAdj 5", "syncAdj 5", ...) and counted per operation; the
+// table counts what changed it. A write refused because the table is full
+// sets the library's L3Status::adjResourceFull; a delete that makes room, or
+// recheckResourceFull() once the refusing rule is gone, clears it.
+// Owned by the SoftChip, so the table, its indexes and the counters survive
+// an agent restart; the agent hands it the new run's L3Status.
+#include <cstdint>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "kor/helpers/AdjSmHelper.h"
+#include "kor/l3/L3Status.h"
+#include "vix/Ptr.h"
+
+namespace SoftChip {
+
+class SoftChip;
+
+class SoftAdjSmHelper : public KorHelper::AdjSmHelper {
+ public:
+  explicit SoftAdjSmHelper(SoftChip* chip) : chip_(chip) {}
+
+  Kor::AdjUpdateStatus createAdj(Kor::L2Adjacency const& l2Adj) override;
+  Kor::AdjUpdateStatus updateAdj(Kor::L2Adjacency const& l2Adj) override;
+  Kor::AdjUpdateStatus syncAdj(Kor::L2Adjacency const& l2Adj, uint64_t index) override;
+  void deleteAdj(Kor::L2Adjacency const& l2Adj) override;
+  bool verifyAdj(Kor::L2Adjacency const& l2Adj) override;
+  uint64_t getNexthopIndexForAdj(Kor::L2Adjacency const& l2Adj) const override;
+  uint32_t getL3IntfId(Nollo::IntfId const& l3IntfId) override;
+  // A port channel's hardware id is its number; 0 for anything else.
+  uint32_t getHwLagId(Nollo::IntfId const& intfId) const override;
+  bool adjSharingDefault() const override { return adjSharingDefault_; }
+  HeldAdjs heldAdjs() const override;
+
+  void adjSharingDefaultIs(bool b) { adjSharingDefault_ = b; }
+  // The L3 status of the running library (null between runs).
+  void l3StatusIs(Vix::Ptr<Kor::L3Status> const& s) { l3Status_ = s; }
+  // Clears adjResourceFull when a new L2 adjacency would now be taken.
+  void recheckResourceFull();
+
+  std::vector<std::string> const& calls() const { return calls_; }
+  void callsDelAll() { calls_.clear(); }
+  // How many times an operation ("createAdj", "updateAdj", ...) was called.
+  uint64_t opCount(std::string const& op) const;
+
+ private:
+  Kor::AdjUpdateStatus write(char const* op, uint64_t index, Kor::NextHopL2InfoCollection const& via);
+  void record(char const* op, uint64_t index);
+
+  SoftChip* chip_;
+  Vix::Ptr<Kor::L3Status> l3Status_;
+  bool adjSharingDefault_ = true;
+  std::vector<std::string> calls_;
+  std::map<std::string, uint64_t> opCount_;
+  std::map<Nollo::IntfId, uint32_t> l3IntfId_;
+};
+
+}  // namespace SoftChip
