@@ -1,57 +1,256 @@
 #pragma once
-// The adjacency machine of one VRF (trace "KorAdjSm"), created and owned by the
-// VRF's VrfRoot. It reads the VRF's FEC tables of both address families in
-// slices of quillYieldTime (set by the VRF root's time sharing and fast-boot
-// schedule). For now it holds its inputs and answers the diagnostic dumps
-// with nothing; adjacency review, L2 adjacency resolution and the dumps'
-// contents are the adjacency work still to come.
+// The adjacency machine of one VRF (trace "KorAdjSm"), created and owned by
+// the VRF's VrfRoot. It turns the FECs of the VRF's FIB tables into AdjEntry
+// records (VrfL3Status::adjEntryList) and, through the L2 adjacency helper,
+// into shared L2 adjacencies.
+//
+// It never reviews a FEC when told about it: FEC table changes, interface
+// link changes (VrfL3Status::adjEntryReviewList) and tunnel FECs are queued by
+// FEC id in three review queues - linkDownAdjForReview, adjForReview,
+// tunnelForReview - and worked off by a timer-driven pass that walks them in
+// that order under one deadline (adjReviewQuanta), yields, and re-arms the
+// timer. A FEC is in at most one of the two link queues; the later request
+// wins. The timer is only ever moved earlier. Adjacencies whose L2 adjacency
+// is not installed wait in unprogrammedAdjList and are retried by the same
+// timer. The route machines ask synchronously for a FEC's L2 adjacency index
+// (getL2AdjIndex reviews on the spot), attach and detach their prefixes, and
+// learn of finished reviews through VrfL3Status::adjEntryReviewCnt.
+//
+// Inputs: the VRF's FIB FEC tables (both families), its VrfL3Status (review
+// requests, routing-enabled flags, end of sync), L3Status::adjResourceFull,
+// the hardware routing capabilities (maxEcmp), the interface VLAN table and
+// the external review-request counter.
 #include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
 #include <optional>
 #include <ostream>
+#include <set>
 
+#include "kor/adj/AdjEntry.h"
+#include "kor/adj/AdjForReviewInfo.h"
 #include "kor/adj/L2AdjHelper.h"
 #include "kor/common/KorBaseSm.h"
 #include "kor/common/KorCommonSmData.h"
 #include "kor/common/VrfName.h"
+#include "kor/l3/AdjUpdateType.h"
+#include "kor/l3/L3Status.h"
+#include "kor/l3/NexthopGroupRouteSm.h"
+#include "kor/l3/VrfId.h"
+#include "kor/l3/VrfL3Status.h"
+#include "models/ip/IntfVlanIdTable.h"
+#include "models/nexthopgroup/Status.h"
+#include "models/nexthopgroup/WatchedNexthopGroupConfig.h"
+#include "models/routing/AdjReviewEvent.h"
+#include "models/routing/L3Config.h"
+#include "models/routing/hardware/Status.h"
+#include "nollo/IpPrefix.h"
 #include "nollo/Ipv4.h"
 #include "nollo/Ipv6.h"
 #include "quill/FecId.h"
 #include "quill/ForwardingStatus.h"
+#include "vix/Clock.h"
+#include "vix/HashMap.h"
+#include "vix/Log.h"
+#include "vix/ReviewQueue.h"
 #include "vix/Time.h"
 
 namespace Kor {
 
+VIX_LOG_EXTERN(ROUTING_MAX_PATHS_EXCEEDED);
+VIX_LOG_EXTERN(IP6ROUTING_MAX_PATHS_EXCEEDED);
+
 class AdjSm : public KorBaseSm {
  public:
-  AdjSm(Vix::Ptr<KorCommonSmData> const& acsd, VrfName const& vrfName,
-        Vix::Ptr<Quill::Fib::ForwardingStatus const> const& forwardingStatus,
-        Vix::Ptr<Quill::Fib6::ForwardingStatus const> const& forwarding6Status, Vix::Ptr<L2AdjHelper> const& l2AdjHelper)
-      : KorBaseSm(acsd, "KorAdjSm"), vrfName_(vrfName), forwardingStatus_(forwardingStatus),
-        forwarding6Status_(forwarding6Status), l2AdjHelper_(l2AdjHelper) {}
+  using FecId = Quill::Fib::FecId;
+  using ReviewQueue = Vix::ReviewQueue<FecId, AdjForReviewInfo>;
+  using UnprogrammedQueue = Vix::ReviewQueue<FecId, bool>;
+  // Called after each FEC a review pass has handled (tests advance a manual
+  // clock here to make a pass run over its quantum).
+  using ReviewHook = std::function<void(FecId)>;
 
+  AdjSm(VrfId vrfId, VrfName const& vrfName, Vix::Ptr<KorCommonSmData> const& acsd,
+        Vix::Ptr<Routing::L3Config const> const& l3Config, Vix::Ptr<L3Status> const& l3Status,
+        Vix::Ptr<Quill::Fib::ForwardingStatus const> const& forwardingStatus,
+        Vix::Ptr<Quill::Fib6::ForwardingStatus const> const& forwarding6Status,
+        Vix::Ptr<Routing::Hardware::Status const> const& routingHwStatus, Vix::Ptr<L2AdjHelper> const& l2AdjHelper,
+        Vix::Ptr<IntfVlanId::Table const> const& intfVlanIdTable,
+        Vix::Ptr<Routing::AdjReviewEvent const> const& adjReviewEvent,
+        Vix::Ptr<NexthopGroupRouteSm> const& nexthopGroupRouteSm,
+        Vix::Ptr<NexthopGroup::Status const> const& nexthopGroupStatus,
+        Vix::Ptr<NexthopGroup::WatchedNexthopGroupConfig> const& watchedNexthopGroupConfig);
+  ~AdjSm() override;
+
+  VrfId vrfId() const { return vrfId_; }
   VrfName const& vrfName() const { return vrfName_; }
+  Vix::Ptr<L3Status> const& l3Status() const { return l3Status_; }
+  Vix::Ptr<VrfL3Status> const& vrfL3Status() const { return vrfL3Status_; }
   Vix::Ptr<Quill::Fib::ForwardingStatus const> const& forwardingStatus() const { return forwardingStatus_; }
   Vix::Ptr<Quill::Fib6::ForwardingStatus const> const& forwarding6Status() const { return forwarding6Status_; }
+  Vix::Ptr<Routing::Hardware::Status const> const& routingHwStatus() const { return routingHwStatus_; }
+  Vix::Ptr<L2AdjHelper> const& l2AdjHelper() const { return l2AdjHelper_; }
 
+  // Slice of the VRF's FEC-table reading, set by the VRF root's time sharing.
   Vix::Seconds quillYieldTime() const { return quillYieldTime_; }
-  void quillYieldTimeIs(Vix::Seconds s) {
-    quillYieldTime_ = s;
-    KOR_TRACE(5, " Yield time " << s);
+  void quillYieldTimeIs(Vix::Seconds s);
+
+  Vix::Seconds adjReviewInterval() const { return adjReviewInterval_; }
+  void adjReviewIntervalIs(Vix::Seconds s) { adjReviewInterval_ = s; }
+  Vix::Seconds adjReviewQuanta() const { return adjReviewQuanta_; }
+  void adjReviewQuantaIs(Vix::Seconds s) { adjReviewQuanta_ = s; }
+  Vix::Seconds unprogrammedAdjReviewInterval() const { return unprogrammedAdjReviewInterval_; }
+  void unprogrammedAdjReviewIntervalIs(Vix::Seconds s) { unprogrammedAdjReviewInterval_ = s; }
+
+  ReviewQueue const& linkDownAdjForReview() const { return linkDownAdjForReview_; }
+  ReviewQueue const& adjForReview() const { return adjForReview_; }
+  ReviewQueue const& tunnelForReview() const { return tunnelForReview_; }
+  UnprogrammedQueue const& unprogrammedAdjList() const { return unprogrammedAdjList_; }
+  std::set<uint64_t> const& creationDeferredAdj() const { return creationDeferredAdj_; }
+  Vix::HashMap<uint16_t, Nollo::IntfId> const& vlanIdToL3IntfId() const { return vlanIdToL3IntfId_; }
+  // Entries in the three review queues.
+  size_t adjsForReview() const {
+    return linkDownAdjForReview_.size() + adjForReview_.size() + tunnelForReview_.size();
   }
 
+  bool routingEnabled() const { return routingEnabled_; }
+  bool routing6Enabled() const { return routing6Enabled_; }
+  bool routingSyncInitialized() const { return routingSyncInitialized_; }
+  Vix::Clock const& clock() const { return clock_; }
+  // The drop adjacency of IP version 4 or 6 (0 while there is none).
+  uint64_t dropAdjIndex(uint8_t ipVersion) const { return ipVersion == 6 ? dropAdj6Index_ : dropAdjIndex_; }
+  Vix::Ptr<AdjEntry> adjEntry(uint64_t adjIndex) const;
+  void reviewHookIs(ReviewHook h) { reviewHook_ = std::move(h); }
+
+  // Start-up: waits for the end of the VRF's initial route sync, then reads
+  // KOR_ADJ_REVIEW_INTERVAL, the routing flags and the FEC tables.
+  void handleInitialized() override;
+  // "Adjacencies (n) sitting in review queue", adjacencies without an L2
+  // adjacency, FECs without an adjacency.
+  void handleVerify() override;
+
+  // Queueing.
+  void handleFec(FecId const& fecId);
+  void handleFec6(FecId const& fecId);
+  void scheduleAdjReview(FecId const& fecId);
+  void maybeScheduleAdjReview();
+  void removeAdjEntryFromReview(FecId const& fecId);
+
+  // The review pass and its steps.
+  void runAdjReview();
+  // Returns true when entries it could review are left (it yielded).
+  bool reviewAdjChanges();
+  void reviewUnprogrammedAdjs();
+  bool reviewAdj(FecId const& fecId, uint64_t adjIndex, AdjUpdateType adjUpdateType);
+  bool reviewAdj6(FecId const& fecId, uint64_t adjIndex, AdjUpdateType adjUpdateType);
+  bool reviewNexthopAdj(FecId const& fecId, uint64_t adjIndex, AdjUpdateType adjUpdateType);
+  void createOrUpdateL2Adj(Vix::Ptr<AdjEntry> const& adjEntry, AdjUpdateType adjUpdateType);
+  // Leaves the entry's L2 adjacency and deletes the entry; never the drop
+  // adjacency of either version. Returns false when the entry was kept.
+  bool removeAdjEntryFromL2Adj(Vix::Ptr<AdjEntry> const& adjEntry);
+  Vix::Ptr<AdjEntry> handleDropFec(uint8_t ipVersion, FecId const& fecId);
+  void handleAdjReviewCompletion(Vix::Ptr<AdjEntry> const& adjEntry);
+  void schedulePrefixWalk(Vix::Ptr<AdjEntry> const& adjEntry);
+
+  void handleRoutingEnabled();
+  void handleRouting6Enabled();
+  void handleAdjResourceFull();
+  void handleIntfVlanId(Nollo::IntfId const& intfId);
+
+  // Called by the route machines.
+  uint64_t getL2AdjIndex(FecId const& fecId, FecId const& oldFecId, uint8_t ipVersion, uint64_t syncNextHopId = 0);
+  void addPrefixToAdjEntry(uint64_t adjIndex, Nollo::IpPrefix const& prefix);
+  void addPrefixToAdjEntry(uint64_t adjIndex, Nollo::Ip6Prefix const& prefix);
+  void deletePrefixFromAdjEntry(uint64_t adjIndex, Nollo::IpPrefix const& prefix);
+  void deletePrefixFromAdjEntry(uint64_t adjIndex, Nollo::Ip6Prefix const& prefix);
+  void updatePrefixAdjEntry(Nollo::IpPrefix const& prefix, uint64_t oldAdjIndex, uint64_t newAdjIndex);
+  void updatePrefixAdjEntry(Nollo::Ip6Prefix const& prefix, uint64_t oldAdjIndex, uint64_t newAdjIndex);
+  bool isAdjCreationDeferred(uint64_t adjIndex) const { return creationDeferredAdj_.count(adjIndex) != 0; }
+  void addReviewPendingPrefix(Nollo::IpPrefix const& prefix, Vix::Ptr<AdjEntry> const& adjEntry);
+  void addReviewPendingPrefix6(Nollo::Ip6Prefix const& prefix, Vix::Ptr<AdjEntry> const& adjEntry);
+  void removeReviewPendingPrefix(Nollo::IpPrefix const& prefix, Vix::Ptr<AdjEntry> const& adjEntry);
+  void removeReviewPendingPrefix6(Nollo::Ip6Prefix const& prefix, Vix::Ptr<AdjEntry> const& adjEntry);
+  // The adjacency of a connected subnet on `intf`: one via to the interface
+  // itself (next hop unspecified), bound to an L2 adjacency at once.
+  template <class AF>
+  Vix::Ptr<AdjEntry> doCreateAdjEntryForAttachedRoute(uint64_t adjIndex, Nollo::IntfId intf);
+
   // "FF4" / "FF6": the FIB's FECs (one, or all when fecId is empty).
-  void showFibFecs(std::ostream&, bool ipv6, std::optional<Quill::Fib::FecId> fecId) const {}
-  // "AA3": the library's adjacency records.
-  void showAdjEntries(std::ostream&, std::optional<uint64_t> adjIndex) const {}
-  // "AA2": the library's L2 adjacency records.
-  void showL2Adjacencies(std::ostream&, std::optional<uint64_t> adjIndex) const {}
+  void showFibFecs(std::ostream& os, bool ipv6, std::optional<FecId> fecId) const;
+  // "AA3": the adjacency records.
+  void showAdjEntries(std::ostream& os, std::optional<uint64_t> adjIndex) const;
+  // "AA2": the L2 adjacency records (the L2 adjacency helper prints them).
+  void showL2Adjacencies(std::ostream& os, std::optional<uint64_t> l2AdjIndex) const;
 
  private:
+  template <class AF>
+  class VixForwardingStatus;
+  class VixVrfL3Status;
+  class VixL3Status;
+  class VixAdjReviewEvent;
+  class VixIntfVlanIdTable;
+
+  template <class AF>
+  void handleFecT(FecId const& fecId);
+  template <class AF>
+  bool reviewAdjT(FecId const& fecId, uint64_t adjIndex, AdjUpdateType adjUpdateType);
+  template <class AF>
+  void addAdjViaToAdjEntry(Vix::Ptr<AdjEntry> const& adjEntry, Vix::Ptr<AdjViaT<AF>> const& adjVia);
+  void deleteNextHopMappings(Vix::Ptr<AdjEntry> const& adjEntry);
+  void intfMappingsIs(Vix::Ptr<AdjEntry> const& adjEntry, std::set<Nollo::IntfId> const& intfs);
+  template <class AF>
+  void showFibFecT(std::ostream& os, std::optional<FecId> fecId) const;
+  template <class AF>
+  void showKorAdjVias(std::ostream& os, AdjEntry const& adjEntry) const;
+  void showKorAdj(std::ostream& os, AdjEntry const& adjEntry) const;
+  std::map<FecId, Vix::Ptr<AdjEntry>> sortedAdjEntries() const;
+  uint8_t ipVersionOf(FecId const& fecId) const;
+  bool routingEnabledFor(uint8_t ipVersion) const { return ipVersion == 6 ? routing6Enabled_ : routingEnabled_; }
+  void enqueue(ReviewQueue& queue, FecId const& fecId, AdjForReviewInfo const& info);
+  void doWalkFecTables();
+
+  VrfId vrfId_;
   VrfName vrfName_;
+  Vix::Ptr<Routing::L3Config const> l3Config_;
+  Vix::Ptr<L3Status> l3Status_;
+  Vix::Ptr<VrfL3Status> vrfL3Status_;
   Vix::Ptr<Quill::Fib::ForwardingStatus const> forwardingStatus_;
   Vix::Ptr<Quill::Fib6::ForwardingStatus const> forwarding6Status_;
+  Vix::Ptr<Routing::Hardware::Status const> routingHwStatus_;
   Vix::Ptr<L2AdjHelper> l2AdjHelper_;
+  Vix::Ptr<IntfVlanId::Table const> intfVlanIdTable_;
+  Vix::Ptr<Routing::AdjReviewEvent const> adjReviewEvent_;
+  Vix::Ptr<NexthopGroupRouteSm> nexthopGroupRouteSm_;
+  Vix::Ptr<NexthopGroup::Status const> nexthopGroupStatus_;
+  Vix::Ptr<NexthopGroup::WatchedNexthopGroupConfig> watchedNexthopGroupConfig_;
+
   Vix::Seconds quillYieldTime_ = 0.05;
+  Vix::Seconds adjReviewInterval_ = 0.0;
+  Vix::Seconds adjReviewQuanta_ = 0.05;
+  Vix::Seconds unprogrammedAdjReviewInterval_ = 0.2;
+  ReviewQueue linkDownAdjForReview_;
+  ReviewQueue adjForReview_;
+  ReviewQueue tunnelForReview_;
+  UnprogrammedQueue unprogrammedAdjList_;
+  std::set<uint64_t> creationDeferredAdj_;
+  Vix::HashMap<uint16_t, Nollo::IntfId> vlanIdToL3IntfId_;
+  bool routingEnabled_ = false;
+  bool routing6Enabled_ = false;
+  bool routingSyncInitialized_ = false;
+  // The last complete pass left only entries whose IP version has routing
+  // off: no pass is armed for them until routing or the queues change.
+  bool reviewParked_ = false;
+  uint64_t dropAdjIndex_ = 0;
+  uint64_t dropAdj6Index_ = 0;
+  ReviewHook reviewHook_;
+  Vix::Clock clock_;
+
+  std::unique_ptr<VixForwardingStatus<Nollo::Ipv4>> forwardingStatusReactor_;
+  std::unique_ptr<VixForwardingStatus<Nollo::Ipv6>> forwarding6StatusReactor_;
+  std::unique_ptr<VixVrfL3Status> vrfL3StatusReactor_;
+  std::unique_ptr<VixL3Status> l3StatusReactor_;
+  std::unique_ptr<VixAdjReviewEvent> adjReviewEventReactor_;
+  std::unique_ptr<VixIntfVlanIdTable> intfVlanIdTableReactor_;
 };
 
 }  // namespace Kor

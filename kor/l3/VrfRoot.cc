@@ -39,8 +39,11 @@ void VrfRoot::doStartSm() {
   KOR_TRACE(5, "Create korRoutingStatusSm, vrf: " << vrfName_);
   korNexthopGroupRouteSm_ = Vix::makePtr<NexthopGroupRouteSm>(acsd, vrfName_, watchedNexthopGroupConfig_);
   KOR_TRACE(5, "Create korNexthopGroupRouteSm, vrf: " << vrfName_);
-  korAdjSm_ = Vix::makePtr<AdjSm>(acsd, vrfName_, em->forwardingStatus<Nollo::Ipv4>(vrfName_.str()),
-                                  em->forwardingStatus<Nollo::Ipv6>(vrfName_.str()), in.l2AdjHelper);
+  korAdjSm_ = Vix::makePtr<AdjSm>(vrfId_, vrfName_, acsd, in.l3Config, in.l3Status,
+                                  em->forwardingStatus<Nollo::Ipv4>(vrfName_.str()),
+                                  em->forwardingStatus<Nollo::Ipv6>(vrfName_.str()), in.routingHwStatus,
+                                  in.l2AdjHelper, in.intfVlanIdTable, in.adjReviewEvent, korNexthopGroupRouteSm_,
+                                  in.nexthopGroupStatus, watchedNexthopGroupConfig_);
   KOR_TRACE(5, "Create korAdjSm, vrf: " << vrfName_);
   korRouteSm_ = Vix::makePtr<RouteSm>(acsd, this, em->routeStatus<Nollo::Ipv4>(vrfName_.str()), vrfL3Status_,
                                       in.routeSmHelper);

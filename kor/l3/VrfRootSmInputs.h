@@ -46,6 +46,7 @@
 #include "models/routing/VrfSequenceStatusDir.h"
 #include "models/routing/fhrp/VirtualRouterMacStatus.h"
 #include "models/routing/hardware/RouteStatus.h"
+#include "models/routing/hardware/Status.h"
 #include "models/routing6/VrfInfoDir.h"
 #include "models/routing6/hardware/RouteStatus.h"
 #include "models/tunnel/KorTunnelConfig.h"
@@ -93,6 +94,8 @@ struct VrfRootSmInputs {
   In<NexthopGroup::Status> nexthopGroupStatus;
   In<Vxlan::VxlanHwStatusDir> vxlanHwStatusDir;
   In<Routing::AdjReviewEvent> adjReviewEvent;
+  // The platform's routing capabilities (maxEcmp, ...); none: no limit known.
+  In<Routing::Hardware::Status> routingHwStatus;
   Out<L2AdjHelper> l2AdjHelper;
   In<Routing::RouteReactorConfig> routeReactorConfig;
   In<Routing::Route6ReactorConfig> route6ReactorConfig;

@@ -1,0 +1,1053 @@
+#include "kor/adj/AdjSm.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cstdarg>
+#include <cinttypes>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <map>
+#include <string>
+
+#include "kor/adj/L2Adjacency.h"
+#include "nollo/Ip6Hdr.h"
+#include "vix/ActivityLoop.h"
+#include "vix/RangeError.h"
+
+namespace Kor {
+
+VIX_LOG_EVENT(ROUTING_MAX_PATHS_EXCEEDED, 3, "Number of paths (%d) for adj %d higher than max supported value (%d)",
+              "The system is trying to allocate an ecmp route with more paths than the maximum allowed by the "
+              "hardware. The route will be programmed to to use only the maximum allowed.",
+              "Reduce the number of paths of the route.", 0);
+VIX_LOG_EVENT(IP6ROUTING_MAX_PATHS_EXCEEDED, 3, "Number of paths (%d) for adj %d higher than max supported value (%d)",
+              "The system is trying to allocate an ecmp route with more paths than the maximum allowed by the "
+              "hardware. The route cannot be allocated.",
+              "Reduce the number of paths of the route.", 0);
+
+namespace {
+
+using Quill::Fib::AdjType;
+using Quill::Fib::FecType;
+
+template <class AF>
+constexpr uint8_t versionOf() {
+  return AF::version == 6 ? Nollo::Ip6Hdr::ipVersion6() : Nollo::Ip6Hdr::ipVersion4();
+}
+
+// What a FEC asks of the adjacency layer. A forwarding FEC without vias has
+// nowhere to go: invalid.
+template <class AF>
+RouteType getRouteType(Quill::Fib::FecT<AF> const& fec) {
+  switch (fec.type()) {
+    case FecType::forward:
+    case FecType::tunnel:
+      return fec.viaCount() ? RouteType::forwardRoute : RouteType::invalidRoute;
+    case FecType::drop: return RouteType::dropRoute;
+    case FecType::receive: return RouteType::receiveRoute;
+    case FecType::receiveBcast: return RouteType::bcastReceiveRoute;
+    case FecType::slowReceive: return RouteType::slowReceiveRoute;
+    case FecType::attached: return RouteType::attachedRoute;
+    case FecType::nexthopGroup: return RouteType::nexthopGroupRoute;
+  }
+  return RouteType::invalidRoute;
+}
+
+AdjUpdateType updateTypeFor(AdjReviewType t) {
+  switch (t) {
+    case AdjReviewType::adjReviewLinkDown: return AdjUpdateType::linkDownAdjUpdate;
+    case AdjReviewType::adjReviewLinkUp: return AdjUpdateType::linkUpAdjUpdate;
+    default: return AdjUpdateType::regularAdjUpdate;
+  }
+}
+
+std::string formatted(char const* fmt, ...) __attribute__((format(printf, 1, 2)));
+std::string formatted(char const* fmt, ...) {
+  char buf[512];
+  va_list ap;
+  va_start(ap, fmt);
+  vsnprintf(buf, sizeof buf, fmt, ap);
+  va_end(ap);
+  return buf;
+}
+
+}  // namespace
+
+// --- Reactors ---
+
+template <class AF>
+class AdjSm::VixForwardingStatus : public Quill::Fib::ForwardingStatusT<AF>::Notifiee {
+ public:
+  VixForwardingStatus(Vix::Ptr<Quill::Fib::ForwardingStatusT<AF> const> const& s, AdjSm* sm)
+      : Quill::Fib::ForwardingStatusT<AF>::Notifiee(s), sm_(sm) {}
+  void handleFec(Quill::Fib::FecId const& fecId) override { sm_->handleFecT<AF>(fecId); }
+
+ private:
+  AdjSm* sm_;
+};
+
+class AdjSm::VixVrfL3Status : public VrfL3Status::Notifiee {
+ public:
+  VixVrfL3Status(Vix::Ptr<VrfL3Status const> const& s, AdjSm* sm) : Notifiee(s), sm_(sm) {}
+  void handleAdjEntryReviewList(Quill::Fib::FecId const& fecId) override { sm_->scheduleAdjReview(fecId); }
+  void handleRoutingEnabled() override {
+    if (sm_->routingSyncInitialized_) sm_->handleRoutingEnabled();
+  }
+  void handleRouting6Enabled() override {
+    if (sm_->routingSyncInitialized_) sm_->handleRouting6Enabled();
+  }
+  // Routing being switched off waits for the adjacency queues to drain.
+  void handleWaitForRoutingDisabled() override { sm_->maybeScheduleAdjReview(); }
+  void handleWaitForRouting6Disabled() override { sm_->maybeScheduleAdjReview(); }
+  void handleEndOfV4SyncDone() override {
+    if (sm_->initialized() && !sm_->routingSyncInitialized_) sm_->handleInitialized();
+  }
+
+ private:
+  AdjSm* sm_;
+};
+
+class AdjSm::VixL3Status : public L3Status::Notifiee {
+ public:
+  VixL3Status(Vix::Ptr<L3Status const> const& s, AdjSm* sm) : Notifiee(s), sm_(sm) {}
+  void handleAdjResourceFull() override { sm_->handleAdjResourceFull(); }
+
+ private:
+  AdjSm* sm_;
+};
+
+class AdjSm::VixAdjReviewEvent : public Routing::AdjReviewEvent::Notifiee {
+ public:
+  VixAdjReviewEvent(Vix::Ptr<Routing::AdjReviewEvent const> const& s, AdjSm* sm) : Notifiee(s), sm_(sm) {}
+  void handleReviewRequest() override { sm_->maybeScheduleAdjReview(); }
+
+ private:
+  AdjSm* sm_;
+};
+
+class AdjSm::VixIntfVlanIdTable : public IntfVlanId::Table::Notifiee {
+ public:
+  VixIntfVlanIdTable(Vix::Ptr<IntfVlanId::Table const> const& s, AdjSm* sm) : Notifiee(s), sm_(sm) {}
+  void handleVlanId(Nollo::IntfId const& intf) override { sm_->handleIntfVlanId(intf); }
+
+ private:
+  AdjSm* sm_;
+};
+
+// --- Construction ---
+
+AdjSm::AdjSm(VrfId vrfId, VrfName const& vrfName, Vix::Ptr<KorCommonSmData> const& acsd,
+             Vix::Ptr<Routing::L3Config const> const& l3Config, Vix::Ptr<L3Status> const& l3Status,
+             Vix::Ptr<Quill::Fib::ForwardingStatus const> const& forwardingStatus,
+             Vix::Ptr<Quill::Fib6::ForwardingStatus const> const& forwarding6Status,
+             Vix::Ptr<Routing::Hardware::Status const> const& routingHwStatus,
+             Vix::Ptr<L2AdjHelper> const& l2AdjHelper, Vix::Ptr<IntfVlanId::Table const> const& intfVlanIdTable,
+             Vix::Ptr<Routing::AdjReviewEvent const> const& adjReviewEvent,
+             Vix::Ptr<NexthopGroupRouteSm> const& nexthopGroupRouteSm,
+             Vix::Ptr<NexthopGroup::Status const> const& nexthopGroupStatus,
+             Vix::Ptr<NexthopGroup::WatchedNexthopGroupConfig> const& watchedNexthopGroupConfig)
+    : KorBaseSm(acsd, "KorAdjSm"), vrfId_(vrfId), vrfName_(vrfName), l3Config_(l3Config), l3Status_(l3Status),
+      forwardingStatus_(forwardingStatus), forwarding6Status_(forwarding6Status), routingHwStatus_(routingHwStatus),
+      l2AdjHelper_(l2AdjHelper), intfVlanIdTable_(intfVlanIdTable), adjReviewEvent_(adjReviewEvent),
+      nexthopGroupRouteSm_(nexthopGroupRouteSm), nexthopGroupStatus_(nexthopGroupStatus),
+      watchedNexthopGroupConfig_(watchedNexthopGroupConfig),
+      clock_(acsd->activityLoop().ptr(), [this] { runAdjReview(); }) {
+  if (!l3Status_) korAssert("l3Status()");
+  vrfL3Status_ = l3Status_ ? l3Status_->vrfL3Status(vrfName_) : nullptr;
+  if (!vrfL3Status_) korAssert("vrfL3Status()");
+  auto watch = [this](auto& reactor, auto p) {
+    reactor = std::move(p);
+    reactorAdd(reactor.get());
+  };
+  // FEC changes are queued from construction on; the passes start with the
+  // end of the routing sync (handleInitialized).
+  if (forwardingStatus_)
+    watch(forwardingStatusReactor_, std::make_unique<VixForwardingStatus<Nollo::Ipv4>>(forwardingStatus_, this));
+  if (forwarding6Status_)
+    watch(forwarding6StatusReactor_, std::make_unique<VixForwardingStatus<Nollo::Ipv6>>(forwarding6Status_, this));
+  if (vrfL3Status_) watch(vrfL3StatusReactor_, std::make_unique<VixVrfL3Status>(vrfL3Status_, this));
+  if (l3Status_) watch(l3StatusReactor_, std::make_unique<VixL3Status>(l3Status_, this));
+  if (adjReviewEvent_) watch(adjReviewEventReactor_, std::make_unique<VixAdjReviewEvent>(adjReviewEvent_, this));
+  if (intfVlanIdTable_) watch(intfVlanIdTableReactor_, std::make_unique<VixIntfVlanIdTable>(intfVlanIdTable_, this));
+}
+
+AdjSm::~AdjSm() {
+  for (auto* r : {static_cast<Vix::NotifieeBase*>(forwardingStatusReactor_.get()),
+                  static_cast<Vix::NotifieeBase*>(forwarding6StatusReactor_.get()),
+                  static_cast<Vix::NotifieeBase*>(vrfL3StatusReactor_.get()),
+                  static_cast<Vix::NotifieeBase*>(l3StatusReactor_.get()),
+                  static_cast<Vix::NotifieeBase*>(adjReviewEventReactor_.get()),
+                  static_cast<Vix::NotifieeBase*>(intfVlanIdTableReactor_.get())})
+    if (r) reactorDel(r);
+  // The interface map of L3Status is shared by every VRF: this VRF's
+  // adjacencies leave it. The chip's L2 adjacencies are left alone, so that
+  // a restarted agent finds them and claims them back.
+  if (vrfL3Status_) {
+    for (auto const& kv : vrfL3Status_->adjEntryListMap())
+      if (kv.second) intfMappingsIs(kv.second, {});
+  }
+}
+
+void AdjSm::quillYieldTimeIs(Vix::Seconds s) {
+  quillYieldTime_ = s;
+  KOR_TRACE(5, " set yield time to " << s);
+}
+
+Vix::Ptr<AdjEntry> AdjSm::adjEntry(uint64_t adjIndex) const {
+  return vrfL3Status_ ? vrfL3Status_->adjEntryList(FecId(adjIndex)) : nullptr;
+}
+
+// The routing sync that the passes wait for is that of a hitless restart:
+// adjacencies are not reprogrammed before the VRF's route machine has been
+// through the FIB once (endOfV4SyncDone). Without one, it is over at once.
+void AdjSm::handleInitialized() {
+  KOR_TRACE_FUNC();
+  if (l3Config_ && l3Config_->hitlessRestart() && !vrfL3Status_->endOfV4SyncDone()) {
+    KOR_TRACE(1, "Waiting for routing sync");
+    return;
+  }
+  routingSyncInitialized_ = true;
+  if (char const* env = std::getenv("KOR_ADJ_REVIEW_INTERVAL")) {
+    int64_t n = 0;
+    auto [end, ec] = std::from_chars(env, env + std::strlen(env), n, 10);
+    if (ec == std::errc() && end != env) {
+      adjReviewInterval_ = static_cast<Vix::Seconds>(n);
+      KOR_TRACE(1, " Overriding default adj review interval: now " << n << " seconds ");
+    }
+  }
+  handleRoutingEnabled();
+  handleRouting6Enabled();
+  if (intfVlanIdTable_) {
+    for (auto const& kv : intfVlanIdTable_->vlanIdMap()) handleIntfVlanId(kv.first);
+  }
+  doWalkFecTables();
+  maybeScheduleAdjReview();
+}
+
+// FECs published before this machine watched the tables.
+void AdjSm::doWalkFecTables() {
+  if (forwardingStatus_) forwardingStatus_->forEachKey([this](FecId const& f) { handleFecT<Nollo::Ipv4>(f); });
+  if (forwarding6Status_) forwarding6Status_->forEachKey([this](FecId const& f) { handleFecT<Nollo::Ipv6>(f); });
+}
+
+// --- Queueing ---
+
+void AdjSm::handleFec(FecId const& fecId) { handleFecT<Nollo::Ipv4>(fecId); }
+void AdjSm::handleFec6(FecId const& fecId) { handleFecT<Nollo::Ipv6>(fecId); }
+
+template <class AF>
+void AdjSm::handleFecT(FecId const& fecId) {
+  KOR_TRACE(8, (AF::version == 6 ? "handleFec6" : "handleFec") << " vrf: " << vrfName_ << ", fecId: " << fecId);
+  if (!fecId.isValid()) {
+    korAssert("fecId != Quill::Fib::FecId( Quill::Fib::FecIdConstants::invalidFecId_ )");
+    return;
+  }
+  // FEC 0 is how routes without a FEC are written: it carries no adjacency.
+  if (fecId.value() == 0) return;
+  AdjForReviewInfo info(versionOf<AF>(), AdjUpdateType::regularAdjUpdate);
+  if (fecId.adjType() == AdjType::tunnelAdj) {
+    enqueue(tunnelForReview_, fecId, info);
+  } else if (!linkDownAdjForReview_.contains(fecId)) {
+    // A FEC queued by a link going down keeps that entry: its review reads
+    // the current FEC anyway.
+    enqueue(adjForReview_, fecId, info);
+  }
+  maybeScheduleAdjReview();
+}
+
+void AdjSm::enqueue(ReviewQueue& queue, FecId const& fecId, AdjForReviewInfo const& info) {
+  queue.enqueue(fecId, info);
+  reviewParked_ = false;
+}
+
+// The IP version of a FEC id: that of its adjacency, else the table holding it.
+uint8_t AdjSm::ipVersionOf(FecId const& fecId) const {
+  if (auto e = adjEntry(fecId.value())) return e->ipVersion();
+  if (forwarding6Status_ && forwarding6Status_->fecHas(fecId) && !(forwardingStatus_ && forwardingStatus_->fecHas(fecId)))
+    return Nollo::Ip6Hdr::ipVersion6();
+  return Nollo::Ip6Hdr::ipVersion4();
+}
+
+void AdjSm::scheduleAdjReview(FecId const& fecId) {
+  if (!vrfL3Status_->adjEntryReviewListHas(fecId)) return;
+  KOR_TRACE(8, "scheduleAdjReview vrf: " << vrfName_ << ", fecId: " << fecId);
+  AdjReviewType reviewType = vrfL3Status_->adjEntryReviewList(fecId);
+  if (fecId.value() == 0) {
+  } else if (fecId.adjType() == AdjType::tunnelAdj) {
+    enqueue(tunnelForReview_, fecId, AdjForReviewInfo(ipVersionOf(fecId), AdjUpdateType::regularAdjUpdate));
+  } else {
+    // The queued entry carries the update type of the review type: link
+    // down / link up tell the L2 adjacency helper why it rebuilds; anything
+    // else is a regular update.
+    AdjForReviewInfo info(ipVersionOf(fecId), updateTypeFor(reviewType));
+    if (reviewType == AdjReviewType::adjReviewLinkDown) {
+      if (adjForReview_.erase(fecId))
+        KOR_TRACE(5, " linkDown and entry found in adjReview "
+                         << "collection. Deleting it: " << fecId << " ipv: " << int(info.ipVersion()));
+      enqueue(linkDownAdjForReview_, fecId, info);
+    } else {
+      if (linkDownAdjForReview_.erase(fecId))
+        KOR_TRACE(5, " linkUp and entry found in linkDown "
+                         << "collection. Deleting it: " << fecId << " ipv: " << int(info.ipVersion()));
+      enqueue(adjForReview_, fecId, info);
+    }
+    maybeScheduleAdjReview();
+  }
+  vrfL3Status_->adjEntryReviewListDel(fecId);
+}
+
+void AdjSm::maybeScheduleAdjReview() {
+  if (!routingSyncInitialized_) {
+    KOR_TRACE(8, "Waiting for routing sync");
+    return;
+  }
+  bool mapsEmpty = adjsForReview() == 0;
+  bool mapsPending = !mapsEmpty && !reviewParked_;
+  bool unprogrammed = !unprogrammedAdjList_.empty();
+  if (!unprogrammed && mapsEmpty) {
+    // An empty adjacency queue is the moment a pending switch-off of routing
+    // may go on: ask the route machines for a pass.
+    if (vrfL3Status_->waitForRoutingDisabled()) {
+      KOR_TRACE(5, "Scheduling v4 route review");
+      l3Status_->unicastReviewPendingInc();
+    }
+    if (vrfL3Status_->waitForRouting6Disabled()) {
+      KOR_TRACE(5, "Scheduling v6 route review");
+      l3Status_->unicast6ReviewPendingInc();
+    }
+    KOR_TRACE(8, "No routes or adjs to be reviewed");
+    return;
+  }
+  if (!unprogrammed && !mapsPending) {
+    // Only entries of a version whose routing is off are queued: a pass
+    // would skip them all. Enabling routing or a new request re-arms.
+    KOR_TRACE(8, "Adj review parked until routing is enabled");
+    return;
+  }
+  Vix::Seconds delay = mapsPending ? adjReviewInterval_ : unprogrammedAdjReviewInterval_;
+  Vix::Seconds due = clock_.now() + delay;
+  if (clock_.armed() && clock_.timeMin() <= due) {
+    KOR_TRACE(9, "Adj review timer already set");
+    return;
+  }
+  clock_.timeMinEarlierIs(due);
+  KOR_TRACE(8, "Adj review scheduled at " << due << ", delay: " << delay);
+}
+
+void AdjSm::removeAdjEntryFromReview(FecId const& fecId) {
+  if (linkDownAdjForReview_.erase(fecId)) KOR_TRACE(8, "Remove linkDownAdjForReview after update " << fecId);
+  if (adjForReview_.erase(fecId)) KOR_TRACE(8, "Remove adjForReview after update " << fecId);
+  if (tunnelForReview_.erase(fecId)) KOR_TRACE(8, "Remove tunnelForReview after update " << fecId);
+}
+
+// --- The review pass ---
+
+void AdjSm::runAdjReview() {
+  KOR_TRACE_FUNC();
+  clock_.timeMinIs(Vix::kNever);
+  reviewAdjChanges();
+  reviewUnprogrammedAdjs();
+  maybeScheduleAdjReview();
+}
+
+bool AdjSm::reviewAdjChanges() {
+  if (adjsForReview() == 0) {
+    KOR_TRACE(9, "No adj scheduled for review");
+    return false;
+  }
+  auto* ts = acsd()->activityLoop()->timeSource();
+  Vix::PassDeadline deadline(ts, adjReviewQuanta_);
+  bool skipped = false;
+  auto visit = [&](FecId const& fecId, AdjForReviewInfo& info) {
+    if (!routingEnabledFor(info.ipVersion())) {
+      skipped = true;
+      return Vix::ReviewAction::keep;
+    }
+    uint64_t adjIndex = fecId.value();
+    bool ok;
+    if (fecId.adjType() == AdjType::nextHopGroupAdj) ok = reviewNexthopAdj(fecId, adjIndex, info.adjUpdateType());
+    else if (info.ipVersion() == Nollo::Ip6Hdr::ipVersion6()) ok = reviewAdj6(fecId, adjIndex, info.adjUpdateType());
+    else ok = reviewAdj(fecId, adjIndex, info.adjUpdateType());
+    if (!ok) KOR_TRACE(3, "fecId: " << fecId << ", reviewAdj failed!");
+    if (reviewHook_) reviewHook_(fecId);
+    return Vix::ReviewAction::done;
+  };
+  // Link-down first (traffic is leaving a dead link), then the rest, then
+  // tunnels, whose underlay the earlier entries may have changed.
+  ReviewQueue* queues[] = {&linkDownAdjForReview_, &adjForReview_, &tunnelForReview_};
+  for (auto* q : queues) {
+    if (q->empty()) continue;
+    if (deadline.items() && ts->now() > deadline.deadline()) {
+      KOR_TRACE(5, "Time's up, adj review yielding");
+      return true;
+    }
+    if (q->runPass(deadline, visit) == Vix::PassResult::yielded) {
+      KOR_TRACE(5, "Time's up, adj review yielding");
+      return true;
+    }
+  }
+  reviewParked_ = skipped && adjsForReview() != 0;
+  return false;
+}
+
+void AdjSm::reviewUnprogrammedAdjs() {
+  if (unprogrammedAdjList_.empty() || !l2AdjHelper_) return;
+  Vix::PassDeadline deadline(acsd()->activityLoop()->timeSource(), adjReviewQuanta_);
+  auto visit = [&](FecId const& fecId, bool&) {
+    auto entry = adjEntry(fecId.value());
+    if (!entry || !entry->l2Adj()) return Vix::ReviewAction::done;
+    L2AdjState state = entry->l2Adj()->state();
+    KOR_TRACE(8, "AdjIndex: " << fecId << ", state: " << state);
+    if (state == L2AdjState::installed) return Vix::ReviewAction::done;
+    if (state != L2AdjState::installNotReady && state != L2AdjState::installFailed) {
+      korAssert("l2Adj->state() == L2AdjState::installed_ || l2Adj->state() == L2AdjState::installNotReady_ || "
+                "l2Adj->state() == L2AdjState::installFailed_");
+      return Vix::ReviewAction::done;
+    }
+    // A failed install is retried like a not-ready one: under resource full
+    // the helper refuses again without asking the platform.
+    l2AdjHelper_->updateL2AdjForAdj(*entry, AdjUpdateType::regularAdjUpdate);
+    L2AdjState newState = entry->l2Adj() ? entry->l2Adj()->state() : L2AdjState::newborn;
+    bool installed = newState == L2AdjState::installed;
+    KOR_TRACE(8, "New state: " << newState << ", prefixWalk: " << installed);
+    if (!installed) return Vix::ReviewAction::keep;
+    if (fecId.adjType() == AdjType::nextHopGroupAdj) {
+      l3Status_->nexthopAdjUpdateListIs(entry, true);
+    } else if (entry->ipVersion() == Nollo::Ip6Hdr::ipVersion6()) {
+      l3Status_->adjUpdate6ListIs(entry, l3Status_->adjUpdate6List(entry) + 1);
+    } else {
+      l3Status_->adjUpdateListIs(entry, l3Status_->adjUpdateList(entry) + 1);
+    }
+    schedulePrefixWalk(entry);
+    return Vix::ReviewAction::done;
+  };
+  if (unprogrammedAdjList_.runPass(deadline, visit) == Vix::PassResult::yielded) {
+    auto b = unprogrammedAdjList_.bookmark();
+    KOR_TRACE(5, "Time's up, unprogrammed adj review yielding. Bookmark: " << (b ? b->value() : 0));
+  }
+}
+
+bool AdjSm::reviewAdj(FecId const& fecId, uint64_t adjIndex, AdjUpdateType adjUpdateType) {
+  return reviewAdjT<Nollo::Ipv4>(fecId, adjIndex, adjUpdateType);
+}
+
+bool AdjSm::reviewAdj6(FecId const& fecId, uint64_t adjIndex, AdjUpdateType adjUpdateType) {
+  return reviewAdjT<Nollo::Ipv6>(fecId, adjIndex, adjUpdateType);
+}
+
+template <class AF>
+bool AdjSm::reviewAdjT(FecId const& fecId, uint64_t adjIndex, AdjUpdateType adjUpdateType) {
+  constexpr bool v6 = AF::version == 6;
+  constexpr uint8_t ipVersion = versionOf<AF>();
+  KOR_TRACE(5, (v6 ? "reviewAdj6" : "reviewAdj") << " vrf: " << vrfName_ << ", fecId: " << fecId
+                                                 << ", updateType: " << adjUpdateType);
+  if (!adjIndex) {
+    korAssert("adjIndex");
+    return false;
+  }
+  Vix::Ptr<Quill::Fib::FecT<AF> const> fec;
+  if constexpr (v6) {
+    if (forwarding6Status_) fec = forwarding6Status_->fec(fecId);
+  } else {
+    if (forwardingStatus_) fec = forwardingStatus_->fec(fecId);
+  }
+  auto entry = adjEntry(adjIndex);
+  if (fec && fec->type() == FecType::attached) {
+    KOR_TRACE(5, "Attached fec, ignoring");
+    removeAdjEntryFromReview(fecId);
+    return true;
+  }
+  if (!fec) {
+    KOR_TRACE(5, "Adj not found or adj deletion");
+    if (entry && entry->unused()) {
+      KOR_TRACE(5, "Removing unused adj");
+      removeAdjEntryFromL2Adj(entry);
+    }
+    removeAdjEntryFromReview(fecId);
+    return true;
+  }
+  if (entry && entry->routeType() == RouteType::attachedRoute) {
+    KOR_TRACE(5, "Attached adj");
+    auto const& via = entry->adjViaOf<AF>();
+    Nollo::IntfId intf = via && via->vias() ? via->viaList().front().intfId() : Nollo::IntfId();
+    doCreateAdjEntryForAttachedRoute<AF>(adjIndex, intf);
+    removeAdjEntryFromReview(fecId);
+    return true;
+  }
+  RouteType routeType = getRouteType(*fec);
+  KOR_TRACE(5, "Route type: " << routeType << ", vias: " << fec->viaCount());
+  if (routeType == RouteType::invalidRoute) {
+    KOR_TRACE(5, "Invalid route, ignoring");
+    removeAdjEntryFromReview(fecId);
+    return false;
+  }
+  if (routeType == RouteType::dropRoute) {
+    handleDropFec(ipVersion, fecId);
+    removeAdjEntryFromReview(fecId);
+    return true;
+  }
+  if (!routingEnabledFor(ipVersion)) {
+    KOR_TRACE(5, "Routing disabled, skip update");
+    removeAdjEntryFromReview(fecId);
+    return true;
+  }
+  if (routeType == RouteType::nexthopGroupRoute) return reviewNexthopAdj(fecId, adjIndex, adjUpdateType);
+
+  // ECMP limit, checked before anything is created: an IPv6 FEC over the
+  // limit is refused (the route cannot be allocated): no adjacency is made
+  // for it, and an existing one keeps its last programmed vias until the FEC
+  // changes again. An IPv4 FEC keeps its first maxEcmp vias in FEC order
+  // (the route is programmed with the maximum). maxEcmp 0 means the platform
+  // published no limit.
+  size_t viaCount = fec->viaCount();
+  uint32_t maxEcmp = routingHwStatus_ ? routingHwStatus_->maxEcmp() : 0;
+  if (maxEcmp && viaCount > maxEcmp) {
+    KOR_TRACE(3, "Number of vias exceeds maxEcmp: " << maxEcmp);
+    // The format's %d prints the adjacency index as an int: its low 32 bits.
+    (v6 ? IP6ROUTING_MAX_PATHS_EXCEEDED : ROUTING_MAX_PATHS_EXCEEDED)
+        .raise(clock_.now(), static_cast<int>(viaCount), static_cast<int>(adjIndex), static_cast<int>(maxEcmp));
+    if (v6) {
+      removeAdjEntryFromReview(fecId);
+      return false;
+    }
+    viaCount = maxEcmp;
+  }
+
+  // The FEC's vias; a via of weight w stands w times.
+  auto adjVia = Vix::makePtr<AdjViaT<AF>>();
+  try {
+    uint8_t backups = 0;
+    for (size_t i = 0; i < viaCount; ++i) {
+      auto const& fv = fec->via(i);
+      ViaT<AF> via(fv.nextHop(), fv.intf(), VlanIdOrNone(fv.vlan()), fv.mplsLabels(), fv.backup());
+      KOR_TRACE(8, "   Via: " << via);
+      for (uint32_t w = 0; w < std::max<uint32_t>(fv.weight(), 1); ++w) adjVia->viaAdd(via);
+      backups += fv.backup();
+    }
+    adjVia->numBackupViasIs(backups);
+  } catch (Vix::RangeError const& e) {
+    KOR_TRACE(1, "fecId: " << fecId << " " << e.what() << ", reviewAdj failed!");
+    removeAdjEntryFromReview(fecId);
+    return false;
+  }
+
+  if (!entry) {
+    KOR_TRACE(5, "Create adj entry: " << adjIndex);
+    entry = Vix::makePtr<AdjEntry>(fecId);
+    entry->vrfIdIs(vrfId_);
+    entry->routeTypeIs(routeType);
+    vrfL3Status_->adjEntryListIs(fecId, entry);
+  } else if (entry->routeType() != routeType) {
+    // A FEC id republished with another type re-types its adjacency.
+    KOR_TRACE(3, "adjEntry->routeType() == routeType failed for " << adjIndex << ": " << entry->routeType()
+                                                                  << " -> " << routeType);
+    entry->routeTypeIs(routeType);
+  }
+  if (!v6 && entry->adjVia6() && routeType != RouteType::nexthopGroupRoute) {
+    korAssert("!adjEntry->adjVia6() || routeType == nexthopGroupRoute_");
+    return false;
+  }
+  deleteNextHopMappings(entry);
+  addAdjViaToAdjEntry<AF>(entry, adjVia);
+  createOrUpdateL2Adj(entry, adjUpdateType);
+  KOR_TRACE(8, "Increase reviewCnt for adj " << adjIndex);
+  vrfL3Status_->adjEntryReviewCntIs(fecId, vrfL3Status_->adjEntryReviewCnt(fecId) + 1);
+  creationDeferredAdj_.erase(adjIndex);
+  removeAdjEntryFromReview(fecId);
+  return true;
+}
+
+// Next-hop-group adjacencies are created when the VRF's next-hop-group
+// machine reports the group; until then the adjacency is deferred.
+bool AdjSm::reviewNexthopAdj(FecId const& fecId, uint64_t adjIndex, AdjUpdateType) {
+  KOR_TRACE(5, "NexthopGroup adj");
+  bool supported = routingHwStatus_ && (vrfId_.isDefault() ? routingHwStatus_->nexthopGroupSupported()
+                                                           : routingHwStatus_->nexthopGroupSupportedInNonDefaultVrf());
+  if (!supported) {
+    KOR_TRACE(3, "nexthopGroup not supported in vrf id " << vrfId_);
+    removeAdjEntryFromReview(fecId);
+    return false;
+  }
+  KOR_TRACE(5, "NextHopGroupId: " << fecId.index());
+  creationDeferredAdj_.insert(adjIndex);
+  removeAdjEntryFromReview(fecId);
+  return true;
+}
+
+void AdjSm::createOrUpdateL2Adj(Vix::Ptr<AdjEntry> const& adjEntry, AdjUpdateType adjUpdateType) {
+  if (!l2AdjHelper_) {
+    KOR_TRACE(3, "No L2 adjacency helper, adj " << adjEntry->adjIndex() << " not programmed");
+    return;
+  }
+  if (!adjEntry->l2Adj()) KOR_TRACE(8, "L2Adj for adjEntry doesn't exist. Create one");
+  l2AdjHelper_->updateL2AdjForAdj(*adjEntry, adjUpdateType);
+  adjEntry->intfStatusReviewInProgressIs(false);
+  auto const& l2Adj = adjEntry->l2Adj();
+  if (l2Adj && l2Adj->state() != L2AdjState::installed) unprogrammedAdjList_.enqueue(adjEntry->fecId());
+  else unprogrammedAdjList_.erase(adjEntry->fecId());
+}
+
+bool AdjSm::removeAdjEntryFromL2Adj(Vix::Ptr<AdjEntry> const& adjEntry) {
+  uint64_t adjIndex = adjEntry->adjIndex();
+  if (adjIndex == dropAdjIndex_) {
+    KOR_TRACE(5, "Not deleting v4 drop adjacency");
+    return false;
+  }
+  if (adjIndex == dropAdj6Index_) {
+    KOR_TRACE(5, "Not deleting v6 drop adjacency");
+    return false;
+  }
+  deleteNextHopMappings(adjEntry);
+  intfMappingsIs(adjEntry, {});
+  if (l2AdjHelper_ && adjEntry->l2Adj()) l2AdjHelper_->doRemoveAdjEntryFromL2Adj(adjEntry->l2Adj(), *adjEntry);
+  adjEntry->l2AdjIs(nullptr);
+  unprogrammedAdjList_.erase(adjEntry->fecId());
+  creationDeferredAdj_.erase(adjIndex);
+  vrfL3Status_->adjEntryReviewCntDel(adjEntry->fecId());
+  vrfL3Status_->adjEntryListDel(adjEntry->fecId());
+  return true;
+}
+
+Vix::Ptr<AdjEntry> AdjSm::handleDropFec(uint8_t ipVersion, FecId const& fecId) {
+  bool v6 = ipVersion == Nollo::Ip6Hdr::ipVersion6();
+  uint64_t& dropIndex = v6 ? dropAdj6Index_ : dropAdjIndex_;
+  if (dropIndex) {
+    KOR_TRACE(8, "Drop adj already created");
+    return adjEntry(dropIndex);
+  }
+  KOR_TRACE(5, "Drop adj");
+  auto entry = adjEntry(fecId.value());
+  if (!entry) {
+    entry = Vix::makePtr<AdjEntry>(fecId);
+    entry->vrfIdIs(vrfId_);
+    vrfL3Status_->adjEntryListIs(fecId, entry);
+  }
+  entry->routeTypeIs(RouteType::dropRoute);
+  if (v6) entry->adjVia6Is(Vix::makePtr<AdjVia6>());
+  else entry->adjViaIs(Vix::makePtr<AdjVia>());
+  dropIndex = fecId.value();
+  createOrUpdateL2Adj(entry, AdjUpdateType::regularAdjUpdate);
+  vrfL3Status_->adjEntryReviewCntIs(fecId, vrfL3Status_->adjEntryReviewCnt(fecId) + 1);
+  return entry;
+}
+
+// --- Mappings: next hop -> adjacencies (VrfL3Status), interface ->
+// adjacencies (L3Status). Sets are replaced, not changed in place, so that
+// watchers of the maps are told.
+
+namespace {
+
+template <class Key, class Get, class Set, class Del>
+void adjEntrySetChange(Get const& get, Key const& key, Quill::Fib::FecId fecId, bool add, Set const& set,
+                       Del const& del) {
+  auto old = get(key);
+  auto next = Vix::makePtr<AdjEntrySet>();
+  if (old) *next = *old;
+  if (add) next->fecIdIs(fecId);
+  else next->fecIdDel(fecId);
+  if (next->empty()) del(key);
+  else set(key, next);
+}
+
+}  // namespace
+
+void AdjSm::deleteNextHopMappings(Vix::Ptr<AdjEntry> const& adjEntry) {
+  auto fecId = adjEntry->fecId();
+  auto* s = vrfL3Status_.ptr();
+  if (auto const& via = adjEntry->adjVia()) {
+    std::set<Nollo::IpAddr4> nextHops;
+    for (auto const& v : via->viaList()) nextHops.insert(v.nextHop());
+    for (auto const& kv : via->viaBitmapMap()) nextHops.insert(kv.first.nextHop());
+    for (auto const& nh : nextHops) {
+      if (!s->nextHopToAdjEntryHas(nh)) continue;
+      KOR_TRACE(9, "Deleting mapping for next hop " << nh.str());
+      adjEntrySetChange(
+          [s](auto const& k) { return s->nextHopToAdjEntry(k); }, nh, fecId, false,
+          [s](auto const& k, auto const& v) { s->nextHopToAdjEntryIs(k, v); },
+          [s](auto const& k) { s->nextHopToAdjEntryDel(k); });
+    }
+  }
+  if (auto const& via = adjEntry->adjVia6()) {
+    std::set<Nollo::IpAddr6> nextHops;
+    for (auto const& v : via->viaList()) nextHops.insert(v.nextHop());
+    for (auto const& kv : via->viaBitmapMap()) nextHops.insert(kv.first.nextHop());
+    for (auto const& nh : nextHops) {
+      if (!s->nextHopToAdj6EntryHas(nh)) continue;
+      KOR_TRACE(9, "Deleting mapping for next hop " << nh.str());
+      adjEntrySetChange(
+          [s](auto const& k) { return s->nextHopToAdj6Entry(k); }, nh, fecId, false,
+          [s](auto const& k, auto const& v) { s->nextHopToAdj6EntryIs(k, v); },
+          [s](auto const& k) { s->nextHopToAdj6EntryDel(k); });
+    }
+  }
+}
+
+template <class AF>
+void AdjSm::addAdjViaToAdjEntry(Vix::Ptr<AdjEntry> const& adjEntry, Vix::Ptr<AdjViaT<AF>> const& adjVia) {
+  using Addr = typename AF::Addr;
+  auto fecId = adjEntry->fecId();
+  auto* s = vrfL3Status_.ptr();
+  if constexpr (AF::version == 6) adjEntry->adjVia6Is(adjVia);
+  else adjEntry->adjViaIs(adjVia);
+  auto add = [&](Addr const& nh) {
+    if (nh == Addr{}) return;
+    if constexpr (AF::version == 6) {
+      adjEntrySetChange(
+          [s](auto const& k) { return s->nextHopToAdj6Entry(k); }, nh, fecId, true,
+          [s](auto const& k, auto const& v) { s->nextHopToAdj6EntryIs(k, v); },
+          [s](auto const& k) { s->nextHopToAdj6EntryDel(k); });
+    } else {
+      adjEntrySetChange(
+          [s](auto const& k) { return s->nextHopToAdjEntry(k); }, nh, fecId, true,
+          [s](auto const& k, auto const& v) { s->nextHopToAdjEntryIs(k, v); },
+          [s](auto const& k) { s->nextHopToAdjEntryDel(k); });
+    }
+  };
+  std::set<Addr> nextHops;
+  std::set<Nollo::IntfId> intfs;
+  for (auto const& v : adjVia->viaList()) {
+    if (nextHops.insert(v.nextHop()).second) {
+      KOR_TRACE(9, "Adding mapping for next hop " << v.nextHop().str());
+      add(v.nextHop());
+    }
+    if (!v.intfId().isNone()) intfs.insert(v.intfId());
+  }
+  for (auto const& kv : adjVia->viaBitmapMap()) {
+    if (nextHops.insert(kv.first.nextHop()).second) {
+      KOR_TRACE(9, "Adding mapping for bitmap next hop " << kv.first.nextHop().str());
+      add(kv.first.nextHop());
+    }
+    if (!kv.first.intfId().isNone()) intfs.insert(kv.first.intfId());
+  }
+  intfMappingsIs(adjEntry, intfs);
+}
+
+void AdjSm::intfMappingsIs(Vix::Ptr<AdjEntry> const& adjEntry, std::set<Nollo::IntfId> const& intfs) {
+  for (auto const& intf : adjEntry->adjToIntf()) {
+    if (intfs.count(intf)) continue;
+    if (auto child = l3Status_->intfToAdjEntry(intf)) {
+      child->adjEntryDel(adjEntry);
+      if (!child->adjEntrySize()) l3Status_->intfToAdjEntryDel(intf);
+    }
+  }
+  for (auto const& intf : intfs) {
+    if (adjEntry->adjToIntf().count(intf)) continue;
+    auto child = l3Status_->intfToAdjEntry(intf);
+    if (!child) child = l3Status_->newIntfToAdjEntry(intf);
+    child->adjEntryIs(adjEntry, true);
+  }
+  adjEntry->adjToIntfIs(intfs);
+}
+
+// --- Users of adjacencies ---
+
+void AdjSm::handleAdjReviewCompletion(Vix::Ptr<AdjEntry> const& adjEntry) {
+  if (adjEntry->reviewPendingPrefixs() || adjEntry->reviewPendingPrefix6s()) {
+    korAssert("!adjEntry->reviewPendingPrefixs() && !adjEntry->reviewPendingPrefix6s()");
+    return;
+  }
+  KOR_TRACE(8, "handleAdjReviewCompletion adj " << adjEntry->adjIndex());
+  if (l2AdjHelper_ && adjEntry->l2Adj()) l2AdjHelper_->doHandleAdjReviewCompletion(adjEntry->l2Adj(), *adjEntry);
+}
+
+void AdjSm::schedulePrefixWalk(Vix::Ptr<AdjEntry> const& adjEntry) {
+  if (adjEntry->ipVersion() == Nollo::Ip6Hdr::ipVersion6())
+    vrfL3Status_->adjEntryIp6PrefixWalkListIs(adjEntry->fecId(), true);
+  else vrfL3Status_->adjEntryPrefixWalkListIs(adjEntry->fecId(), true);
+}
+
+void AdjSm::addReviewPendingPrefix(Nollo::IpPrefix const& prefix, Vix::Ptr<AdjEntry> const& adjEntry) {
+  KOR_TRACE(8, "addReviewPendingPrefix vrf: " << vrfName_ << ", adj: " << adjEntry->adjIndex() << ", prefix: "
+                                              << prefix.str());
+  adjEntry->reviewPendingPrefixIs(prefix);
+}
+
+void AdjSm::addReviewPendingPrefix6(Nollo::Ip6Prefix const& prefix, Vix::Ptr<AdjEntry> const& adjEntry) {
+  KOR_TRACE(8, "addReviewPendingPrefix6 vrf: " << vrfName_ << ", adj: " << adjEntry->adjIndex() << ", prefix: "
+                                               << prefix.str());
+  adjEntry->reviewPendingPrefixIs(prefix);
+}
+
+void AdjSm::removeReviewPendingPrefix(Nollo::IpPrefix const& prefix, Vix::Ptr<AdjEntry> const& adjEntry) {
+  KOR_TRACE(8, "removeReviewPendingPrefix vrf: " << vrfName_ << ", adj: " << adjEntry->adjIndex() << ", prefix: "
+                                                 << prefix.str());
+  if (adjEntry->reviewPendingPrefixDel(prefix) && !adjEntry->reviewPendingPrefixs() &&
+      !adjEntry->reviewPendingPrefix6s())
+    handleAdjReviewCompletion(adjEntry);
+}
+
+void AdjSm::removeReviewPendingPrefix6(Nollo::Ip6Prefix const& prefix, Vix::Ptr<AdjEntry> const& adjEntry) {
+  KOR_TRACE(8, "removeReviewPendingPrefix6 vrf: " << vrfName_ << ", adj: " << adjEntry->adjIndex() << ", prefix: "
+                                                  << prefix.str());
+  if (adjEntry->reviewPendingPrefixDel(prefix) && !adjEntry->reviewPendingPrefixs() &&
+      !adjEntry->reviewPendingPrefix6s())
+    handleAdjReviewCompletion(adjEntry);
+}
+
+uint64_t AdjSm::getL2AdjIndex(FecId const& fecId, FecId const& oldFecId, uint8_t ipVersion, uint64_t syncNextHopId) {
+  KOR_TRACE(8, "getL2AdjIndex vrf: " << vrfName_ << ", fecId: " << fecId << ", oldFecId: " << oldFecId
+                                     << ", ipv: " << int(ipVersion) << ", syncNextHopId: " << syncNextHopId);
+  if (!fecId.isValid() || fecId.value() == 0) return 0;
+  bool v6 = ipVersion == Nollo::Ip6Hdr::ipVersion6();
+  auto entry = adjEntry(fecId.value());
+  if (!entry) {
+    KOR_TRACE(8, "AdjEntry not found");
+    if (v6) reviewAdj6(fecId, fecId.value(), AdjUpdateType::regularAdjUpdate);
+    else reviewAdj(fecId, fecId.value(), AdjUpdateType::regularAdjUpdate);
+    entry = adjEntry(fecId.value());
+    // Every drop FEC of a version resolves to its one drop adjacency.
+    if (!entry && dropAdjIndex(ipVersion)) {
+      bool isDrop = v6 ? forwarding6Status_ && forwarding6Status_->fec(fecId) &&
+                             forwarding6Status_->fec(fecId)->type() == FecType::drop
+                       : forwardingStatus_ && forwardingStatus_->fec(fecId) &&
+                             forwardingStatus_->fec(fecId)->type() == FecType::drop;
+      if (isDrop) entry = adjEntry(dropAdjIndex(ipVersion));
+    }
+  }
+  if (entry && entry->l2Adj()) {
+    KOR_TRACE(8, "Found adj in shared memory!");
+    uint64_t index = entry->l2Adj()->index();
+    if (!index) korAssert("l2Adj->key().index()");
+    return index;
+  }
+  KOR_TRACE(8, "L2 adjIndex not found");
+  return 0;
+}
+
+void AdjSm::addPrefixToAdjEntry(uint64_t adjIndex, Nollo::IpPrefix const& prefix) {
+  KOR_TRACE(8, "addPrefixToAdjEntry vrf: " << vrfName_ << ", adj: " << adjIndex << ", prefix: " << prefix.str());
+  auto entry = adjEntry(adjIndex);
+  if (!entry) {
+    korAssert("adjEntry");
+    return;
+  }
+  entry->prefixIs(prefix);
+}
+
+void AdjSm::addPrefixToAdjEntry(uint64_t adjIndex, Nollo::Ip6Prefix const& prefix) {
+  KOR_TRACE(8, "addPrefixToAdjEntry vrf: " << vrfName_ << ", adj: " << adjIndex << ", prefix: " << prefix.str());
+  auto entry = adjEntry(adjIndex);
+  if (!entry) {
+    korAssert("adjEntry");
+    return;
+  }
+  entry->prefixIs(prefix);
+}
+
+namespace {
+
+template <class AF>
+bool fecGone(Vix::Ptr<Quill::Fib::ForwardingStatusT<AF> const> const& t, Quill::Fib::FecId f) {
+  return !t || !t->fecHas(f);
+}
+
+}  // namespace
+
+// The last user of an adjacency whose FEC is gone queues it: the next pass
+// deletes it (deleteUnusedKorAdjs).
+void AdjSm::deletePrefixFromAdjEntry(uint64_t adjIndex, Nollo::IpPrefix const& prefix) {
+  KOR_TRACE(8, "deletePrefixFromAdjEntry vrf: " << vrfName_ << ", adj: " << adjIndex << ", prefix: " << prefix.str());
+  auto entry = adjEntry(adjIndex);
+  if (!entry || !entry->prefixDel(prefix)) return;
+  if (entry->unused() && fecGone(forwardingStatus_, entry->fecId())) {
+    enqueue(adjForReview_, entry->fecId(), AdjForReviewInfo(entry->ipVersion(), AdjUpdateType::regularAdjUpdate));
+    maybeScheduleAdjReview();
+  }
+}
+
+void AdjSm::deletePrefixFromAdjEntry(uint64_t adjIndex, Nollo::Ip6Prefix const& prefix) {
+  KOR_TRACE(8, "deletePrefixFromAdjEntry vrf: " << vrfName_ << ", adj: " << adjIndex << ", prefix: " << prefix.str());
+  auto entry = adjEntry(adjIndex);
+  if (!entry || !entry->prefixDel(prefix)) return;
+  if (entry->unused() && fecGone(forwarding6Status_, entry->fecId())) {
+    enqueue(adjForReview_, entry->fecId(), AdjForReviewInfo(entry->ipVersion(), AdjUpdateType::regularAdjUpdate));
+    maybeScheduleAdjReview();
+  }
+}
+
+// This VRF has no resilient-ECMP machine yet: the prefix simply leaves the
+// old adjacency; adding it to the new one is the caller's business.
+void AdjSm::updatePrefixAdjEntry(Nollo::IpPrefix const& prefix, uint64_t oldAdjIndex, uint64_t newAdjIndex) {
+  KOR_TRACE(8, "updatePrefixAdjEntry vrf: " << vrfName_ << ", prefix: " << prefix.str() << ", old: " << oldAdjIndex
+                                            << ", new: " << newAdjIndex);
+  deletePrefixFromAdjEntry(oldAdjIndex, prefix);
+}
+
+void AdjSm::updatePrefixAdjEntry(Nollo::Ip6Prefix const& prefix, uint64_t oldAdjIndex, uint64_t newAdjIndex) {
+  KOR_TRACE(8, "updatePrefixAdjEntry vrf: " << vrfName_ << ", prefix: " << prefix.str() << ", old: " << oldAdjIndex
+                                            << ", new: " << newAdjIndex);
+  deletePrefixFromAdjEntry(oldAdjIndex, prefix);
+}
+
+template <class AF>
+Vix::Ptr<AdjEntry> AdjSm::doCreateAdjEntryForAttachedRoute(uint64_t adjIndex, Nollo::IntfId intf) {
+  KOR_TRACE(5, "Attached adj " << adjIndex << ", intf: " << intf.str());
+  if (!adjIndex) {
+    korAssert("adjIndex");
+    return nullptr;
+  }
+  FecId fecId(adjIndex);
+  auto entry = adjEntry(adjIndex);
+  if (!entry) {
+    KOR_TRACE(5, "Create adj entry: " << adjIndex);
+    entry = Vix::makePtr<AdjEntry>(fecId);
+    entry->vrfIdIs(vrfId_);
+    vrfL3Status_->adjEntryListIs(fecId, entry);
+  }
+  entry->routeTypeIs(RouteType::attachedRoute);
+  auto adjVia = Vix::makePtr<AdjViaT<AF>>();
+  adjVia->viaAdd(ViaT<AF>(typename AF::Addr{}, intf));
+  deleteNextHopMappings(entry);
+  addAdjViaToAdjEntry<AF>(entry, adjVia);
+  createOrUpdateL2Adj(entry, AdjUpdateType::regularAdjUpdate);
+  vrfL3Status_->adjEntryReviewCntIs(fecId, vrfL3Status_->adjEntryReviewCnt(fecId) + 1);
+  return entry;
+}
+
+template Vix::Ptr<AdjEntry> AdjSm::doCreateAdjEntryForAttachedRoute<Nollo::Ipv4>(uint64_t, Nollo::IntfId);
+template Vix::Ptr<AdjEntry> AdjSm::doCreateAdjEntryForAttachedRoute<Nollo::Ipv6>(uint64_t, Nollo::IntfId);
+
+// --- Inputs ---
+
+void AdjSm::handleRoutingEnabled() {
+  routingEnabled_ = vrfL3Status_->routingEnabled();
+  KOR_TRACE(5, "handleRoutingEnabled vrf: " << vrfName_ << ", enabled: " << routingEnabled_);
+  if (routingEnabled_) reviewParked_ = false;
+  maybeScheduleAdjReview();
+}
+
+void AdjSm::handleRouting6Enabled() {
+  routing6Enabled_ = vrfL3Status_->routing6Enabled();
+  KOR_TRACE(5, "handleRouting6Enabled vrf: " << vrfName_ << ", enabled: " << routing6Enabled_);
+  if (routing6Enabled_) reviewParked_ = false;
+  maybeScheduleAdjReview();
+}
+
+// Leaving resource full retries the waiting adjacencies at once, not after
+// unprogrammedAdjReviewInterval.
+void AdjSm::handleAdjResourceFull() {
+  if (l3Status_->adjResourceFull()) return;
+  KOR_TRACE(3, "Recovered from adj resource full condition");
+  maybeScheduleAdjReview();
+  if (routingSyncInitialized_ && !unprogrammedAdjList_.empty()) clock_.timeMinEarlierIs(clock_.now());
+}
+
+void AdjSm::handleIntfVlanId(Nollo::IntfId const& intfId) {
+  for (auto const& kv : vlanIdToL3IntfId_) {
+    if (kv.second == intfId) {
+      vlanIdToL3IntfId_.erase(kv.first);
+      break;
+    }
+  }
+  uint16_t vlan = intfVlanIdTable_ ? intfVlanIdTable_->vlanId(intfId) : 0;
+  KOR_TRACE(8, "handleIntfVlanId intf: " << intfId.str() << ", vlan: " << vlan);
+  if (vlan) vlanIdToL3IntfId_.insert_or_assign(vlan, intfId);
+}
+
+void AdjSm::handleVerify() {
+  std::string faults;
+  if (size_t n = adjsForReview()) faults += "Adjacencies (" + std::to_string(n) + ") sitting in review queue; ";
+  if (l2AdjHelper_) {
+    for (auto const& [fecId, entry] : sortedAdjEntries())
+      if (!entry->l2Adj() && !creationDeferredAdj_.count(fecId.value()))
+        faults += "adj " + fecId.str() + " has no L2 adjacency; ";
+  }
+  if (faults.empty()) KOR_VERIFY_REPORT(KorTypes::verifySuccess, "vrf " + vrfName_.str() + " adjacencies consistent");
+  else KOR_VERIFY_REPORT(KorTypes::verifyFail, faults);
+}
+
+// --- Dumps ---
+
+std::map<Quill::Fib::FecId, Vix::Ptr<AdjEntry>> AdjSm::sortedAdjEntries() const {
+  std::map<FecId, Vix::Ptr<AdjEntry>> sorted;
+  for (auto const& kv : vrfL3Status_->adjEntryListMap()) sorted.emplace(kv.first, kv.second);
+  return sorted;
+}
+
+void AdjSm::showFibFecs(std::ostream& os, bool ipv6, std::optional<FecId> fecId) const {
+  if (ipv6) showFibFecT<Nollo::Ipv6>(os, fecId);
+  else showFibFecT<Nollo::Ipv4>(os, fecId);
+}
+
+template <class AF>
+void AdjSm::showFibFecT(std::ostream& os, std::optional<FecId> fecId) const {
+  Vix::Ptr<Quill::Fib::ForwardingStatusT<AF> const> table;
+  if constexpr (AF::version == 6) table = forwarding6Status_;
+  else table = forwardingStatus_;
+  os << "               FecId               FecType     L2Adj   Prefixes   Next hop                         Weight   "
+        "Intf\n";
+  if (!table) return;
+  std::map<FecId, Vix::Ptr<Quill::Fib::FecT<AF> const>> fecs;
+  if (fecId) {
+    if (auto f = table->fec(*fecId)) fecs[*fecId] = f;
+  } else {
+    for (auto const& kv : table->fecMap()) fecs[kv.first] = kv.second;
+  }
+  for (auto const& [id, fec] : fecs) {
+    auto entry = adjEntry(id.value());
+    unsigned long long l2 = entry && entry->l2Adj() ? entry->l2Adj()->index() : 0;
+    size_t prefixes = entry ? (AF::version == 6 ? entry->prefix6s() : entry->prefixs()) : 0;
+    std::string head = formatted("%20llu%22s%10llu%11zu", static_cast<unsigned long long>(id.value()),
+                                 Quill::Fib::str(fec->type()).c_str(), l2, prefixes);
+    if (!fec->viaCount()) {
+      os << head << "   -\n";
+      continue;
+    }
+    for (size_t i = 0; i < fec->viaCount(); ++i) {
+      auto const& v = fec->via(i);
+      os << (i ? std::string(head.size(), ' ') : head)
+         << formatted("   %-33s%6u   %s\n", v.nextHop().str().c_str(), v.weight(),
+                      v.intf().isNone() ? "-" : v.intf().str().c_str());
+    }
+  }
+}
+
+void AdjSm::showAdjEntries(std::ostream& os, std::optional<uint64_t> adjIndex) const {
+  if (adjIndex) {
+    if (auto e = adjEntry(*adjIndex)) showKorAdj(os, *e);
+    return;
+  }
+  for (auto const& kv : sortedAdjEntries()) showKorAdj(os, *kv.second);
+}
+
+void AdjSm::showKorAdj(std::ostream& os, AdjEntry const& adjEntry) const {
+  os << formatted("FecId: %lld, type: %s, l2Adj: %lld, prefixes: %d\n", static_cast<long long>(adjEntry.adjIndex()),
+                  toString(adjEntry.routeType()),
+                  static_cast<long long>(adjEntry.l2Adj() ? adjEntry.l2Adj()->index() : 0),
+                  static_cast<int>(adjEntry.prefixs() + adjEntry.prefix6s()));
+  os << "  Via   Next hop                        Weight Vlan   Intf\n";
+  if (adjEntry.adjVia6() && adjEntry.routeType() != RouteType::nexthopGroupRoute)
+    showKorAdjVias<Nollo::Ipv6>(os, adjEntry);
+  else showKorAdjVias<Nollo::Ipv4>(os, adjEntry);
+}
+
+// One line per distinct via, its repetitions as the weight.
+template <class AF>
+void AdjSm::showKorAdjVias(std::ostream& os, AdjEntry const& adjEntry) const {
+  auto const& adjVia = adjEntry.adjViaOf<AF>();
+  if (!adjVia) return;
+  std::vector<ViaT<AF>> distinct;
+  for (auto const& v : adjVia->viaList())
+    if (std::find(distinct.begin(), distinct.end(), v) == distinct.end()) distinct.push_back(v);
+  unsigned n = 0;
+  for (auto const& v : distinct) {
+    std::string vlan = v.vlanId().isNone() ? "-" : std::to_string(v.vlanId().value());
+    os << formatted("%5u   %-32s%6u %-6s %s%s\n", n++, v.nextHop().str().c_str(), adjVia->weight(v), vlan.c_str(),
+                    v.intfId().isNone() ? "-" : v.intfId().str().c_str(), v.isBackupVia() ? " backup" : "");
+  }
+}
+
+void AdjSm::showL2Adjacencies(std::ostream& os, std::optional<uint64_t> l2AdjIndex) const {
+  // Each L2 adjacency used by this VRF's adjacencies, once.
+  std::map<uint64_t, Vix::Ptr<L2Adjacency>> l2Adjs;
+  for (auto const& kv : vrfL3Status_->adjEntryListMap())
+    if (auto const& l2 = kv.second->l2Adj()) l2Adjs[l2->index()] = l2;
+  for (auto const& [index, l2] : l2Adjs) {
+    if (l2AdjIndex && *l2AdjIndex != index) continue;
+    os << formatted("L2Adj: %llu, state: %s, adjs: %zu\n", static_cast<unsigned long long>(index),
+                    toString(l2->state()), l2->adjEntry().size());
+  }
+}
+
+}  // namespace Kor
