@@ -18,11 +18,10 @@
 #include "kor/helpers/VrfHelper.h"
 #include "softchip/ChipTable.h"
 #include "softchip/FaultInjector.h"
+#include "softchip/SoftAdjSmHelper.h"
 #include "vix/Ptr.h"
 
 namespace SoftChip {
-
-class SoftAdjSmHelper;
 
 class SoftChip : public Vix::PtrInterface {
  public:
