@@ -1,0 +1,354 @@
+// The adjacency machine over the software chip on a manual clock: review
+// queues and their order, the pass quantum and its bookmark, the timer that
+// only moves earlier, the routing switch-off hand-off, the ECMP limit, the
+// drop adjacencies, on-the-spot reviews, resource-full recovery and routing
+// switched off.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <sstream>
+#include <vector>
+
+#include "kor/adj/AdjSm.h"
+#include "kor/adj/L2AdjHelper.h"
+#include "kor/adj/L2Adjacency.h"
+#include "kor/common/KorCommonSmData.h"
+#include "softchip/SoftAdjSmHelper.h"
+#include "softchip/SoftChip.h"
+#include "vix/ActivityLoop.h"
+#include "vix/Log.h"
+#include "vix/Trace.h"
+
+namespace {
+
+using namespace Kor;
+using Nollo::IntfId;
+using Nollo::IpAddr4;
+using Nollo::IpAddr6;
+using Quill::Fib::FecId;
+using Quill::Fib::FecType;
+
+FecId fecId(uint64_t i) { return FecId::make(Quill::Fib::nexthopAdj(), i); }
+
+class AdjSmTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    unsetenv("KOR_ADJ_REVIEW_INTERVAL");
+    trace_ = Vix::makePtr<Vix::MemoryTraceSink>();
+    Vix::traceSinkIs(trace_);
+    log_ = Vix::makePtr<Vix::MemoryLogSink>();
+    Vix::logSinkIs(log_);
+    ROUTING_MAX_PATHS_EXCEEDED.reset();
+    IP6ROUTING_MAX_PATHS_EXCEEDED.reset();
+    ts_ = Vix::makePtr<Vix::ManualTimeSource>(0.0);
+    loop_ = Vix::makePtr<Vix::ActivityLoop>(ts_);
+    acsd_ = korCommonSmDataFactory("acsd", loop_);
+    l3Status_ = Vix::makePtr<L3Status>("l3Status");
+    l3Status_->vrfIdPairIs(VrfName("default"), VrfId(0));
+    vrf_ = l3Status_->newVrfL3Status(VrfName("default"));
+    vrf_->routingEnabledIs(true);
+    vrf_->routing6EnabledIs(true);
+    fwd_ = Vix::makePtr<Quill::Fib::ForwardingStatus>("default");
+    fwd6_ = Vix::makePtr<Quill::Fib6::ForwardingStatus>("default");
+    hw_ = Vix::makePtr<Routing::Hardware::Status>("hw");
+    event_ = Vix::makePtr<Routing::AdjReviewEvent>("adjReviewEvent");
+    chip_ = Vix::makePtr<SoftChip::SoftChip>();
+    chip_->softAdjSmHelper().l3StatusIs(l3Status_);
+    helper_ = Vix::makePtr<L2AdjHelper>(acsd_, l3Status_, Vix::makePtr<Routing::Hardware::Config>("hwConfig"),
+                                        Vix::makePtr<Interface::AllIntfStatusDir>("intfs"), chip_->adjSmHelper());
+    helper_->initializedIs(true);
+  }
+  void TearDown() override {
+    sm_ = nullptr;
+    Vix::traceSinkIs(nullptr);
+    Vix::logSinkIs(Vix::makePtr<Vix::StderrLogSink>());
+  }
+
+  void start() {
+    sm_ = Vix::makePtr<AdjSm>(VrfId(0), VrfName("default"), acsd_, nullptr, l3Status_, fwd_, fwd6_, hw_, helper_,
+                              nullptr, event_, nullptr, nullptr, nullptr);
+    sm_->tf().levelsIs("*");
+    sm_->reviewHookIs([this](FecId f) {
+      reviewed_.push_back(f.index());
+      ts_->advance(reviewCost_);
+    });
+    sm_->initializedIs(true);
+  }
+
+  void fec(uint64_t i, int vias = 1, FecType type = FecType::forward) {
+    std::vector<Quill::Fib::Via> v;
+    for (int n = 0; n < vias; ++n) v.emplace_back(IpAddr4(0x0a000001u + n), IntfId::ethernet(1 + n));
+    fwd_->fecIs(Quill::Fib::Fec(fecId(i), type, v));
+  }
+  void fec6(uint64_t i, int vias = 1, FecType type = FecType::forward) {
+    std::vector<Quill::Fib6::Via> v;
+    for (int n = 0; n < vias; ++n) v.emplace_back(IpAddr6("2001:db8::" + std::to_string(n + 1)), IntfId::ethernet(1));
+    fwd6_->fecIs(Quill::Fib6::Fec(fecId(i), type, v));
+  }
+  uint64_t reviewCnt(uint64_t i) const { return vrf_->adjEntryReviewCnt(fecId(i)); }
+  size_t traced(std::string const& text) const { return trace_->count(text); }
+
+  Vix::Ptr<Vix::MemoryTraceSink> trace_;
+  Vix::Ptr<Vix::MemoryLogSink> log_;
+  Vix::Ptr<Vix::ManualTimeSource> ts_;
+  Vix::Ptr<Vix::ActivityLoop> loop_;
+  Vix::Ptr<KorCommonSmData> acsd_;
+  Vix::Ptr<L3Status> l3Status_;
+  Vix::Ptr<VrfL3Status> vrf_;
+  Vix::Ptr<Quill::Fib::ForwardingStatus> fwd_;
+  Vix::Ptr<Quill::Fib6::ForwardingStatus> fwd6_;
+  Vix::Ptr<Routing::Hardware::Status> hw_;
+  Vix::Ptr<Routing::AdjReviewEvent> event_;
+  Vix::Ptr<SoftChip::SoftChip> chip_;
+  Vix::Ptr<L2AdjHelper> helper_;
+  Vix::Ptr<AdjSm> sm_;
+  std::vector<uint64_t> reviewed_;
+  Vix::Seconds reviewCost_ = 0;
+};
+
+TEST_F(AdjSmTest, LinkRequestsKeepOnlyTheLastStateAndLinkDownGoesFirst) {
+  start();
+  fec(1);
+  fec(2);
+  loop_->runUntilIdle();
+  ASSERT_EQ(reviewCnt(1), 1u);
+  reviewed_.clear();
+  trace_->clear();
+
+  // Down then up before the pass: one review, from adjForReview, as a link-up.
+  vrf_->adjEntryReviewListIs(fecId(1), AdjReviewType::adjReviewLinkDown);
+  vrf_->adjEntryReviewListIs(fecId(1), AdjReviewType::adjReviewLinkUp);
+  EXPECT_FALSE(vrf_->adjEntryReviewListHas(fecId(1)));
+  EXPECT_FALSE(sm_->linkDownAdjForReview().contains(fecId(1)));
+  ASSERT_TRUE(sm_->adjForReview().contains(fecId(1)));
+  // Up then down: the link-down queue holds it.
+  vrf_->adjEntryReviewListIs(fecId(2), AdjReviewType::adjReviewLinkUp);
+  vrf_->adjEntryReviewListIs(fecId(2), AdjReviewType::adjReviewLinkDown);
+  EXPECT_FALSE(sm_->adjForReview().contains(fecId(2)));
+  EXPECT_TRUE(sm_->linkDownAdjForReview().contains(fecId(2)));
+
+  loop_->runUntilIdle();
+  EXPECT_EQ(reviewed_, (std::vector<uint64_t>{2, 1}));
+  EXPECT_EQ(reviewCnt(1), 2u);
+  EXPECT_EQ(reviewCnt(2), 2u);
+  EXPECT_EQ(traced("Remove adjForReview after update " + fecId(1).str()), 1u);
+  EXPECT_EQ(traced("Remove linkDownAdjForReview after update " + fecId(1).str()), 0u);
+  EXPECT_EQ(traced("fecId: " + fecId(1).str() + ", updateType: linkUpAdjUpdate"), 1u);
+  EXPECT_EQ(traced("fecId: " + fecId(2).str() + ", updateType: linkDownAdjUpdate"), 1u);
+  EXPECT_EQ(sm_->adjsForReview(), 0u);
+}
+
+TEST_F(AdjSmTest, PassYieldsAtItsQuantumAndResumesAtTheBookmark) {
+  start();
+  sm_->adjReviewQuantaIs(0.05);
+  reviewCost_ = 0.03;  // the second review of a pass runs past the quantum
+  for (uint64_t i = 1; i <= 5; ++i) fec(i);
+  ASSERT_EQ(sm_->adjForReview().size(), 5u);
+
+  loop_->runDue();
+  EXPECT_EQ(reviewed_, (std::vector<uint64_t>{1, 2}));
+  EXPECT_EQ(traced("Time's up, adj review yielding"), 1u);
+  EXPECT_EQ(sm_->adjForReview().size(), 3u);
+  EXPECT_TRUE(sm_->clock().armed());
+
+  // A request arriving between passes does not jump the bookmark.
+  fec(6);
+  loop_->runDue();
+  EXPECT_EQ(reviewed_, (std::vector<uint64_t>{1, 2, 3, 4}));
+  loop_->runUntilIdle();
+  EXPECT_EQ(reviewed_, (std::vector<uint64_t>{1, 2, 3, 4, 5, 6}));
+  for (uint64_t i = 1; i <= 6; ++i) EXPECT_EQ(reviewCnt(i), 1u) << i;
+  EXPECT_FALSE(sm_->clock().armed());
+}
+
+TEST_F(AdjSmTest, TimerIsOnlyMovedEarlier) {
+  setenv("KOR_ADJ_REVIEW_INTERVAL", "2", 1);
+  start();
+  unsetenv("KOR_ADJ_REVIEW_INTERVAL");
+  EXPECT_DOUBLE_EQ(sm_->adjReviewInterval(), 2.0);
+  fec(1);
+  EXPECT_DOUBLE_EQ(sm_->clock().timeMin(), 2.0);
+  sm_->adjReviewIntervalIs(5.0);
+  fec(2);
+  EXPECT_DOUBLE_EQ(sm_->clock().timeMin(), 2.0);
+  EXPECT_GE(traced("Adj review timer already set"), 1u);
+  sm_->adjReviewIntervalIs(0.5);
+  fec(3);
+  EXPECT_DOUBLE_EQ(sm_->clock().timeMin(), 0.5);
+  loop_->runUntilIdle();
+  EXPECT_DOUBLE_EQ(ts_->now(), 0.5);
+  EXPECT_EQ(reviewed_.size(), 3u);
+}
+
+TEST_F(AdjSmTest, EmptyQueuesWhileRoutingGoesOffAskForRouteReviews) {
+  start();
+  loop_->runUntilIdle();
+  trace_->clear();
+  event_->reviewRequestInc();
+  EXPECT_EQ(l3Status_->unicastReviewPending(), 0u);
+  EXPECT_EQ(l3Status_->unicast6ReviewPending(), 0u);
+  EXPECT_EQ(traced("No routes or adjs to be reviewed"), 1u);
+
+  vrf_->waitForRoutingDisabledIs(true);
+  EXPECT_EQ(l3Status_->unicastReviewPending(), 1u);
+  EXPECT_EQ(l3Status_->unicast6ReviewPending(), 0u);
+  vrf_->waitForRouting6DisabledIs(true);
+  EXPECT_EQ(l3Status_->unicastReviewPending(), 2u);
+  EXPECT_EQ(l3Status_->unicast6ReviewPending(), 1u);
+  EXPECT_FALSE(sm_->clock().armed());
+
+  // With work queued the hand-off waits for the pass that drains it.
+  fec(1);
+  EXPECT_EQ(l3Status_->unicastReviewPending(), 2u);
+  EXPECT_TRUE(sm_->clock().armed());
+  loop_->runUntilIdle();
+  EXPECT_EQ(reviewCnt(1), 1u);
+  EXPECT_EQ(l3Status_->unicastReviewPending(), 3u);
+  EXPECT_EQ(l3Status_->unicast6ReviewPending(), 2u);
+  EXPECT_FALSE(sm_->clock().armed());
+}
+
+TEST_F(AdjSmTest, EcmpLimitCutsIpv4AndRefusesIpv6) {
+  hw_->maxEcmpIs(2);
+  start();
+  fec(5, 3);
+  fec6(7, 3);
+  fec(8, 2);
+  loop_->runUntilIdle();
+
+  ASSERT_EQ(log_->records().size(), 2u);
+  EXPECT_EQ(log_->records()[0].name, "ROUTING_MAX_PATHS_EXCEEDED");
+  EXPECT_EQ(log_->records()[0].severity, 3);
+  uint32_t adj5 = static_cast<uint32_t>(fecId(5).value());
+  EXPECT_EQ(log_->records()[0].text,
+            "Number of paths (3) for adj " + std::to_string(int(adj5)) + " higher than max supported value (2)");
+  EXPECT_EQ(log_->records()[1].name, "IP6ROUTING_MAX_PATHS_EXCEEDED");
+  EXPECT_NE(std::string(ROUTING_MAX_PATHS_EXCEEDED.explanation()).find("programmed to to use only"),
+            std::string::npos);
+  EXPECT_NE(std::string(IP6ROUTING_MAX_PATHS_EXCEEDED.explanation()).find("The route cannot be allocated."),
+            std::string::npos);
+
+  auto e5 = sm_->adjEntry(fecId(5).value());
+  ASSERT_TRUE(e5 && e5->adjVia());
+  ASSERT_EQ(e5->adjVia()->vias(), 2u);
+  EXPECT_EQ(e5->adjVia()->viaList()[1].nextHop(), IpAddr4("10.0.0.2"));
+  EXPECT_NE(sm_->getL2AdjIndex(fecId(5), FecId(), 4), 0u);
+  EXPECT_FALSE(sm_->adjEntry(fecId(7).value()));
+  EXPECT_EQ(sm_->getL2AdjIndex(fecId(7), FecId(), 6), 0u);
+  EXPECT_EQ(log_->records().size(), 3u);  // the on-the-spot review refused it again
+  EXPECT_TRUE(sm_->adjEntry(fecId(8).value()));
+}
+
+TEST_F(AdjSmTest, DropAdjacenciesSurviveEveryRoute) {
+  start();
+  fec(1, 0, FecType::drop);
+  fec6(2, 0, FecType::drop);
+  fec(3);
+  loop_->runUntilIdle();
+  ASSERT_EQ(sm_->dropAdjIndex(4), fecId(1).value());
+  ASSERT_EQ(sm_->dropAdjIndex(6), fecId(2).value());
+  uint64_t l2Drop = sm_->getL2AdjIndex(fecId(1), FecId(), 4);
+  EXPECT_NE(l2Drop, 0u);
+  // Another drop FEC of the same version resolves to the one drop adjacency.
+  fec(9, 0, FecType::drop);
+  EXPECT_EQ(sm_->getL2AdjIndex(fecId(9), FecId(), 4), l2Drop);
+
+  auto p = *Nollo::IpPrefix::parse("10.1.0.0/16");
+  auto p6 = *Nollo::Ip6Prefix::parse("2001:db8:1::/48");
+  sm_->addPrefixToAdjEntry(fecId(1).value(), p);
+  sm_->addPrefixToAdjEntry(fecId(2).value(), p6);
+  sm_->addPrefixToAdjEntry(fecId(3).value(), p);
+  for (uint64_t i : {1, 2, 3, 9}) (i == 2 ? fwd6_->fecDel(fecId(i)) : fwd_->fecDel(fecId(i)));
+  loop_->runUntilIdle();
+  EXPECT_TRUE(sm_->adjEntry(fecId(3).value()));  // still used by its prefix
+  sm_->deletePrefixFromAdjEntry(fecId(1).value(), p);
+  sm_->deletePrefixFromAdjEntry(fecId(2).value(), p6);
+  sm_->deletePrefixFromAdjEntry(fecId(3).value(), p);
+  loop_->runUntilIdle();
+
+  EXPECT_FALSE(sm_->adjEntry(fecId(3).value()));
+  auto drop = sm_->adjEntry(fecId(1).value());
+  auto drop6 = sm_->adjEntry(fecId(2).value());
+  ASSERT_TRUE(drop && drop6);
+  ASSERT_TRUE(drop->l2Adj());
+  EXPECT_EQ(drop->l2Adj()->index(), l2Drop);
+  EXPECT_TRUE(drop6->l2Adj());
+  EXPECT_GE(traced("Not deleting v4 drop adjacency"), 1u);
+  EXPECT_GE(traced("Not deleting v6 drop adjacency"), 1u);
+}
+
+TEST_F(AdjSmTest, GetL2AdjIndexReviewsOnTheSpot) {
+  start();
+  fec(4);
+  ASSERT_TRUE(sm_->clock().armed());
+  EXPECT_FALSE(sm_->adjEntry(fecId(4).value()));
+  uint64_t l2 = sm_->getL2AdjIndex(fecId(4), FecId(), 4);
+  EXPECT_NE(l2, 0u);
+  EXPECT_EQ(reviewCnt(4), 1u);
+  EXPECT_FALSE(sm_->adjForReview().contains(fecId(4)));
+  EXPECT_EQ(sm_->getL2AdjIndex(fecId(4), FecId(), 4), l2);
+  EXPECT_EQ(reviewCnt(4), 1u);  // found, not reviewed again
+  EXPECT_EQ(sm_->getL2AdjIndex(fecId(77), FecId(), 4), 0u);
+  EXPECT_EQ(traced("L2 adjIndex not found"), 1u);
+}
+
+TEST_F(AdjSmTest, ResourceFullAdjacencyIsInstalledWhenItClears) {
+  start();
+  l3Status_->adjResourceFullIs(true);
+  fec(1);
+  loop_->runFor(1.0);
+  auto e = sm_->adjEntry(fecId(1).value());
+  ASSERT_TRUE(e && e->l2Adj());
+  EXPECT_EQ(e->l2Adj()->state(), L2AdjState::installFailed);
+  EXPECT_TRUE(sm_->unprogrammedAdjList().contains(fecId(1)));
+  // Retried by the slower unprogrammed passes, never faster.
+  EXPECT_DOUBLE_EQ(sm_->clock().timeMin() - ts_->now(), sm_->unprogrammedAdjReviewInterval());
+
+  Vix::Seconds before = ts_->now();
+  l3Status_->adjResourceFullIs(false);
+  EXPECT_DOUBLE_EQ(sm_->clock().timeMin(), before);
+  loop_->runUntilIdle();
+  EXPECT_DOUBLE_EQ(ts_->now(), before);
+  EXPECT_EQ(e->l2Adj()->state(), L2AdjState::installed);
+  EXPECT_TRUE(sm_->unprogrammedAdjList().empty());
+  EXPECT_EQ(l3Status_->adjUpdateList(e), 1u);
+  EXPECT_TRUE(vrf_->adjEntryPrefixWalkList(fecId(1)));
+}
+
+TEST_F(AdjSmTest, RoutingOffParksEntriesUntilItComesBack) {
+  vrf_->routing6EnabledIs(false);
+  start();
+  fec6(1);
+  fec(2);
+  EXPECT_TRUE(loop_->runUntilIdle(10.0));
+  EXPECT_EQ(reviewed_, (std::vector<uint64_t>{2}));
+  EXPECT_TRUE(sm_->adjForReview().contains(fecId(1)));
+  EXPECT_FALSE(sm_->clock().armed());
+  vrf_->routing6EnabledIs(true);
+  loop_->runUntilIdle();
+  EXPECT_EQ(reviewed_, (std::vector<uint64_t>{2, 1}));
+  EXPECT_EQ(sm_->adjEntry(fecId(1).value())->ipVersion(), 6);
+}
+
+TEST_F(AdjSmTest, DumpsShowFecsAndAdjacencies) {
+  start();
+  fec(1, 2);
+  loop_->runUntilIdle();
+  sm_->addPrefixToAdjEntry(fecId(1).value(), *Nollo::IpPrefix::parse("10.1.0.0/16"));
+  std::ostringstream ff, aa;
+  sm_->showFibFecs(ff, false, std::nullopt);
+  sm_->showAdjEntries(aa, fecId(1).value());
+  uint64_t l2 = sm_->adjEntry(fecId(1).value())->l2Adj()->index();
+  EXPECT_NE(ff.str().find(std::to_string(fecId(1).value()) + "               forward" +
+                          std::string(10 - std::to_string(l2).size(), ' ') + std::to_string(l2) + "          1   10.0.0.1"),
+            std::string::npos)
+      << ff.str();
+  EXPECT_EQ(aa.str(), "FecId: " + std::to_string(fecId(1).value()) + ", type: forwardRoute, l2Adj: " +
+                          std::to_string(l2) +
+                          ", prefixes: 1\n"
+                          "  Via   Next hop                        Weight Vlan   Intf\n"
+                          "    0   10.0.0.1                             1 -      Ethernet1\n"
+                          "    1   10.0.0.2                             1 -      Ethernet2\n");
+}
+
+}  // namespace
