@@ -8,6 +8,7 @@
 #include "kor/adj/ArpSm.h"
 #include "kor/adj/Ip6NeighSm.h"
 #include "kor/common/KorCommonSmData.h"
+#include "tests/l3/VrfRootFixture.h"
 #include "vix/ActivityLoop.h"
 #include "vix/RangeError.h"
 #include "vix/Trace.h"
@@ -306,6 +307,28 @@ TEST(Ip6NeighSmTest, UnusedPingNeighbourWaitsForAnAdjacency) {
   arp = nullptr;
   EXPECT_EQ(status->nextHop6ListSize() + status->nextHopListSize(), 0u);
   acsd->doCleanup();
+}
+
+// The VRF root's feed from the shared tables ends in the VRF's next-hop
+// lists, and leaves them when the table or the ARP VRF id withdraws it.
+class NeighVrfRootTest : public KorTest::VrfRootFixture {};
+
+TEST_F(NeighVrfRootTest, ArpTableReachesTheVrfsNextHopList) {
+  Quill::Arp::ArpKey k(7, Nollo::IpAddr4("10.0.0.1"), IntfId::vlan(10));
+  Quill::Arp::NeighKey n(7, Nollo::IpAddr6("2001:db8::1"), IntfId::vlan(10));
+  arpTable_->arpEntryIs(k, ArpEntry(mac(1), ArpState::reachable));
+  neighTable_->arpEntryIs(n, ArpEntry(mac(2), ArpState::reachable));
+  arpVrfIdMap_->vrfNameIs(7, "blue");
+  announce("blue");
+  start();
+  auto status = l3Status_->vrfL3Status(Kor::VrfName("blue"));
+  ASSERT_TRUE(status->nextHopListHas(k.addr()));
+  EXPECT_EQ(status->nextHopList(k.addr())->nextHopInfo(VlanId(10)).nextHopType(), NextHopType::vlanFloodset);
+  EXPECT_TRUE(status->nextHop6ListHas(n.addr()));
+  arpTable_->arpEntryDel(k);
+  EXPECT_FALSE(status->nextHopListHas(k.addr()));
+  arpVrfIdMap_->vrfNameDel(7);
+  EXPECT_FALSE(status->nextHop6ListHas(n.addr()));
 }
 
 }  // namespace
