@@ -58,7 +58,7 @@ class NeighSmT<AF>::VixArpTable : public ArpTable::Notifiee {
  public:
   VixArpTable(Vix::Ptr<ArpTable const> const& t, NeighSmT* sm) : ArpTable::Notifiee(t), sm_(sm) {}
   void handleReady() override {
-    if (sm_->initialized() && this->notifier()->ready()) sm_->replay(std::nullopt, std::nullopt);
+    if (sm_->initialized() && this->notifier()->ready()) sm_->replay(std::nullopt);
   }
 
  private:
@@ -113,6 +113,8 @@ void NeighSmT<AF>::arpQuillVrfIdIs(uint32_t id) {
   KOR_TRACE(5, "arpQuillVrfIdIs " << id << ", vrf: " << vrfName_);
   doCleanup();
   arpEntry_.clear();
+  arpEntryPerIntf_.clear();
+  skippedPing_.clear();
   arpQuillVrfId_ = id;
 }
 
@@ -122,13 +124,15 @@ void NeighSmT<AF>::arpEntryIs(Key const& k, Quill::Arp::ArpEntry const& e) {
     korAssert("entry.vrfId() == arpQuillVrfId()");
     return;
   }
-  arpEntry_.insert_or_assign(k, e);
+  if (arpEntry_.insert_or_assign(k, e).second) ++arpEntryPerIntf_[k.intf()];
   addArpEntry(k, e);
 }
 
 template <class AF>
 void NeighSmT<AF>::arpEntryDel(Key const& k) {
   if (!arpEntry_.erase(k)) return;
+  if (--arpEntryPerIntf_[k.intf()] == 0) arpEntryPerIntf_.erase(k.intf());
+  unskip(k);
   deleteArpEntry(k);
 }
 
@@ -167,13 +171,16 @@ void NeighSmT<AF>::addArpEntry(Key const& k, Quill::Arp::ArpEntry const& e) {
   // An entry without a usable MAC (incomplete, failed) resolves nothing:
   // whatever it resolved before is withdrawn.
   if (!e.resolved()) {
+    unskip(k);
     deleteArpEntry(k);
     return;
   }
   if (skipUnused(k, e)) {
     KOR_TRACE(5, "Skip pingneighbor update - not being used" << ", entry: " << k);
+    skippedPing_[k.addr()].insert(k.intf());
     return;
   }
+  unskip(k);
   auto sm = arpIntfSm(k.intf());
   if (!sm) {
     auto vlan = intfVlanId(k.intf());
@@ -238,7 +245,7 @@ void NeighSmT<AF>::handleIntfVlanId(Nollo::IntfId const& intf, std::optional<Vla
     sm->vlanIdIs(*newVlan);
     return;
   }
-  replay(intf, std::nullopt);
+  replay(intf);
 }
 
 template <class AF>
@@ -255,9 +262,9 @@ template <class AF>
 void NeighSmT<AF>::handleVlanRoutingEnabled(VlanId vlan) {
   KOR_TRACE(5, "handleVlanRoutingEnabled, vlan: " << vlan);
   std::set<Nollo::IntfId> intfs;
-  for (auto const& [k, e] : arpEntry_)
-    if (intfVlanId(k.intf()) == vlan) intfs.insert(k.intf());
-  for (auto const& intf : intfs) replay(intf, std::nullopt);
+  for (auto const& [intf, n] : arpEntryPerIntf_)
+    if (intfVlanId(intf) == vlan) intfs.insert(intf);
+  for (auto const& intf : intfs) replay(intf);
 }
 
 template <class AF>
@@ -280,22 +287,39 @@ void NeighSmT<AF>::handleLagMembership(Nollo::IntfId const& port) {
 
 template <class AF>
 void NeighSmT<AF>::handleNextHopUse(Addr const& addr) {
-  // Entries of addr that vanished from the table meanwhile go; the others
-  // are offered again (a skipped ping neighbour is programmed once used).
+  // Entries of addr that vanished from the table meanwhile go; skipped ping
+  // neighbours of addr are offered again (programmed now if used).
   for (auto const& [intf, sm] : arpIntfSm_) {
     if (!sm->ipAddrCacheHas(addr) || arpEntryHas(Key(arpQuillVrfId_, addr, intf))) continue;
     KOR_TRACE(5, "Deleting the neighbor entry as it no longer exists" << ", addr: " << addr << ", intf: " << intf);
     sm->doDeleteArpEntry(addr);
   }
-  replay(std::nullopt, addr);
+  auto it = skippedPing_.find(addr);
+  if (it == skippedPing_.end()) return;
+  std::set<Nollo::IntfId> intfs = std::move(it->second);
+  skippedPing_.erase(it);
+  for (auto const& intf : intfs) {
+    Key k(arpQuillVrfId_, addr, intf);
+    if (auto e = arpEntry_.find(k); e != arpEntry_.end()) addArpEntry(k, e->second);
+  }
 }
 
 template <class AF>
-void NeighSmT<AF>::replay(std::optional<Nollo::IntfId> intf, std::optional<Addr> addr) {
+void NeighSmT<AF>::unskip(Key const& k) {
+  if constexpr (!isV4) {
+    auto it = skippedPing_.find(k.addr());
+    if (it == skippedPing_.end()) return;
+    it->second.erase(k.intf());
+    if (it->second.empty()) skippedPing_.erase(it);
+  }
+}
+
+template <class AF>
+void NeighSmT<AF>::replay(std::optional<Nollo::IntfId> intf) {
+  if (intf && !arpEntryPerIntf_.contains(*intf)) return;
   std::vector<std::pair<Key, Quill::Arp::ArpEntry>> todo;
   for (auto const& [k, e] : arpEntry_) {
     if (intf && k.intf() != *intf) continue;
-    if (addr && k.addr() != *addr) continue;
     todo.emplace_back(k, e);
   }
   // Key order, so that a replay does the same work in the same order every time.
@@ -309,7 +333,7 @@ void NeighSmT<AF>::handleInitialized() {
   if (!vrfL3Status_) korAssert("vrfL3Status()");
   if (!arpEntryTable_) arpEntryTable_ = Vix::makePtr<EntryTable>();
   // Entries given before now were kept but not processed.
-  replay(std::nullopt, std::nullopt);
+  replay(std::nullopt);
 }
 
 template <class AF>

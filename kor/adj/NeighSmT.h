@@ -20,6 +20,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <set>
 #include <type_traits>
 #include <vector>
 
@@ -127,7 +128,9 @@ class NeighSmT : public KorBaseSm {
   class VixArpTable;
   class VixVrfL3Status;
 
-  void replay(std::optional<Nollo::IntfId> intf, std::optional<Addr> addr);
+  // Processes the input entries again (all, or those of one interface).
+  void replay(std::optional<Nollo::IntfId> intf);
+  void unskip(Key const& k);
 
   VrfName vrfName_;
   Vix::Ptr<VrfL3Status> vrfL3Status_;
@@ -137,6 +140,11 @@ class NeighSmT : public KorBaseSm {
   Vix::Ptr<ArpTable const> arpTable_;
   uint32_t arpQuillVrfId_ = noArpQuillVrfId;
   Vix::HashMap<Key, Quill::Arp::ArpEntry> arpEntry_;
+  // Input entries per interface: a VLAN change of an interface without any
+  // costs no walk of the input view.
+  Vix::HashMap<Nollo::IntfId, uint32_t> arpEntryPerIntf_;
+  // IPv6 ping neighbours skipped while unused, per address.
+  std::map<Addr, std::set<Nollo::IntfId>> skippedPing_;
   Vix::Ptr<EntryTable> arpEntryTable_;
   std::map<Nollo::IntfId, Vix::Ptr<IntfSm>> arpIntfSm_;
   std::vector<std::unique_ptr<Vix::NotifieeBase>> vixReactors_;

@@ -297,6 +297,12 @@ TEST(Ip6NeighSmTest, UnusedPingNeighbourWaitsForAnAdjacency) {
   EXPECT_TRUE(status->nextHop6ListHas(b));
   status->nextHopToAdj6EntryIs(a, Vix::makePtr<Kor::AdjEntrySet>());
   EXPECT_TRUE(status->nextHop6ListHas(a));
+  // Skipped, then gone from the table: a later user finds nothing to program.
+  Nollo::IpAddr6 c("2001:db8::3");
+  sm->arpEntryIs({1, c, IntfId::vlan(10)}, ArpEntry(mac(3), ArpState::stale));
+  sm->arpEntryDel({1, c, IntfId::vlan(10)});
+  status->nextHopToAdj6EntryIs(c, Vix::makePtr<Kor::AdjEntrySet>());
+  EXPECT_FALSE(status->nextHop6ListHas(c));
   // IPv4 has no such filter.
   auto arp = Vix::makePtr<Kor::ArpSm>(acsd, Kor::VrfName("red"), status);
   arp->arpQuillVrfIdIs(1);
