@@ -2,17 +2,23 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
+#include <iostream>
 #include <iomanip>
 #include <sstream>
 #include <stdexcept>
 
 #include "agent/AgentInputs.h"
 #include "agent/ScenarioRunner.h"
+#include "kor/adj/AdjEntry.h"
+#include "kor/adj/L2AdjHelper.h"
 #include "kor/common/KorCommonSmData.h"
 #include "kor/common/TractoLevels.h"
 #include "kor/l3/L3Status.h"
 #include "kor/l3/VrfL3Status.h"
+#include "kor/l3/VrfRoot.h"
 #include "kor/l3/VrfRootSm.h"
+#include "softchip/SoftAdjSmHelper.h"
 
 namespace KorAgent {
 
@@ -46,7 +52,7 @@ Knob const* knobFind(std::string const& name) {
   return nullptr;
 }
 
-char const* kShows[] = {"vrfs", "l3", "chip", "inputs"};
+char const* kShows[] = {"vrfs", "l3", "chip", "inputs", "adj", "l2adj"};
 
 // JSON string literal.
 std::string js(std::string const& s) {
@@ -68,6 +74,16 @@ std::string capacityText(size_t c) {
   return c == SoftChip::ChipTableBase::kUnlimited ? std::string("unlimited") : std::to_string(c);
 }
 
+// A FEC id is unique across the VRFs' FEC tables; a route may name it from
+// any VRF.
+bool fecKnown(Ledra::EntityManager* em, std::map<uint64_t, Kor::VrfName> const& fecVrf,
+              Quill::Fib::FecId const& fecId, bool v6) {
+  auto it = fecVrf.find(fecId.index());
+  if (it == fecVrf.end()) return false;
+  if (v6) return em->forwardingStatus<Nollo::Ipv6>(it->second.str())->fecHas(fecId);
+  return em->forwardingStatus<Nollo::Ipv4>(it->second.str())->fecHas(fecId);
+}
+
 bool isCommandCode(std::string const& word) {
   static char const* const codes[] = {"FR4", "FR6", "FF4", "FF6", "AR4", "AR6", "AA3", "AA2", "SR4u", "SR6u"};
   return std::any_of(std::begin(codes), std::end(codes), [&](char const* c) { return word == c; });
@@ -80,7 +96,11 @@ Agent::Agent(Vix::Ptr<Vix::TimeSource> ts)
       chip_(Vix::makePtr<SoftChip::SoftChip>()),
       in_(new AgentInputs()),
       logs_(Vix::makePtr<Vix::MemoryLogSink>()),
-      traces_(Vix::makePtr<TraceTee>()) {
+      traces_(Vix::makePtr<TraceTee>()),
+      exitFn_([](int status) {
+        std::cout.flush();
+        std::exit(status);
+      }) {
   for (auto const& k : kKnobs) in_->knobs_[k.name] = k.value;
   traces_->toStderrIs(traceToStderr);
   Vix::logSinkIs(logs_);
@@ -100,17 +120,44 @@ void Agent::traceToStderrIs(bool on) { traceToStderr = on; }
 // ---------------------------------------------------------------------------
 // The library's objects.
 
+// The end of every VRF's initial sync: L2 adjacencies the chip still holds
+// from an earlier run that no adjacency claimed are deleted then. A VRF's
+// L3 status, once there, gets the VRF's routing flags.
+class Agent::VixL3Status : public Kor::L3Status::Notifiee {
+ public:
+  VixL3Status(Vix::Ptr<Kor::L3Status const> const& s, Agent* agent) : Notifiee(s), agent_(agent) {}
+  void handleInitialized() override {
+    if (notifier()->initialized() && agent_->l2AdjHelper_) agent_->l2AdjHelper_->handleEndOfSync();
+  }
+  void handleVrfL3Status(Kor::VrfName const& name) override { agent_->doMirrorRouting(name); }
+
+ private:
+  Agent* agent_;
+};
+
+Kor::L3Status const* Agent::l3Status() const { return in_->l3Status_.ptr(); }
+
 void Agent::doCreateLibrary() {
   // The common data comes first: every other factory takes it.
   acsd_ = Kor::korCommonSmDataFactory("kor", loop_);
   acsd_->fbuFastBootIs(in_->fastBoot_);
   if (in_->tracto_) acsd_->tractoLevelsIs(*in_->tracto_);
+  doApplyLags();
+  // One L2 adjacency helper for every VRF, before the VRF root hands it on.
+  chip_->softAdjSmHelper().l3StatusIs(in_->l3Status_);
+  l2AdjHelper_ = Vix::makePtr<Kor::L2AdjHelper>(acsd_, in_->l3Status_, in_->hwConfig_, in_->allIntfStatusDir_,
+                                                chip_->adjSmHelper());
+  l2AdjHelper_->exitFnIs([this](int status) { exitFn_(status); });
+  l3StatusReactor_ = std::make_unique<VixL3Status>(in_->l3Status_, this);
   doCreateVrfRoot();
 }
 
 void Agent::doDestroyLibrary() {
-  // Children before the common data they hold on to.
+  // Children before the common data they hold on to; the adjacency helper
+  // after the VRF machines that call it.
   doDestroyVrfRoot();
+  l3StatusReactor_ = nullptr;
+  l2AdjHelper_ = nullptr;
   if (acsd_) {
     acsd_->doCleanup();
     acsd_ = nullptr;
@@ -124,13 +171,34 @@ void Agent::init() {
 }
 
 void Agent::doStartLibrary() {
-  // The common data runs its own first pass, then tells every root state
+  // The adjacency helper decides the sharing mode and reads what the chip
+  // holds before any adjacency machine asks it for an L2 adjacency. The
+  // common data then runs its own first pass and tells every root state
   // machine, in creation order, to run its first full pass over the inputs.
+  l2AdjHelper_->initializedIs(true);
   acsd_->initializedIs(true);
+}
+
+void Agent::doDropRunOutputs() {
+  // What the old run kept in the L3 status about its own objects (adjacency
+  // records, L2 adjacencies and the sharing index) goes with it; the new run
+  // rebuilds them from the FEC tables and claims the chip's L2 adjacencies
+  // back. VRF ids, next-hop lists and the rest stay, as in the state database.
+  auto& l3 = *in_->l3Status_;
+  l3.initializedIs(false);
+  for (auto const& [name, vs] : l3.vrfL3StatusMap()) {
+    vs->adjEntryReviewListDelAll();
+    vs->adjEntryListDelAll();
+    vs->nextHopToAdjEntryDelAll();
+    vs->nextHopToAdj6EntryDelAll();
+  }
+  l3.nextHopsToL2AdjDelAll();
+  l3.l2AdjListDelAll();
 }
 
 void Agent::restart() {
   doDestroyLibrary();
+  doDropRunOutputs();
   ++restarts_;
   doCreateLibrary();
   // The inputs were all in before: the new objects start as the old ones did.
@@ -184,6 +252,26 @@ void Agent::vrfReplace(Kor::VrfName const& name) {
   in_->vrfInfoDir_->vrfInfoIs(name.str(), info4);
 }
 
+void Agent::routingIs(Kor::VrfName const& name, bool v4, bool v6, bool on) {
+  auto info4 = in_->vrfInfoDir_->vrfInfo(name.str());
+  auto info6 = in_->vrf6InfoDir_->vrfInfo(name.str());
+  if (!info4 || !info6) fail("vrf '" + name.str() + "' is not announced");
+  if (v4) info4->routingEnabledIs(on);
+  if (v6) info6->routingEnabledIs(on);
+  doMirrorRouting(name);
+}
+
+void Agent::doMirrorRouting(Kor::VrfName const& name) {
+  // Stand-in for the routing status machine, which does not follow the
+  // routing information yet: the VRF's L3 status takes the announced flags.
+  auto vs = in_->l3Status_->vrfL3Status(name);
+  auto info4 = in_->vrfInfoDir_->vrfInfo(name.str());
+  auto info6 = in_->vrf6InfoDir_->vrfInfo(name.str());
+  if (!vs || !info4 || !info6) return;
+  vs->routingEnabledIs(info4->routingEnabled());
+  vs->routing6EnabledIs(info6->routingEnabled());
+}
+
 void Agent::maxVrfsIs(uint32_t n) { in_->vrfCapability_->maxVrfsIs(n); }
 
 bool Agent::knobKnown(std::string const& name) { return knobFind(name) != nullptr; }
@@ -217,12 +305,14 @@ void Agent::traceIs(std::string const& field, std::string const& levels) {
 }
 
 void Agent::intfAdd(Nollo::IntfId const& intf, std::optional<Kor::VrfName> const& vrf,
-                    std::optional<Kor::VlanId> const& vlan) {
+                    std::optional<Kor::VlanId> const& vlan, bool routed, bool up) {
   if (intf.isNone()) fail("empty interface name");
   if (in_->intfs_.count(intf)) fail("interface " + intf.str() + " already added");
   if (vrf && !in_->vrfInfoDir_->vrfInfoHas(vrf->str())) fail("vrf '" + vrf->str() + "' is not announced");
+  if (routed && intf.isVlan()) fail("a VLAN interface cannot be a routed port");
   std::string v = vrf ? vrf->str() : std::string();
   in_->intfs_[intf] = v;
+  in_->allIntfStatusDir_->intfStatusIs(intf, Interface::IntfStatus{up, routed});
   if (vlan) in_->intfVlanIdTable_->vlanIdIs(intf, vlan->value());
   if (vrf) {
     in_->ipStatus_->currentVrfIs(intf, v);
@@ -236,7 +326,91 @@ void Agent::intfDel(Nollo::IntfId const& intf) {
   in_->intfVlanIdTable_->vlanIdDel(intf);
   in_->ipStatus_->currentVrfDel(intf);
   in_->ip6Status_->currentVrfDel(intf);
+  in_->allIntfStatusDir_->intfStatusDel(intf);
 }
+
+void Agent::intfLinkIs(Nollo::IntfId const& intf, bool up) {
+  if (!in_->intfs_.count(intf)) fail("interface " + intf.str() + " not added");
+  auto st = in_->allIntfStatusDir_->intfStatus(intf);
+  st.operUp = up;
+  in_->allIntfStatusDir_->intfStatusIs(intf, st);
+}
+
+void Agent::intfVlanIs(Nollo::IntfId const& intf, std::optional<Kor::VlanId> const& vlan) {
+  if (!in_->intfs_.count(intf)) fail("interface " + intf.str() + " not added");
+  if (vlan) in_->intfVlanIdTable_->vlanIdIs(intf, vlan->value());
+  else in_->intfVlanIdTable_->vlanIdDel(intf);
+}
+
+void Agent::doApplyLags() {
+  for (auto const& [lag, ports] : in_->lags_) {
+    acsd_->lagToPortIs(lag, ports);
+    for (auto const& p : ports) acsd_->portToLagIs(p, lag);
+  }
+}
+
+void Agent::lagAdd(Nollo::IntfId const& lag, std::vector<Nollo::IntfId> const& ports) {
+  if (!lag.isPortChannel()) fail(lag.str() + " is not a port channel");
+  for (auto const& p : ports) {
+    if (!p.isEthernet()) fail(p.str() + " is not an Ethernet port");
+    for (auto const& [other, members] : in_->lags_)
+      if (members.has(p)) fail(p.str() + " is already a member of " + other.str());
+  }
+  auto& members = in_->lags_[lag];
+  for (auto const& p : ports) members.portAdd(p);
+  acsd_->lagToPortIs(lag, members);
+  for (auto const& p : ports) acsd_->portToLagIs(p, lag);
+}
+
+void Agent::lagDel(Nollo::IntfId const& lag, std::vector<Nollo::IntfId> const& ports) {
+  auto it = in_->lags_.find(lag);
+  if (it == in_->lags_.end()) fail("no port channel " + lag.str());
+  for (auto const& p : ports)
+    if (!it->second.has(p)) fail(p.str() + " is not a member of " + lag.str());
+  for (auto const& p : ports) {
+    it->second.portDel(p);
+    acsd_->portToLagDel(p);
+  }
+  if (it->second.empty()) {
+    in_->lags_.erase(it);
+    acsd_->lagToPortDel(lag);
+  } else {
+    acsd_->lagToPortIs(lag, it->second);
+  }
+}
+
+void Agent::macAdd(Kor::VlanId vlan, Nollo::EthAddr const& mac, Nollo::IntfId const& intf) {
+  if (intf.isNone()) fail("empty interface name");
+  auto fdb = in_->bridgingStatus_->fdbStatus(vlan.value());
+  if (fdb && fdb->learnedHostHas(mac)) fail("MAC " + mac.str() + " already in vlan " + std::to_string(vlan.value()));
+  if (!fdb) fdb = in_->bridgingStatus_->newFdbStatus(vlan.value());
+  fdb->learnedHostIs(mac, Bridging::LearnedHost{intf, Bridging::EntryType::learnedDynamicMac});
+}
+
+void Agent::macMove(Kor::VlanId vlan, Nollo::EthAddr const& mac, Nollo::IntfId const& intf) {
+  if (intf.isNone()) fail("empty interface name");
+  auto fdb = in_->bridgingStatus_->fdbStatus(vlan.value());
+  if (!fdb || !fdb->learnedHostHas(mac)) fail("no MAC " + mac.str() + " in vlan " + std::to_string(vlan.value()));
+  fdb->learnedHostIs(mac, Bridging::LearnedHost{intf, Bridging::EntryType::learnedDynamicMac});
+}
+
+void Agent::macDel(Kor::VlanId vlan, Nollo::EthAddr const& mac) {
+  auto fdb = in_->bridgingStatus_->fdbStatus(vlan.value());
+  if (!fdb || !fdb->learnedHostHas(mac)) fail("no MAC " + mac.str() + " in vlan " + std::to_string(vlan.value()));
+  fdb->learnedHostDel(mac);
+}
+
+void Agent::maxEcmpIs(uint32_t n) { in_->hwStatus_->maxEcmpIs(n); }
+
+void Agent::adjSharingIs(Routing::Hardware::AdjSharing mode) { in_->hwConfig_->adjSharingIs(mode); }
+
+void Agent::envIs(std::string const& name, std::optional<std::string> const& value) {
+  if (name.empty() || name.find('=') != std::string::npos) fail("bad environment variable name '" + name + "'");
+  if (value) ::setenv(name.c_str(), value->c_str(), 1);
+  else ::unsetenv(name.c_str());
+}
+
+void Agent::chipRulesChanged() { chip_->softAdjSmHelper().recheckResourceFull(); }
 
 uint32_t Agent::arpVrfId(Kor::VrfName const& name) {
   auto it = in_->arpVrfIds_.find(name);
@@ -280,43 +454,75 @@ void Agent::arpDel(Kor::VrfName const& vrf, Nollo::IpGenAddr const& ip) {
   if (!found) fail("no ARP entry " + ip.str() + " in vrf '" + vrf.str() + "'");
 }
 
-void Agent::fecAdd(uint64_t id, std::vector<Via> const& vias) {
+void Agent::doCheckVias(uint64_t id, std::vector<Via> const& vias) {
+  if (vias.empty()) fail("FEC " + std::to_string(id) + " has no via");
   bool v6 = vias.at(0).hop.isV6();
   for (auto const& v : vias) {
     if (v.hop.isV6() != v6) fail("FEC " + std::to_string(id) + " mixes IPv4 and IPv6 next hops");
     if (v.intf.isNone()) fail("empty interface name");
-  }
-  auto fecId = Quill::Fib::FecId::make(Quill::Fib::nexthopAdj(), id);
-  if (in_->fecs4_->fecHas(fecId) || in_->fecs6_->fecHas(fecId)) fail("FEC " + std::to_string(id) + " already added");
-  if (v6) {
-    Quill::Fib6::Fec f(fecId, Quill::Fib::FecType::forward);
-    for (auto const& v : vias) f.viaAdd(Quill::Fib::ViaT<Nollo::Ipv6>(v.hop.v6(), v.intf));
-    in_->fecs6_->fecIs(f);
-  } else {
-    Quill::Fib::Fec f(fecId, Quill::Fib::FecType::forward);
-    for (auto const& v : vias) f.viaAdd(Quill::Fib::ViaT<Nollo::Ipv4>(v.hop.v4(), v.intf));
-    in_->fecs4_->fecIs(f);
+    for (uint32_t l : v.labels)
+      if (l > kMaxMplsLabel) fail("bad MPLS label " + std::to_string(l));
   }
 }
 
-void Agent::fecDel(uint64_t id) {
+template <class AF>
+void Agent::doWriteFec(Kor::VrfName const& vrf, uint64_t id, std::vector<Via> const& vias) {
+  Quill::Fib::FecT<AF> f(Quill::Fib::FecId::make(Quill::Fib::nexthopAdj(), id), Quill::Fib::FecType::forward);
+  for (auto const& v : vias) {
+    Quill::Fib::ViaT<AF> via;
+    if constexpr (std::is_same_v<AF, Nollo::Ipv4>) via.nextHopIs(v.hop.v4());
+    else via.nextHopIs(v.hop.v6());
+    via.intfIs(v.intf);
+    via.vlanIs(v.vlan);
+    via.mplsLabelsIs(v.labels);
+    via.backupIs(v.backup);
+    f.viaAdd(via);
+  }
+  in_->entityManager_->forwardingStatus<AF>(vrf.str())->fecIs(f);
+}
+
+void Agent::fecAdd(uint64_t id, std::vector<Via> const& vias, Kor::VrfName const& vrf) {
+  doCheckVias(id, vias);
+  if (!in_->vrfInfoDir_->vrfInfoHas(vrf.str())) fail("vrf '" + vrf.str() + "' is not announced");
+  if (in_->fecVrf_.count(id)) fail("FEC " + std::to_string(id) + " already added");
+  in_->fecVrf_[id] = vrf;
+  if (vias[0].hop.isV6()) doWriteFec<Nollo::Ipv6>(vrf, id, vias);
+  else doWriteFec<Nollo::Ipv4>(vrf, id, vias);
+}
+
+void Agent::fecUpdate(uint64_t id, std::vector<Via> const& vias) {
+  doCheckVias(id, vias);
+  auto it = in_->fecVrf_.find(id);
+  if (it == in_->fecVrf_.end()) fail("no FEC " + std::to_string(id));
   auto fecId = Quill::Fib::FecId::make(Quill::Fib::nexthopAdj(), id);
-  if (in_->fecs4_->fecHas(fecId)) return in_->fecs4_->fecDel(fecId);
-  if (in_->fecs6_->fecHas(fecId)) return in_->fecs6_->fecDel(fecId);
-  fail("no FEC " + std::to_string(id));
+  bool wasV6 = in_->entityManager_->forwardingStatus<Nollo::Ipv6>(it->second.str())->fecHas(fecId);
+  if (wasV6 != vias[0].hop.isV6()) fail("FEC " + std::to_string(id) + " cannot change its address family");
+  if (wasV6) doWriteFec<Nollo::Ipv6>(it->second, id, vias);
+  else doWriteFec<Nollo::Ipv4>(it->second, id, vias);
+}
+
+void Agent::fecDel(uint64_t id) {
+  auto it = in_->fecVrf_.find(id);
+  if (it == in_->fecVrf_.end()) fail("no FEC " + std::to_string(id));
+  auto fecId = Quill::Fib::FecId::make(Quill::Fib::nexthopAdj(), id);
+  auto* em = in_->entityManager_.ptr();
+  em->forwardingStatus<Nollo::Ipv4>(it->second.str())->fecDel(fecId);
+  em->forwardingStatus<Nollo::Ipv6>(it->second.str())->fecDel(fecId);
+  in_->fecVrf_.erase(it);
 }
 
 void Agent::routeAdd(Kor::VrfName const& vrf, Prefix const& prefix, uint64_t fecIndex) {
   if (!in_->vrfInfoDir_->vrfInfoHas(vrf.str())) fail("vrf '" + vrf.str() + "' is not announced");
   auto fecId = Quill::Fib::FecId::make(Quill::Fib::nexthopAdj(), fecIndex);
+  auto* em = in_->entityManager_.ptr();
   if (auto const* p4 = std::get_if<Nollo::IpPrefix>(&prefix)) {
-    if (!in_->fecs4_->fecHas(fecId)) fail("no IPv4 FEC " + std::to_string(fecIndex));
+    if (!fecKnown(em, in_->fecVrf_, fecId, false)) fail("no IPv4 FEC " + std::to_string(fecIndex));
     auto& t = in_->routes4_[vrf];
     if (!t) t = Vix::makePtr<Quill::Fib::RouteStatus>(vrf.str());
     t->routeIs(Quill::Fib::Route(*p4, fecId));
   } else {
     auto const& p6 = std::get<Nollo::Ip6Prefix>(prefix);
-    if (!in_->fecs6_->fecHas(fecId)) fail("no IPv6 FEC " + std::to_string(fecIndex));
+    if (!fecKnown(em, in_->fecVrf_, fecId, true)) fail("no IPv6 FEC " + std::to_string(fecIndex));
     auto& t = in_->routes6_[vrf];
     if (!t) t = Vix::makePtr<Quill::Fib6::RouteStatus>(vrf.str());
     t->routeIs(Quill::Fib6::Route(p6, fecId));
@@ -348,6 +554,8 @@ std::string Agent::show(std::string const& what, bool json) const {
   if (what == "l3") return showL3(json);
   if (what == "chip") return showChip(json);
   if (what == "inputs") return showInputs(json);
+  if (what == "adj") return showAdj(json);
+  if (what == "l2adj") return showL2Adj(json);
   fail("unknown show '" + what + "'");
 }
 
@@ -463,12 +671,15 @@ std::string Agent::showInputs(bool json) const {
   std::ostringstream os;
   std::map<uint32_t, std::string> arpVrfName;
   for (auto const& [n, id] : in_->arpVrfIds_) arpVrfName[id] = n.str();
-  std::vector<std::string> vrfs, intfs, arps, fecs, routes;
+  std::vector<std::string> vrfs, intfs, arps, macs, lags, fecs, routes;
   for (auto const& [name, info] : in_->vrfInfoDir_->vrfInfoMap()) vrfs.push_back(name);
   for (auto const& [intf, vrf] : in_->intfs_) {
     std::string s = intf.str();
     if (!vrf.empty()) s += " vrf " + vrf;
     if (in_->intfVlanIdTable_->vlanIdHas(intf)) s += " vlan " + std::to_string(in_->intfVlanIdTable_->vlanId(intf));
+    auto st = in_->allIntfStatusDir_->intfStatus(intf);
+    if (st.routedPort) s += " routed";
+    if (!st.operUp) s += " down";
     intfs.push_back(s);
   }
   std::map<std::string, std::string> sorted;
@@ -477,9 +688,24 @@ std::string Agent::showInputs(bool json) const {
   for (auto const& [k, e] : in_->neighTable_->arpEntryMap())
     sorted[arpVrfName[k.vrfId()] + " " + k.addr().str() + " " + k.intf().str()] = e.ethAddr().str();
   for (auto const& [k, m] : sorted) arps.push_back(k + " " + m);
+  for (auto const& [vlan, fdb] : in_->bridgingStatus_->fdbStatusMap()) {
+    std::map<std::string, std::string> byMac;
+    for (auto const& [mac, host] : fdb->learnedHostMap()) byMac[mac.str()] = host.intf.str();
+    for (auto const& [mac, intf] : byMac) macs.push_back("vlan " + std::to_string(vlan) + " " + mac + " " + intf);
+  }
+  for (auto const& [lag, ports] : in_->lags_) {
+    std::string s = lag.str() + ":";
+    for (auto const& p : ports) s += " " + p.str();
+    lags.push_back(s);
+  }
   std::map<uint64_t, std::string> fecText;
-  for (auto const& [id, f] : in_->fecs4_->fecMap()) fecText[id.index()] = f->str();
-  for (auto const& [id, f] : in_->fecs6_->fecMap()) fecText[id.index()] = f->str();
+  for (auto const& [id, vrf] : in_->fecVrf_) {
+    auto fecId = Quill::Fib::FecId::make(Quill::Fib::nexthopAdj(), id);
+    auto* em = in_->entityManager_.ptr();
+    std::string prefix = vrf.isDefault() ? std::string() : vrf.str() + " ";
+    if (auto f4 = em->forwardingStatus<Nollo::Ipv4>(vrf.str())->fec(fecId)) fecText[id] = prefix + f4->str();
+    if (auto f6 = em->forwardingStatus<Nollo::Ipv6>(vrf.str())->fec(fecId)) fecText[id] = prefix + f6->str();
+  }
   for (auto const& [i, t] : fecText) fecs.push_back(t);
   for (auto const& [vrf, t] : in_->routes4_) {
     std::map<Nollo::IpPrefix, std::string> r;
@@ -492,7 +718,8 @@ std::string Agent::showInputs(bool json) const {
     for (auto const& [p, s] : r) routes.push_back(vrf.str() + " " + s);
   }
   std::pair<char const*, std::vector<std::string>*> groups[] = {
-      {"vrfs", &vrfs}, {"interfaces", &intfs}, {"arp", &arps}, {"fecs", &fecs}, {"routes", &routes}};
+      {"vrfs", &vrfs}, {"interfaces", &intfs}, {"arp", &arps}, {"macs", &macs},
+      {"lags", &lags}, {"fecs", &fecs},       {"routes", &routes}};
   if (json) {
     os << "{";
     bool first = true;
@@ -511,6 +738,79 @@ std::string Agent::showInputs(bool json) const {
     if (list->empty()) os << " none";
     os << "\n";
     for (auto const& s : *list) os << "    " << s << "\n";
+  }
+  return os.str();
+}
+
+std::string Agent::showAdj(bool json) const {
+  // Every VRF's adjacency records with the L2 adjacency each is bound to.
+  std::ostringstream os;
+  auto const& l3 = *in_->l3Status_;
+  std::vector<std::string> rows;
+  bool first = true;
+  if (json) os << "{\"adjs\": [";
+  else os << "adjacencies:\n";
+  for (auto const& [name, vs] : l3.vrfL3StatusMap()) {
+    std::map<uint64_t, Vix::Ptr<Kor::AdjEntry>> sorted;
+    for (auto const& [fecId, e] : vs->adjEntryListMap()) sorted[fecId.index()] = e;
+    for (auto const& [index, e] : sorted) {
+      auto const& l2 = e->l2Adj();
+      std::string state = l2 ? Kor::toString(l2->state()) : "none";
+      size_t vias = e->adjVia() ? e->adjVia()->viaList().size() : e->adjVia6() ? e->adjVia6()->viaList().size() : 0;
+      if (json) {
+        os << (first ? "" : ", ") << "{\"vrf\": " << js(name.str()) << ", \"fec\": " << index
+           << ", \"ipv\": " << int(e->ipVersion()) << ", \"routeType\": " << js(Kor::toString(e->routeType()))
+           << ", \"vias\": " << vias << ", \"l2Adj\": ";
+        if (l2) os << l2->index();
+        else os << "null";
+        os << ", \"state\": " << js(state) << "}";
+      } else {
+        os << "  " << std::left << std::setw(10) << name.str() << " fec " << index << " ipv" << int(e->ipVersion())
+           << " " << Kor::toString(e->routeType()) << " vias " << vias << " l2adj ";
+        if (l2) os << l2->index();
+        else os << "-";
+        os << " " << state << "\n";
+      }
+      first = false;
+    }
+  }
+  if (json) os << "]}\n";
+  return os.str();
+}
+
+std::string Agent::showL2Adj(bool json) const {
+  // The L2 adjacencies of the library (shared by every VRF) with their users.
+  std::ostringstream os;
+  auto const& l3 = *in_->l3Status_;
+  std::map<uint64_t, Vix::Ptr<Kor::L2Adjacency>> sorted;
+  for (auto const& [key, l2] : l3.l2AdjListMap()) sorted[key.index()] = l2;
+  bool sharing = l2AdjHelper_ && l2AdjHelper_->adjSharing();
+  bool pending = l2AdjHelper_ && l2AdjHelper_->pendingReset();
+  if (json) {
+    os << "{\"adjSharing\": " << (sharing ? "true" : "false") << ", \"pendingReset\": " << (pending ? "true" : "false")
+       << ", \"adjResourceFull\": " << (l3.adjResourceFull() ? "true" : "false")
+       << ", \"sharedKeys\": " << l3.nextHopsToL2AdjSize() << ", \"l2adjs\": [";
+    bool first = true;
+    for (auto const& [index, l2] : sorted) {
+      os << (first ? "" : ", ") << "{\"index\": " << index << ", \"state\": " << js(Kor::toString(l2->state()))
+         << ", \"shared\": " << (l2->shared() ? "true" : "false") << ", \"users\": [";
+      bool f2 = true;
+      for (uint64_t u : l2->adjEntry()) {
+        os << (f2 ? "" : ", ") << Quill::Fib::FecId(u).index();
+        f2 = false;
+      }
+      os << "], \"via\": " << js(l2->via().str()) << "}";
+      first = false;
+    }
+    os << "]}\n";
+    return os.str();
+  }
+  os << "l2 adjacencies: sharing " << (sharing ? "on" : "off") << (pending ? ", reset pending" : "")
+     << (l3.adjResourceFull() ? ", resource full" : "") << ", shared keys " << l3.nextHopsToL2AdjSize() << "\n";
+  for (auto const& [index, l2] : sorted) {
+    os << "  " << index << " " << Kor::toString(l2->state()) << " fecs";
+    for (uint64_t u : l2->adjEntry()) os << " " << Quill::Fib::FecId(u).index();
+    os << ": " << l2->via().str() << "\n";
   }
   return os.str();
 }
@@ -551,6 +851,10 @@ void Agent::doCreateVrfRoot() {
   v.l3Config = in_->l3Config_;
   v.l3Status = in_->l3Status_;
   v.intfVlanIdTable = in_->intfVlanIdTable_;
+  v.bridgingStatus = in_->bridgingStatus_;
+  v.allIntfStatusDir = in_->allIntfStatusDir_;
+  v.routingHwStatus = in_->hwStatus_;
+  v.l2AdjHelper = l2AdjHelper_;
   v.ipStatus = in_->ipStatus_;
   v.ip6Status = in_->ip6Status_;
   v.packedArgs = in_->packedArgs_;

@@ -10,7 +10,9 @@
 // and throws std::invalid_argument without changing anything, so the
 // scenario runner can report a bad line and go on.
 #include <cstdint>
+#include <functional>
 #include <map>
+#include <memory>
 #include <optional>
 #include <ostream>
 #include <set>
@@ -18,11 +20,13 @@
 #include <variant>
 #include <vector>
 
+#include "kor/common/KorPortList.h"
 #include "kor/common/VlanId.h"
 #include "kor/common/VrfName.h"
 #include "nollo/EthAddr.h"
 #include "nollo/IntfId.h"
 #include "nollo/IpGenAddr.h"
+#include "models/routing/hardware/AdjSharing.h"
 #include "nollo/IpPrefix.h"
 #include "softchip/SoftChip.h"
 #include "vix/ActivityLoop.h"
@@ -32,6 +36,7 @@
 
 namespace Kor {
 class KorCommonSmData;
+class L2AdjHelper;
 class L3Status;
 class VrfRootSm;
 }  // namespace Kor
@@ -46,7 +51,11 @@ class Agent {
   struct Via {
     Nollo::IpGenAddr hop;
     Nollo::IntfId intf;
+    uint16_t vlan = 0;  // 0: none
+    std::vector<uint32_t> labels;
+    bool backup = false;
   };
+  static constexpr uint32_t kMaxMplsLabel = 1048575;
 
   explicit Agent(Vix::Ptr<Vix::TimeSource> ts);
   Agent(Agent const&) = delete;
@@ -56,23 +65,53 @@ class Agent {
   Vix::ActivityLoop* loop() const { return loop_.ptr(); }
   SoftChip::SoftChip* chip() const { return chip_.ptr(); }
   bool initialized() const { return initialized_; }
+  Kor::L3Status const* l3Status() const;
+  Kor::VrfRootSm* vrfRootSm() const { return vrfRootSm_.ptr(); }
+  Kor::L2AdjHelper* l2AdjHelper() const { return l2AdjHelper_.ptr(); }
+  // How the agent ends when the library asks it to (a change of the
+  // adjacency sharing mode): std::exit by default.
+  void exitFnIs(std::function<void(int)> fn) { exitFn_ = std::move(fn); }
 
   // Inputs.
   void vrfAdd(Kor::VrfName const& name);
   void vrfDel(Kor::VrfName const& name);
   void vrfReplace(Kor::VrfName const& name);
   void maxVrfsIs(uint32_t n);
+  // IPv4 / IPv6 routing of a VRF (announced VRFs start with both on, the
+  // default VRF with both off).
+  void routingIs(Kor::VrfName const& name, bool v4, bool v6, bool on);
   static bool knobKnown(std::string const& name);
   static bool knobIsInteger(std::string const& name);
   void knobIs(std::string const& name, double value);
   void fastBootIs(bool on);
+  // A new interface is up; `routed` marks a routed port.
   void intfAdd(Nollo::IntfId const& intf, std::optional<Kor::VrfName> const& vrf,
-               std::optional<Kor::VlanId> const& vlan);
+               std::optional<Kor::VlanId> const& vlan, bool routed = false, bool up = true);
   void intfDel(Nollo::IntfId const& intf);
+  void intfLinkIs(Nollo::IntfId const& intf, bool up);
+  void intfVlanIs(Nollo::IntfId const& intf, std::optional<Kor::VlanId> const& vlan);
+  // LAG membership: ports join or leave a port channel.
+  void lagAdd(Nollo::IntfId const& lag, std::vector<Nollo::IntfId> const& ports);
+  void lagDel(Nollo::IntfId const& lag, std::vector<Nollo::IntfId> const& ports);
+  // The MAC table: add needs a new MAC, move and del an existing one.
+  void macAdd(Kor::VlanId vlan, Nollo::EthAddr const& mac, Nollo::IntfId const& intf);
+  void macMove(Kor::VlanId vlan, Nollo::EthAddr const& mac, Nollo::IntfId const& intf);
+  void macDel(Kor::VlanId vlan, Nollo::EthAddr const& mac);
+  // The hardware: its ECMP limit and the configured sharing mode.
+  void maxEcmpIs(uint32_t n);
+  void adjSharingIs(Routing::Hardware::AdjSharing mode);
+  // An environment variable of the agent process (none: unset).
+  static void envIs(std::string const& name, std::optional<std::string> const& value);
+  // After a change of the chip's fault rules or capacities: the platform
+  // re-reads whether it can take adjacencies again.
+  void chipRulesChanged();
   void arpAdd(Kor::VrfName const& vrf, Nollo::IpGenAddr const& ip, Nollo::EthAddr const& mac,
               Nollo::IntfId const& intf);
   void arpDel(Kor::VrfName const& vrf, Nollo::IpGenAddr const& ip);
-  void fecAdd(uint64_t id, std::vector<Via> const& vias);
+  // A FEC in the FIB FEC table of a VRF (IPv4 or IPv6 by its next hops).
+  void fecAdd(uint64_t id, std::vector<Via> const& vias, Kor::VrfName const& vrf = Kor::VrfName("default"));
+  // New vias for an existing FEC (same VRF and address family).
+  void fecUpdate(uint64_t id, std::vector<Via> const& vias);
   void fecDel(uint64_t id);
   void routeAdd(Kor::VrfName const& vrf, Prefix const& prefix, uint64_t fecId);
   void routeDel(Kor::VrfName const& vrf, Prefix const& prefix);
@@ -106,6 +145,12 @@ class Agent {
   void doDestroyLibrary();
   void doStartLibrary();
   void doCreateVrfRoot();
+  void doDropRunOutputs();
+  void doMirrorRouting(Kor::VrfName const& name);
+  void doApplyLags();
+  template <class AF>
+  void doWriteFec(Kor::VrfName const& vrf, uint64_t id, std::vector<Via> const& vias);
+  void doCheckVias(uint64_t id, std::vector<Via> const& vias);
   void doDestroyVrfRoot();
   void doApplyKnobs();
   void doAnnounce(Kor::VrfName const& name);
@@ -115,6 +160,8 @@ class Agent {
   std::string showL3(bool json) const;
   std::string showChip(bool json) const;
   std::string showInputs(bool json) const;
+  std::string showAdj(bool json) const;
+  std::string showL2Adj(bool json) const;
 
   Vix::Ptr<Vix::ActivityLoop> loop_;
   Vix::Ptr<SoftChip::SoftChip> chip_;
@@ -124,7 +171,12 @@ class Agent {
   size_t logsShown_ = 0;
 
   Vix::Ptr<Kor::KorCommonSmData> acsd_;
+  Vix::Ptr<Kor::L2AdjHelper> l2AdjHelper_;
   Vix::Ptr<Kor::VrfRootSm> vrfRootSm_;
+  // Tells the L2 adjacency helper when every VRF's initial sync is over.
+  class VixL3Status;
+  std::unique_ptr<VixL3Status> l3StatusReactor_;
+  std::function<void(int)> exitFn_;
   bool initialized_ = false;
   uint32_t restarts_ = 0;
 };

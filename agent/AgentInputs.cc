@@ -19,8 +19,11 @@ AgentInputs::AgentInputs()
       arpVrfIdMap_(Vix::makePtr<Quill::Arp::VrfIdMap>("vrfIdMap")),
       arpTable_(Vix::makePtr<Quill::Arp::ArpTable>("arp")),
       neighTable_(Vix::makePtr<Quill::Arp::NeighTable>("neighbor")),
-      fecs4_(Vix::makePtr<Quill::Fib::ForwardingStatus>("fib/fec")),
-      fecs6_(Vix::makePtr<Quill::Fib6::ForwardingStatus>("fib6/fec")) {
+      bridgingStatus_(Vix::makePtr<Bridging::Status>("bridging/status")),
+      allIntfStatusDir_(Vix::makePtr<Interface::AllIntfStatusDir>("interface/status/all")),
+      hwConfig_(Vix::makePtr<Routing::Hardware::Config>("routing/hardware/config")),
+      hwStatus_(Vix::makePtr<Routing::Hardware::Status>("routing/hardware/status")) {
+  l3Status_->intfVlanIdTableIs(intfVlanIdTable_);
   // The VRF every switch has: announced from the start, ARP VRF id 0.
   auto info4 = Vix::makePtr<Routing::RoutingInfo>("default");
   auto info6 = Vix::makePtr<Routing::RoutingInfo>("default");

@@ -8,9 +8,12 @@
 #include <optional>
 #include <string>
 
+#include "kor/common/KorPortList.h"
 #include "kor/common/TractoLevels.h"
 #include "kor/common/VrfName.h"
 #include "kor/l3/L3Status.h"
+#include "models/bridging/Status.h"
+#include "models/interface/AllIntfStatusDir.h"
 #include "models/ip/AllVrfStatusLocal.h"
 #include "models/ip/IntfVlanIdTable.h"
 #include "models/ip/Status.h"
@@ -21,7 +24,9 @@
 #include "models/routing/PackedArgs.h"
 #include "models/routing/RoutingInfo.h"
 #include "models/routing/VrfInfoDir.h"
+#include "models/routing/hardware/Config.h"
 #include "models/routing/hardware/RouteStatus.h"
+#include "models/routing/hardware/Status.h"
 #include "models/routing6/VrfInfoDir.h"
 #include "models/routing6/hardware/RouteStatus.h"
 #include "quill/ArpTable.h"
@@ -53,8 +58,13 @@ class AgentInputs {
   Vix::Ptr<Quill::Arp::VrfIdMap> arpVrfIdMap_;
   Vix::Ptr<Quill::Arp::ArpTable> arpTable_;
   Vix::Ptr<Quill::Arp::NeighTable> neighTable_;
-  Vix::Ptr<Quill::Fib::ForwardingStatus> fecs4_;
-  Vix::Ptr<Quill::Fib6::ForwardingStatus> fecs6_;
+  // The MAC table (one FdbStatus per VLAN) and the interfaces' link state.
+  Vix::Ptr<Bridging::Status> bridgingStatus_;
+  Vix::Ptr<Interface::AllIntfStatusDir> allIntfStatusDir_;
+  // The hardware's routing configuration (adjacency sharing mode) and
+  // capabilities (maxEcmp).
+  Vix::Ptr<Routing::Hardware::Config> hwConfig_;
+  Vix::Ptr<Routing::Hardware::Status> hwStatus_;
   std::map<Kor::VrfName, Vix::Ptr<Quill::Fib::RouteStatus>> routes4_;
   std::map<Kor::VrfName, Vix::Ptr<Quill::Fib6::RouteStatus>> routes6_;
 
@@ -67,6 +77,12 @@ class AgentInputs {
   std::map<Kor::VrfName, uint32_t> arpVrfIds_;
   // Interfaces the scenario added, with their VRF ("" for none).
   std::map<Nollo::IntfId, std::string> intfs_;
+  // LAG membership (port channel -> member ports), given to every new
+  // common data as lagToPort / portToLag.
+  std::map<Nollo::IntfId, Kor::KorPortList> lags_;
+  // The VRF whose FIB FEC tables hold each FEC id (FEC ids are unique across
+  // VRFs, as the routing agent hands them out).
+  std::map<uint64_t, Kor::VrfName> fecVrf_;
 };
 
 }  // namespace KorAgent

@@ -7,6 +7,7 @@
 #include <stdexcept>
 
 #include "agent/Agent.h"
+#include "quill/FecId.h"
 
 namespace KorAgent {
 
@@ -84,6 +85,50 @@ SoftChip::ChipAnswer parseAnswer(std::string const& t) {
 }
 
 bool isAnswer(std::string const& t) { return t == "ok" || t == "fail" || t == "notready" || t == "full"; }
+
+Kor::VlanId parseVlan(std::string const& t) { return Kor::VlanId(parseSigned(t, "VLAN id")); }
+
+// via IP INTF [vlan N] [label L[,L]...] [backup]
+Agent::Via parseVia(Words& a) {
+  a.keyword("via");
+  Agent::Via v;
+  v.hop = Nollo::IpGenAddr(a.next("next-hop address"));
+  v.intf = Nollo::IntfId(a.next("interface name"));
+  while (a.more() && a.peek() != "via") {
+    if (a.accept("vlan")) {
+      v.vlan = parseVlan(a.next("VLAN id")).value();
+    } else if (a.accept("label")) {
+      std::string const& t = a.next("MPLS labels");
+      size_t start = 0;
+      while (true) {
+        size_t comma = t.find(',', start);
+        std::string one = t.substr(start, comma == std::string::npos ? std::string::npos : comma - start);
+        v.labels.push_back(uint32_t(parseUnsigned(one, "MPLS label", Agent::kMaxMplsLabel)));
+        if (comma == std::string::npos) break;
+        start = comma + 1;
+      }
+    } else if (a.accept("backup")) {
+      v.backup = true;
+    } else {
+      fail("expected vlan, label, backup or via, got '" + a.peek() + "'");
+    }
+  }
+  return v;
+}
+
+std::vector<Agent::Via> parseVias(Words& a) {
+  std::vector<Agent::Via> vias;
+  do vias.push_back(parseVia(a));
+  while (a.more());
+  return vias;
+}
+
+std::vector<Nollo::IntfId> parsePorts(Words& a) {
+  std::vector<Nollo::IntfId> ports;
+  do ports.emplace_back(a.next("port name"));
+  while (a.more());
+  return ports;
+}
 
 Agent::Prefix parsePrefix(std::string const& t) {
   if (t.find(':') != std::string::npos) return Nollo::Ip6Prefix(t);
@@ -175,6 +220,15 @@ void ScenarioRunner::doStatement(std::vector<std::string> const& w) {
     if (op == "replace") return agent_->vrfReplace(name);
     fail("expected add, del or replace, got '" + op + "'");
   }
+  if (verb == "routing") {
+    Kor::VrfName vrf(a.next("VRF name"));
+    bool on = parseOnOff(a.next("on or off"));
+    bool v4 = true, v6 = true;
+    if (a.accept("ipv4")) v6 = false;
+    else if (a.accept("ipv6")) v4 = false;
+    a.end();
+    return agent_->routingIs(vrf, v4, v6, on);
+  }
   if (verb == "maxvrfs") {
     auto n = parseUnsigned(a.next("VRF count"), "VRF count", 65535);
     a.end();
@@ -184,6 +238,12 @@ void ScenarioRunner::doStatement(std::vector<std::string> const& w) {
     std::string knob = a.next("knob name");
     std::string value = a.next("value");
     a.end();
+    if (knob == "maxEcmp") return agent_->maxEcmpIs(uint32_t(parseUnsigned(value, "path count", UINT32_MAX)));
+    if (knob == "adjSharing") {
+      if (value == "default") return agent_->adjSharingIs(Routing::Hardware::AdjSharing::platformDefault);
+      return agent_->adjSharingIs(parseOnOff(value) ? Routing::Hardware::AdjSharing::on
+                                                    : Routing::Hardware::AdjSharing::off);
+    }
     if (!Agent::knobKnown(knob)) fail("unknown knob '" + knob + "'");
     if (Agent::knobIsInteger(knob)) return agent_->knobIs(knob, double(parseSigned(value, "value")));
     return agent_->knobIs(knob, parseDuration(value));
@@ -194,26 +254,67 @@ void ScenarioRunner::doStatement(std::vector<std::string> const& w) {
     return agent_->fastBootIs(on);
   }
   if (verb == "intf") {
-    std::string op = a.next("add or del");
+    std::string op = a.next("add, del, up, down or vlan");
     Nollo::IntfId intf(a.next("interface name"));
-    if (op == "del") {
+    if (op == "del" || op == "up" || op == "down") {
       a.end();
-      return agent_->intfDel(intf);
+      if (op == "del") return agent_->intfDel(intf);
+      return agent_->intfLinkIs(intf, op == "up");
     }
-    if (op != "add") fail("expected add or del, got '" + op + "'");
+    if (op == "vlan") {
+      std::string const& t = a.next("VLAN id or none");
+      std::optional<Kor::VlanId> vlan;
+      if (t != "none") vlan = parseVlan(t);
+      a.end();
+      return agent_->intfVlanIs(intf, vlan);
+    }
+    if (op != "add") fail("expected add, del, up, down or vlan, got '" + op + "'");
     std::optional<Kor::VrfName> vrf;
     std::optional<Kor::VlanId> vlan;
+    bool routed = false, up = true;
     while (a.more()) {
       if (a.accept("vrf")) {
         vrf = Kor::VrfName(a.next("VRF name"));
       } else if (a.accept("vlan")) {
-        std::string const& t = a.next("VLAN id");
-        vlan = Kor::VlanId(parseSigned(t, "VLAN id"));
+        vlan = parseVlan(a.next("VLAN id"));
+      } else if (a.accept("routed")) {
+        routed = true;
+      } else if (a.accept("down")) {
+        up = false;
       } else {
         a.end();
       }
     }
-    return agent_->intfAdd(intf, vrf, vlan);
+    return agent_->intfAdd(intf, vrf, vlan, routed, up);
+  }
+  if (verb == "lag") {
+    std::string op = a.next("add or del");
+    Nollo::IntfId lag(a.next("port-channel name"));
+    auto ports = parsePorts(a);
+    if (op == "add") return agent_->lagAdd(lag, ports);
+    if (op == "del") return agent_->lagDel(lag, ports);
+    fail("expected add or del, got '" + op + "'");
+  }
+  if (verb == "mac") {
+    std::string op = a.next("add, move or del");
+    Kor::VlanId vlan = parseVlan(a.next("VLAN id"));
+    Nollo::EthAddr mac(a.next("MAC address"));
+    if (op == "del") {
+      a.end();
+      return agent_->macDel(vlan, mac);
+    }
+    if (op != "add" && op != "move") fail("expected add, move or del, got '" + op + "'");
+    Nollo::IntfId intf(a.next("interface name"));
+    a.end();
+    if (op == "add") return agent_->macAdd(vlan, mac, intf);
+    return agent_->macMove(vlan, mac, intf);
+  }
+  if (verb == "env") {
+    std::string name = a.next("variable name");
+    std::string value = a.next("value or -");
+    a.end();
+    if (value == "-") return Agent::envIs(name, std::nullopt);
+    return Agent::envIs(name, value);
   }
   if (verb == "arp") {
     std::string op = a.next("add or del");
@@ -230,21 +331,17 @@ void ScenarioRunner::doStatement(std::vector<std::string> const& w) {
     return agent_->arpAdd(vrf, ip, mac, intf);
   }
   if (verb == "fec") {
-    std::string op = a.next("add or del");
-    uint64_t id = parseUnsigned(a.next("FEC id"), "FEC id");
+    std::string op = a.next("add, update or del");
+    uint64_t id = parseUnsigned(a.next("FEC id"), "FEC id", Quill::Fib::FecIdConstants::indexMask_);
     if (op == "del") {
       a.end();
       return agent_->fecDel(id);
     }
-    if (op != "add") fail("expected add or del, got '" + op + "'");
-    std::vector<Agent::Via> vias;
-    do {
-      a.keyword("via");
-      Nollo::IpGenAddr hop(a.next("next-hop address"));
-      Nollo::IntfId intf(a.next("interface name"));
-      vias.push_back({hop, intf});
-    } while (a.more());
-    return agent_->fecAdd(id, vias);
+    if (op == "update") return agent_->fecUpdate(id, parseVias(a));
+    if (op != "add") fail("expected add, update or del, got '" + op + "'");
+    Kor::VrfName vrf("default");
+    if (a.accept("vrf")) vrf = Kor::VrfName(a.next("VRF name"));
+    return agent_->fecAdd(id, parseVias(a), vrf);
   }
   if (verb == "route") {
     std::string op = a.next("add or del");
@@ -283,13 +380,14 @@ void ScenarioRunner::doStatement(std::vector<std::string> const& w) {
       a.end();
       if (!agent_->chip()->table(table)) fail("unknown chip table '" + table + "'");
       agent_->chip()->table(table)->capacityIs(n);
-      return;
+      return agent_->chipRulesChanged();
     }
     if (op != "fault") fail("expected capacity or fault, got '" + op + "'");
     std::string kind = a.next("object kind, rate or clear");
     if (kind == "clear") {
       a.end();
-      return agent_->chip()->injector().faultsDelAll();
+      agent_->chip()->injector().faultsDelAll();
+      return agent_->chipRulesChanged();
     }
     if (kind == "rate") {
       double p = parseNumber(a.next("rate"), "rate");
@@ -298,13 +396,18 @@ void ScenarioRunner::doStatement(std::vector<std::string> const& w) {
       uint64_t seed = parseUnsigned(a.next("seed"), "seed");
       SoftChip::ChipAnswer ans = a.more() ? parseAnswer(a.next("answer")) : SoftChip::ChipAnswer::fail;
       a.end();
-      return agent_->chip()->injector().randomFaultIs(p, seed, ans);
+      agent_->chip()->injector().randomFaultIs(p, seed, ans);
+      return agent_->chipRulesChanged();
     }
     std::string t = a.next("answer or object key");
-    if (isAnswer(t) && !a.more()) return agent_->chip()->injector().kindFaultIs(kind, parseAnswer(t));
+    if (isAnswer(t) && !a.more()) {
+      agent_->chip()->injector().kindFaultIs(kind, parseAnswer(t));
+      return agent_->chipRulesChanged();
+    }
     SoftChip::ChipAnswer ans = parseAnswer(a.next("answer"));
     a.end();
-    return agent_->chip()->injector().objectFaultIs(kind, t, ans);
+    agent_->chip()->injector().objectFaultIs(kind, t, ans);
+    return agent_->chipRulesChanged();
   }
   if (verb == "show") {
     std::string what = a.next("what to show");
