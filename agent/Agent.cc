@@ -120,15 +120,10 @@ void Agent::traceToStderrIs(bool on) { traceToStderr = on; }
 // ---------------------------------------------------------------------------
 // The library's objects.
 
-// The end of every VRF's initial sync: L2 adjacencies the chip still holds
-// from an earlier run that no adjacency claimed are deleted then. A VRF's
-// L3 status, once there, gets the VRF's routing flags.
+// A VRF's L3 status, once there, gets the VRF's routing flags.
 class Agent::VixL3Status : public Kor::L3Status::Notifiee {
  public:
   VixL3Status(Vix::Ptr<Kor::L3Status const> const& s, Agent* agent) : Notifiee(s), agent_(agent) {}
-  void handleInitialized() override {
-    if (notifier()->initialized() && agent_->l2AdjHelper_) agent_->l2AdjHelper_->handleEndOfSync();
-  }
   void handleVrfL3Status(Kor::VrfName const& name) override { agent_->doMirrorRouting(name); }
 
  private:
@@ -177,6 +172,21 @@ void Agent::doStartLibrary() {
   // machine, in creation order, to run its first full pass over the inputs.
   l2AdjHelper_->initializedIs(true);
   acsd_->initializedIs(true);
+  syncEndPending_ = true;
+}
+
+void Agent::doMaybeEndSync() {
+  // The L2 adjacencies the chip held from an earlier run and nobody claimed
+  // are deleted once every VRF's initial sync is over and the adjacency
+  // machines have reviewed every FEC (their queues are empty) - before that
+  // a FEC still on its way may claim one.
+  if (!syncEndPending_ || !in_->l3Status_->initialized() || !vrfRootSm_) return;
+  for (auto const& [name, root] : vrfRootSm_->vrfRootMap()) {
+    auto const& adjSm = root->korAdjSm();
+    if (!adjSm || !adjSm->routingSyncInitialized() || adjSm->adjsForReview()) return;
+  }
+  syncEndPending_ = false;
+  l2AdjHelper_->handleEndOfSync();
 }
 
 void Agent::doDropRunOutputs() {
@@ -205,9 +215,16 @@ void Agent::restart() {
   if (initialized_) doStartLibrary();
 }
 
-void Agent::runFor(Vix::Seconds d) { loop_->runFor(d); }
+void Agent::runFor(Vix::Seconds d) {
+  loop_->runFor(d);
+  doMaybeEndSync();
+}
 
-bool Agent::runUntilIdle() { return loop_->runUntilIdle(); }
+bool Agent::runUntilIdle() {
+  bool idle = loop_->runUntilIdle();
+  doMaybeEndSync();
+  return idle;
+}
 
 // ---------------------------------------------------------------------------
 // Inputs.

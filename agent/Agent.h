@@ -147,6 +147,7 @@ class Agent {
   void doCreateVrfRoot();
   void doDropRunOutputs();
   void doMirrorRouting(Kor::VrfName const& name);
+  void doMaybeEndSync();
   void doApplyLags();
   template <class AF>
   void doWriteFec(Kor::VrfName const& vrf, uint64_t id, std::vector<Via> const& vias);
@@ -177,6 +178,9 @@ class Agent {
   class VixL3Status;
   std::unique_ptr<VixL3Status> l3StatusReactor_;
   std::function<void(int)> exitFn_;
+  // A started library has not yet told the L2 adjacency helper that its
+  // adjacency machines have claimed what they use.
+  bool syncEndPending_ = false;
   bool initialized_ = false;
   uint32_t restarts_ = 0;
 };
