@@ -1038,15 +1038,17 @@ void AdjSm::showKorAdjVias(std::ostream& os, AdjEntry const& adjEntry) const {
   }
 }
 
+// Each L2 adjacency used by this VRF's adjacencies, once, with the rewrite
+// data the L2 adjacency helper resolved for it.
 void AdjSm::showL2Adjacencies(std::ostream& os, std::optional<uint64_t> l2AdjIndex) const {
-  // Each L2 adjacency used by this VRF's adjacencies, once.
   std::map<uint64_t, Vix::Ptr<L2Adjacency>> l2Adjs;
   for (auto const& kv : vrfL3Status_->adjEntryListMap())
     if (auto const& l2 = kv.second->l2Adj()) l2Adjs[l2->index()] = l2;
   for (auto const& [index, l2] : l2Adjs) {
     if (l2AdjIndex && *l2AdjIndex != index) continue;
     os << formatted("L2Adj: %llu, state: %s, adjs: %zu\n", static_cast<unsigned long long>(index),
-                    toString(l2->state()), l2->adjEntry().size());
+                    toString(l2->state()), l2->adjEntry().size())
+       << "  " << l2->via() << "\n";
   }
 }
 
