@@ -13,14 +13,22 @@ vrf add green
 intf add Ethernet1 vrf red vlan 10
 intf add Ethernet2 vrf blue vlan 20
 intf add Ethernet3 vlan 30
+echo == one resolved adjacency in the default VRF
+routing default on
+intf add Vlan40 vlan 40
+intf add Ethernet4
+arp add default 10.4.0.2 00:1c:73:00:00:05 Vlan40
+mac add 40 00:1c:73:00:00:05 Ethernet4
+fec add 2 via 10.4.0.2 Vlan40
 arp add red 10.1.0.2 00:1c:73:00:00:02 Ethernet1
 arp add blue 10.2.0.2 00:1c:73:00:00:03 Ethernet2
 arp add default 2001:db8::2 00:1c:73:00:00:04 Ethernet3
-fec add 1 via 10.1.0.2 Ethernet1
+fec add 1 vrf red via 10.1.0.2 Ethernet1
 route add red 10.1.1.0/24 fec 1
 init
 run until idle
 show vrfs
+show l2adj
 echo == a fourth VRF finds no free id
 vrf add purple
 run until idle
