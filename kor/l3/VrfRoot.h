@@ -25,7 +25,7 @@ namespace Kor {
 
 class VrfRootSm;
 
-class VrfRoot : public KorBaseSm {
+class KOR_EXPORT VrfRoot : public KorBaseSm {
  public:
   static constexpr uint32_t noArpQuillVrfId = ~0u;
 
