@@ -91,6 +91,8 @@ class AdjSm::VixVrfL3Status : public VrfL3Status::Notifiee {
  public:
   VixVrfL3Status(Vix::Ptr<VrfL3Status const> const& s, AdjSm* sm) : Notifiee(s), sm_(sm) {}
   void handleAdjEntryReviewList(Quill::Fib::FecId const& fecId) override { sm_->scheduleAdjReview(fecId); }
+  void handleNextHopList(Nollo::IpAddr4 const& a) override { sm_->handleNextHopList<Nollo::Ipv4>(a); }
+  void handleNextHop6List(Nollo::IpAddr6 const& a) override { sm_->handleNextHopList<Nollo::Ipv6>(a); }
   void handleRoutingEnabled() override {
     if (sm_->routingSyncInitialized_) sm_->handleRoutingEnabled();
   }
@@ -170,9 +172,16 @@ AdjSm::AdjSm(VrfId vrfId, VrfName const& vrfName, Vix::Ptr<KorCommonSmData> cons
   if (l3Status_) watch(l3StatusReactor_, std::make_unique<VixL3Status>(l3Status_, this));
   if (adjReviewEvent_) watch(adjReviewEventReactor_, std::make_unique<VixAdjReviewEvent>(adjReviewEvent_, this));
   if (intfVlanIdTable_) watch(intfVlanIdTableReactor_, std::make_unique<VixIntfVlanIdTable>(intfVlanIdTable_, this));
+  // Interface events become adjEntryReviewList entries, as the review
+  // requests of any other writer: a per-VRF machine of its own keeps the
+  // interface and layer-2 egress bookkeeping out of the review logic.
+  if (vrfL3Status_)
+    adjLinkReviewSm_ =
+        Vix::makePtr<AdjLinkReviewSm>(acsd, vrfId_, l3Status_, vrfL3Status_, l2AdjHelper_, intfVlanIdTable_);
 }
 
 AdjSm::~AdjSm() {
+  adjLinkReviewSm_ = nullptr;
   for (auto* r : {static_cast<Vix::NotifieeBase*>(forwardingStatusReactor_.get()),
                   static_cast<Vix::NotifieeBase*>(forwarding6StatusReactor_.get()),
                   static_cast<Vix::NotifieeBase*>(vrfL3StatusReactor_.get()),
@@ -187,6 +196,11 @@ AdjSm::~AdjSm() {
     for (auto const& kv : vrfL3Status_->adjEntryListMap())
       if (kv.second) intfMappingsIs(kv.second, {});
   }
+}
+
+void AdjSm::hasNotificationActiveIs(bool active) {
+  KorBaseSm::hasNotificationActiveIs(active);
+  if (adjLinkReviewSm_) adjLinkReviewSm_->hasNotificationActiveIs(active);
 }
 
 void AdjSm::quillYieldTimeIs(Vix::Seconds s) {
@@ -245,16 +259,39 @@ void AdjSm::handleFecT(FecId const& fecId) {
   }
   // FEC 0 is how routes without a FEC are written: it carries no adjacency.
   if (fecId.value() == 0) return;
-  AdjForReviewInfo info(versionOf<AF>(), AdjUpdateType::regularAdjUpdate);
-  if (fecId.adjType() == AdjType::tunnelAdj) {
-    enqueue(tunnelForReview_, fecId, info);
-  } else if (!linkDownAdjForReview_.contains(fecId)) {
-    // A FEC queued by a link going down keeps that entry: its review reads
-    // the current FEC anyway.
-    enqueue(adjForReview_, fecId, info);
-  }
+  doQueueRegularReview(fecId, versionOf<AF>());
   maybeScheduleAdjReview();
 }
+
+void AdjSm::doQueueRegularReview(FecId const& fecId, uint8_t ipVersion) {
+  AdjForReviewInfo info(ipVersion, AdjUpdateType::regularAdjUpdate);
+  if (fecId.adjType() == AdjType::tunnelAdj) {
+    enqueue(tunnelForReview_, fecId, info);
+  } else if (auto* queued = linkDownAdjForReview_.find(fecId)) {
+    // A FEC queued by a link going down keeps that entry: its review reads
+    // the current FEC anyway. Only the version follows the latest request.
+    *queued = AdjForReviewInfo(ipVersion, queued->adjUpdateType());
+  } else {
+    enqueue(adjForReview_, fecId, info);
+  }
+}
+
+// Every adjacency over the next hop is queued, coalesced per FEC with
+// whatever else is queued for it; the pass rebuilds its L2 adjacency from
+// the new list.
+template <class AF>
+void AdjSm::handleNextHopList(typename AF::Addr const& addr) {
+  Vix::Ptr<AdjEntrySet> users;
+  if constexpr (AF::version == 6) users = vrfL3Status_->nextHopToAdj6Entry(addr);
+  else users = vrfL3Status_->nextHopToAdjEntry(addr);
+  KOR_TRACE(8, "handleNextHopList vrf: " << vrfName_ << ", addr: " << addr << ", adjs: " << (users ? users->size() : 0));
+  if (!users) return;
+  for (auto const& fecId : users->fecIds()) doQueueRegularReview(fecId, ipVersionOf(fecId));
+  maybeScheduleAdjReview();
+}
+
+template void AdjSm::handleNextHopList<Nollo::Ipv4>(Nollo::IpAddr4 const&);
+template void AdjSm::handleNextHopList<Nollo::Ipv6>(Nollo::IpAddr6 const&);
 
 void AdjSm::enqueue(ReviewQueue& queue, FecId const& fecId, AdjForReviewInfo const& info) {
   queue.enqueue(fecId, info);
@@ -281,7 +318,11 @@ void AdjSm::scheduleAdjReview(FecId const& fecId) {
     // down / link up tell the L2 adjacency helper why it rebuilds; anything
     // else is a regular update.
     AdjForReviewInfo info(ipVersionOf(fecId), updateTypeFor(reviewType));
-    if (reviewType == AdjReviewType::adjReviewLinkDown) {
+    if (reviewType != AdjReviewType::adjReviewLinkDown && reviewType != AdjReviewType::adjReviewLinkUp) {
+      // Not a link event (a VLAN change, a next-hop group): a regular review
+      // that leaves a queued link-down review where it is.
+      doQueueRegularReview(fecId, info.ipVersion());
+    } else if (reviewType == AdjReviewType::adjReviewLinkDown) {
       if (adjForReview_.erase(fecId))
         KOR_TRACE(5, " linkDown and entry found in adjReview "
                          << "collection. Deleting it: " << fecId << " ipv: " << int(info.ipVersion()));
@@ -459,6 +500,17 @@ bool AdjSm::reviewAdjT(FecId const& fecId, uint64_t adjIndex, AdjUpdateType adjU
     return true;
   }
   if (!fec) {
+    // A FEC id deleted here and published in the other version's table: the
+    // review is that version's.
+    bool inOther;
+    if constexpr (v6) inOther = forwardingStatus_ && forwardingStatus_->fecHas(fecId);
+    else inOther = forwarding6Status_ && forwarding6Status_->fecHas(fecId);
+    if (inOther) {
+      KOR_TRACE(5, "Fec " << fecId << " moved to the other IP version's table");
+      removeAdjEntryFromReview(fecId);
+      doQueueRegularReview(fecId, v6 ? Nollo::Ip6Hdr::ipVersion4() : Nollo::Ip6Hdr::ipVersion6());
+      return true;
+    }
     KOR_TRACE(5, "Adj not found or adj deletion");
     if (entry && entry->unused()) {
       KOR_TRACE(5, "Removing unused adj");
@@ -467,6 +519,7 @@ bool AdjSm::reviewAdjT(FecId const& fecId, uint64_t adjIndex, AdjUpdateType adjU
     removeAdjEntryFromReview(fecId);
     return true;
   }
+  if (entry) entry = doDropOtherVersion<AF>(entry);
   if (entry && entry->routeType() == RouteType::attachedRoute) {
     KOR_TRACE(5, "Attached adj");
     auto const& via = entry->adjViaOf<AF>();
@@ -544,10 +597,6 @@ bool AdjSm::reviewAdjT(FecId const& fecId, uint64_t adjIndex, AdjUpdateType adjU
                                                                   << " -> " << routeType);
     entry->routeTypeIs(routeType);
   }
-  if (!v6 && entry->adjVia6() && routeType != RouteType::nexthopGroupRoute) {
-    korAssert("!adjEntry->adjVia6() || routeType == nexthopGroupRoute_");
-    return false;
-  }
   deleteNextHopMappings(entry);
   addAdjViaToAdjEntry<AF>(entry, adjVia);
   createOrUpdateL2Adj(entry, adjUpdateType);
@@ -556,6 +605,31 @@ bool AdjSm::reviewAdjT(FecId const& fecId, uint64_t adjIndex, AdjUpdateType adjU
   creationDeferredAdj_.erase(adjIndex);
   removeAdjEntryFromReview(fecId);
   return true;
+}
+
+// Removed as for a deleted FEC when nothing uses it (the new version's
+// adjacency is then built afresh); else it keeps its users and binding and
+// only loses the old vias. A drop adjacency of the old version gives up its
+// index: the next drop FEC of that version makes a new one.
+template <class AF>
+Vix::Ptr<AdjEntry> AdjSm::doDropOtherVersion(Vix::Ptr<AdjEntry> const& entry) {
+  constexpr uint8_t ipVersion = versionOf<AF>();
+  uint8_t old = entry->ipVersion();
+  if (old == ipVersion || entry->routeType() == RouteType::nexthopGroupRoute) return entry;
+  if (!entry->adjVia() && !entry->adjVia6()) return entry;
+  uint64_t adjIndex = entry->adjIndex();
+  KOR_TRACE(3, "Adj " << adjIndex << " changes IP version " << int(old) << " -> " << int(ipVersion));
+  uint64_t& oldDrop = old == Nollo::Ip6Hdr::ipVersion6() ? dropAdj6Index_ : dropAdjIndex_;
+  if (oldDrop == adjIndex) oldDrop = 0;
+  if (entry->unused()) {
+    KOR_TRACE(5, "Removing unused adj");
+    removeAdjEntryFromL2Adj(entry);
+    return nullptr;
+  }
+  deleteNextHopMappings(entry);
+  if (old == Nollo::Ip6Hdr::ipVersion6()) entry->adjVia6Is(nullptr);
+  else entry->adjViaIs(nullptr);
+  return entry;
 }
 
 // Next-hop-group adjacencies are created when the VRF's next-hop-group

@@ -16,8 +16,15 @@
 // (getL2AdjIndex reviews on the spot), attach and detach their prefixes, and
 // learn of finished reviews through VrfL3Status::adjEntryReviewCnt.
 //
+// A change of a next hop's layer-2 information (VrfL3Status::nextHopList /
+// nextHop6List: neighbour entry, MAC table, VLAN) queues a regular review of
+// every adjacency using that next hop (VrfL3Status::nextHopToAdjEntry /
+// nextHopToAdj6Entry); interface events reach it as adjEntryReviewList
+// entries written by its AdjLinkReviewSm.
+//
 // Inputs: the VRF's FIB FEC tables (both families), its VrfL3Status (review
-// requests, routing-enabled flags, end of sync), L3Status::adjResourceFull,
+// requests, next-hop lists, routing-enabled flags, end of sync),
+// L3Status::adjResourceFull,
 // the hardware routing capabilities (maxEcmp), the interface VLAN table and
 // the external review-request counter.
 #include <cstdint>
@@ -30,6 +37,7 @@
 
 #include "kor/adj/AdjEntry.h"
 #include "kor/adj/AdjForReviewInfo.h"
+#include "kor/adj/AdjLinkReviewSm.h"
 #include "kor/adj/L2AdjHelper.h"
 #include "kor/common/KorBaseSm.h"
 #include "kor/common/KorCommonSmData.h"
@@ -61,7 +69,7 @@ namespace Kor {
 VIX_LOG_EXTERN(ROUTING_MAX_PATHS_EXCEEDED);
 VIX_LOG_EXTERN(IP6ROUTING_MAX_PATHS_EXCEEDED);
 
-class KOR_EXPORT AdjSm : public KorBaseSm {
+class AdjSm : public KorBaseSm {
  public:
   using FecId = Quill::Fib::FecId;
   using ReviewQueue = Vix::ReviewQueue<FecId, AdjForReviewInfo>;
@@ -120,6 +128,7 @@ class KOR_EXPORT AdjSm : public KorBaseSm {
   // The drop adjacency of IP version 4 or 6 (0 while there is none).
   uint64_t dropAdjIndex(uint8_t ipVersion) const { return ipVersion == 6 ? dropAdj6Index_ : dropAdjIndex_; }
   Vix::Ptr<AdjEntry> adjEntry(uint64_t adjIndex) const;
+  Vix::Ptr<AdjLinkReviewSm> const& adjLinkReviewSm() const { return adjLinkReviewSm_; }
   void reviewHookIs(ReviewHook h) { reviewHook_ = std::move(h); }
 
   // Start-up: waits for the end of the VRF's initial route sync, then reads
@@ -128,6 +137,7 @@ class KOR_EXPORT AdjSm : public KorBaseSm {
   // "Adjacencies (n) sitting in review queue", adjacencies without an L2
   // adjacency, FECs without an adjacency.
   void handleVerify() override;
+  void hasNotificationActiveIs(bool active) override;
 
   // Queueing.
   void handleFec(FecId const& fecId);
@@ -135,6 +145,9 @@ class KOR_EXPORT AdjSm : public KorBaseSm {
   void scheduleAdjReview(FecId const& fecId);
   void maybeScheduleAdjReview();
   void removeAdjEntryFromReview(FecId const& fecId);
+  // The layer-2 information of a next hop changed.
+  template <class AF>
+  void handleNextHopList(typename AF::Addr const& addr);
 
   // The review pass and its steps.
   void runAdjReview();
@@ -207,6 +220,13 @@ class KOR_EXPORT AdjSm : public KorBaseSm {
   uint8_t ipVersionOf(FecId const& fecId) const;
   bool routingEnabledFor(uint8_t ipVersion) const { return ipVersion == 6 ? routing6Enabled_ : routingEnabled_; }
   void enqueue(ReviewQueue& queue, FecId const& fecId, AdjForReviewInfo const& info);
+  // Queues a regular review: tunnels in their queue, the rest in adjForReview
+  // unless a link-down review is already queued.
+  void doQueueRegularReview(FecId const& fecId, uint8_t ipVersion);
+  // The entry holds the vias of the other IP version (its FEC id was deleted
+  // there and added in this one): it sheds them before this version's are built.
+  template <class AF>
+  Vix::Ptr<AdjEntry> doDropOtherVersion(Vix::Ptr<AdjEntry> const& entry);
   void doWalkFecTables();
 
   VrfId vrfId_;
@@ -244,6 +264,7 @@ class KOR_EXPORT AdjSm : public KorBaseSm {
   uint64_t dropAdj6Index_ = 0;
   ReviewHook reviewHook_;
   Vix::Clock clock_;
+  Vix::Ptr<AdjLinkReviewSm> adjLinkReviewSm_;
 
   std::unique_ptr<VixForwardingStatus<Nollo::Ipv4>> forwardingStatusReactor_;
   std::unique_ptr<VixForwardingStatus<Nollo::Ipv6>> forwarding6StatusReactor_;

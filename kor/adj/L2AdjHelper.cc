@@ -111,6 +111,27 @@ AdjIntfState L2AdjHelper::isIntfUp(Nollo::IntfId const& intfId, VlanIdOrNone vla
   return AdjIntfState::intfUp;
 }
 
+// A MAC was learned on the egress, so an egress the interface status does not
+// list (yet) counts as up; only a reported link-down takes it out. A port
+// channel is also down when every member is.
+bool L2AdjHelper::isL2IntfUp(Nollo::IntfId const& intfId) const {
+  if (!allIntfStatusDir_) return true;
+  auto listedDown = [this](Nollo::IntfId const& i) {
+    return allIntfStatusDir_->intfStatusHas(i) && !allIntfStatusDir_->intfStatus(i).operUp;
+  };
+  if (listedDown(intfId)) return false;
+  if (intfId.isPortChannel() && acsd() && acsd()->lagToPortHas(intfId)) {
+    auto const members = acsd()->lagToPort(intfId);
+    bool memberUp = members.ports().empty();
+    for (auto const& p : members.ports()) memberUp = memberUp || !listedDown(p);
+    if (!memberUp) {
+      KOR_TRACE(5, intfId << " Lag intf is in state intfOperLowerLayerDown: " << !memberUp);
+      return false;
+    }
+  }
+  return true;
+}
+
 namespace {
 
 // The CPU kind of a receive route; a CPU via of any other route punts as nextHopCpu.
@@ -193,6 +214,14 @@ NextHopL2InfoCollection L2AdjHelper::doBuildL2AdjViaCollHelper(RouteType routeTy
       }
       info.vlanIdIs(vlan);
       info.l3IntfIdIs(intf);
+      bool l2Egress = found && (found->nextHopType() == NextHopType::physicalPort ||
+                                found->nextHopType() == NextHopType::portChannel);
+      if (l2Egress && !isL2IntfUp(found->intfId())) {
+        KOR_TRACE(5, "Intf " << found->intfId() << ", vlan " << vlan.value() << ", ipv " << int(AF::version)
+                             << ", l2 intf is not valid. IntfUp: " << false << ", update type: " << adjUpdateType);
+        coll.hasDownL3IntfIs(true);
+        return;
+      }
       if (found) {
         info.typeIs(NextHopEntryType::nextHopArpResolved);
         info.macAddrIs(found->ethAddr());

@@ -63,6 +63,7 @@ class KOR_EXPORT L2AdjHelper : public KorBaseSm {
 
   Vix::Ptr<L3Status> const& l3Status() const { return l3Status_; }
   Vix::Ptr<KorHelper::AdjSmHelper> const& adjSmHelper() const { return adjSmHelper_; }
+  Vix::Ptr<Interface::AllIntfStatusDir const> const& allIntfStatusDir() const { return allIntfStatusDir_; }
   bool adjSharing() const { return adjSharing_; }
   uint64_t nextL2AdjIndex() const { return nextL2AdjIndex_; }
   uint64_t slowReceiveL2AdjIndex() const { return slowReceiveL2AdjIndex_; }
@@ -107,6 +108,9 @@ class KOR_EXPORT L2AdjHelper : public KorBaseSm {
   bool doVerifyL2Adj6(RouteType routeType, VrfId vrfId, AdjVia6 const& adjVia6, L2Adjacency const& l2Adj);
   AdjIntfState isIntfUp(Nollo::IntfId const& intfId, VlanIdOrNone vlan, uint8_t ipVersion,
                         AdjUpdateType adjUpdateType, VrfL3Status const* vrfL3Status) const;
+  // Whether a layer-2 egress (a port or a port channel a next hop resolved
+  // to) forwards.
+  bool isL2IntfUp(Nollo::IntfId const& intfId) const;
   bool isViaNextHopDrop(VrfId vrfId, Via const& via, AdjUpdateType adjUpdateType, RouteType routeType) const;
   bool isVia6NextHopDrop(VrfId vrfId, Via6 const& via, AdjUpdateType adjUpdateType, RouteType routeType) const;
 

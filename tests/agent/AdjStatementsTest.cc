@@ -68,8 +68,6 @@ TEST_F(AdjStatementsTest, BadStatementsChangeNothing) {
 }
 
 TEST_F(AdjStatementsTest, AMacMoveRewritesTheL2Adjacency) {
-  GTEST_SKIP() << "the adjacency machine does not yet re-review adjacencies when a next hop's "
-                  "next-hop list changes (MAC move, neighbour change)";
   EXPECT_EQ(run("mac move 10 00:1c:73:00:00:02 Ethernet2\nrun until idle\n"), 0u);
   auto const& entries = agent_->chip()->l2AdjTable().entries();
   ASSERT_EQ(entries.size(), 1u);
