@@ -69,7 +69,7 @@ namespace Kor {
 VIX_LOG_EXTERN(ROUTING_MAX_PATHS_EXCEEDED);
 VIX_LOG_EXTERN(IP6ROUTING_MAX_PATHS_EXCEEDED);
 
-class AdjSm : public KorBaseSm {
+class KOR_EXPORT AdjSm : public KorBaseSm {
  public:
   using FecId = Quill::Fib::FecId;
   using ReviewQueue = Vix::ReviewQueue<FecId, AdjForReviewInfo>;
