@@ -726,57 +726,50 @@ void adjEntrySetChange(Get const& get, Key const& key, Quill::Fib::FecId fecId, 
 
 }  // namespace
 
-void AdjSm::deleteNextHopMappings(Vix::Ptr<AdjEntry> const& adjEntry) {
-  auto fecId = adjEntry->fecId();
+template <class AF>
+void AdjSm::nextHopMappingIs(typename AF::Addr const& nextHop, FecId const& fecId, bool add) {
   auto* s = vrfL3Status_.ptr();
-  if (auto const& via = adjEntry->adjVia()) {
-    std::set<Nollo::IpAddr4> nextHops;
-    for (auto const& v : via->viaList()) nextHops.insert(v.nextHop());
-    for (auto const& kv : via->viaBitmapMap()) nextHops.insert(kv.first.nextHop());
-    for (auto const& nh : nextHops) {
-      if (!s->nextHopToAdjEntryHas(nh)) continue;
-      KOR_TRACE(9, "Deleting mapping for next hop " << nh.str());
-      adjEntrySetChange(
-          [s](auto const& k) { return s->nextHopToAdjEntry(k); }, nh, fecId, false,
-          [s](auto const& k, auto const& v) { s->nextHopToAdjEntryIs(k, v); },
-          [s](auto const& k) { s->nextHopToAdjEntryDel(k); });
-    }
+  if constexpr (AF::version == 6) {
+    adjEntrySetChange(
+        [s](auto const& k) { return s->nextHopToAdj6Entry(k); }, nextHop, fecId, add,
+        [s](auto const& k, auto const& v) { s->nextHopToAdj6EntryIs(k, v); },
+        [s](auto const& k) { s->nextHopToAdj6EntryDel(k); });
+  } else {
+    adjEntrySetChange(
+        [s](auto const& k) { return s->nextHopToAdjEntry(k); }, nextHop, fecId, add,
+        [s](auto const& k, auto const& v) { s->nextHopToAdjEntryIs(k, v); },
+        [s](auto const& k) { s->nextHopToAdjEntryDel(k); });
   }
-  if (auto const& via = adjEntry->adjVia6()) {
-    std::set<Nollo::IpAddr6> nextHops;
-    for (auto const& v : via->viaList()) nextHops.insert(v.nextHop());
-    for (auto const& kv : via->viaBitmapMap()) nextHops.insert(kv.first.nextHop());
-    for (auto const& nh : nextHops) {
-      if (!s->nextHopToAdj6EntryHas(nh)) continue;
-      KOR_TRACE(9, "Deleting mapping for next hop " << nh.str());
-      adjEntrySetChange(
-          [s](auto const& k) { return s->nextHopToAdj6Entry(k); }, nh, fecId, false,
-          [s](auto const& k, auto const& v) { s->nextHopToAdj6EntryIs(k, v); },
-          [s](auto const& k) { s->nextHopToAdj6EntryDel(k); });
-    }
+}
+
+template <class AF>
+void AdjSm::deleteNextHopMappingsT(FecId const& fecId, AdjViaT<AF> const& adjVia) {
+  std::set<typename AF::Addr> nextHops;
+  for (auto const& v : adjVia.viaList()) nextHops.insert(v.nextHop());
+  for (auto const& kv : adjVia.viaBitmapMap()) nextHops.insert(kv.first.nextHop());
+  for (auto const& nh : nextHops) {
+    bool mapped;
+    if constexpr (AF::version == 6) mapped = vrfL3Status_->nextHopToAdj6EntryHas(nh);
+    else mapped = vrfL3Status_->nextHopToAdjEntryHas(nh);
+    if (!mapped) continue;
+    KOR_TRACE(9, "Deleting mapping for next hop " << nh.str());
+    nextHopMappingIs<AF>(nh, fecId, false);
   }
+}
+
+void AdjSm::deleteNextHopMappings(Vix::Ptr<AdjEntry> const& adjEntry) {
+  if (auto const& via = adjEntry->adjVia()) deleteNextHopMappingsT<Nollo::Ipv4>(adjEntry->fecId(), *via);
+  if (auto const& via = adjEntry->adjVia6()) deleteNextHopMappingsT<Nollo::Ipv6>(adjEntry->fecId(), *via);
 }
 
 template <class AF>
 void AdjSm::addAdjViaToAdjEntry(Vix::Ptr<AdjEntry> const& adjEntry, Vix::Ptr<AdjViaT<AF>> const& adjVia) {
   using Addr = typename AF::Addr;
   auto fecId = adjEntry->fecId();
-  auto* s = vrfL3Status_.ptr();
   if constexpr (AF::version == 6) adjEntry->adjVia6Is(adjVia);
   else adjEntry->adjViaIs(adjVia);
   auto add = [&](Addr const& nh) {
-    if (nh == Addr{}) return;
-    if constexpr (AF::version == 6) {
-      adjEntrySetChange(
-          [s](auto const& k) { return s->nextHopToAdj6Entry(k); }, nh, fecId, true,
-          [s](auto const& k, auto const& v) { s->nextHopToAdj6EntryIs(k, v); },
-          [s](auto const& k) { s->nextHopToAdj6EntryDel(k); });
-    } else {
-      adjEntrySetChange(
-          [s](auto const& k) { return s->nextHopToAdjEntry(k); }, nh, fecId, true,
-          [s](auto const& k, auto const& v) { s->nextHopToAdjEntryIs(k, v); },
-          [s](auto const& k) { s->nextHopToAdjEntryDel(k); });
-    }
+    if (nh != Addr{}) nextHopMappingIs<AF>(nh, fecId, true);
   };
   std::set<Addr> nextHops;
   std::set<Nollo::IntfId> intfs;

@@ -210,6 +210,11 @@ class KOR_EXPORT AdjSm : public KorBaseSm {
   template <class AF>
   void addAdjViaToAdjEntry(Vix::Ptr<AdjEntry> const& adjEntry, Vix::Ptr<AdjViaT<AF>> const& adjVia);
   void deleteNextHopMappings(Vix::Ptr<AdjEntry> const& adjEntry);
+  template <class AF>
+  void deleteNextHopMappingsT(FecId const& fecId, AdjViaT<AF> const& adjVia);
+  // Adds or removes the FEC in the next hop -> adjacencies set of its family.
+  template <class AF>
+  void nextHopMappingIs(typename AF::Addr const& nextHop, FecId const& fecId, bool add);
   void intfMappingsIs(Vix::Ptr<AdjEntry> const& adjEntry, std::set<Nollo::IntfId> const& intfs);
   template <class AF>
   void showFibFecT(std::ostream& os, std::optional<FecId> fecId) const;
