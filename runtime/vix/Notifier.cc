@@ -4,20 +4,6 @@
 
 namespace Vix {
 
-NotifieeBase::~NotifieeBase() { detach(); }
-
-void NotifieeBase::attach(Notifier const* n) {
-  detach();
-  notifier_ = n;
-  n->add(this);
-}
-
-void NotifieeBase::detach() {
-  if (!notifier_) return;
-  notifier_->remove(this);
-  notifier_ = nullptr;
-}
-
 Notifier::~Notifier() {
   for (NotifieeBase* n : list_)
     if (n) n->notifier_ = nullptr;

@@ -6,31 +6,9 @@
 #include <cstddef>
 #include <vector>
 
-#include "vix/Ptr.h"
+#include "vix/NotifieeBase.h"
 
 namespace Vix {
-
-class Notifier;
-
-class NotifieeBase {
- public:
-  NotifieeBase() = default;
-  NotifieeBase(NotifieeBase const&) = delete;
-  NotifieeBase& operator=(NotifieeBase const&) = delete;
-  virtual ~NotifieeBase();
-
-  bool notificationActive() const { return active_; }
-  void notificationActiveIs(bool a) { active_ = a; }
-
- protected:
-  void attach(Notifier const* n);
-  void detach();
-
- private:
-  friend class Notifier;
-  Notifier const* notifier_ = nullptr;
-  bool active_ = true;
-};
 
 class Notifier {
  public:
@@ -64,25 +42,6 @@ class Notifier {
   mutable bool holes_ = false;
 };
 
-// Base of every entity's nested Notifiee: holds a counted reference to the
-// entity it watches so the entity outlives its reactors.
-template <class E>
-class NotifieeOf : public NotifieeBase {
- public:
-  explicit NotifieeOf(Ptr<E const> const& e) { notifierIs(e); }
-  NotifieeOf() = default;
-  ~NotifieeOf() override { detach(); }
-
-  Ptr<E const> const& notifier() const { return entity_; }
-  void notifierIs(Ptr<E const> const& e) {
-    if (e == entity_) return;
-    detach();
-    entity_ = e;
-    if (entity_) attach(entity_.ptr());
-  }
-
- private:
-  Ptr<E const> entity_;
-};
-
 }  // namespace Vix
+
+#include "vix/NotifieeOf.h"

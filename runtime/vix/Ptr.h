@@ -1,7 +1,6 @@
 #pragma once
-// Intrusive reference counting for every shared record, entity and state machine.
-// The count lives in the object (PtrInterface), so a Ptr is one pointer wide and
-// a raw `this` can be turned back into a Ptr safely.
+// A counted pointer to a PtrInterface: one pointer wide, the count lives in
+// the object.
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
@@ -9,24 +8,9 @@
 #include <stdexcept>
 #include <utility>
 
+#include "vix/PtrInterface.h"
+
 namespace Vix {
-
-class PtrInterface {
- public:
-  PtrInterface() = default;
-  PtrInterface(PtrInterface const&) : refs_(0) {}
-  PtrInterface& operator=(PtrInterface const&) { return *this; }
-  virtual ~PtrInterface() = default;
-
-  void ref() const noexcept { refs_.fetch_add(1, std::memory_order_relaxed); }
-  void unref() const noexcept {
-    if (refs_.fetch_sub(1, std::memory_order_acq_rel) == 1) delete this;
-  }
-  uint32_t references() const noexcept { return refs_.load(std::memory_order_relaxed); }
-
- private:
-  mutable std::atomic<uint32_t> refs_{0};
-};
 
 template <class T>
 class Ptr {
@@ -60,17 +44,12 @@ Ptr<T> makePtr(A&&... a) { return Ptr<T>(new T(std::forward<A>(a)...)); }
 template <class T, class U>
 Ptr<T> ptrCast(Ptr<U> const& u) { return Ptr<T>(static_cast<T*>(u.ptr())); }
 
-// A pointer that may not be null: a mandatory input of a state machine.
-template <class T>
-class ValidPtr : public Ptr<T> {
- public:
-  ValidPtr(Ptr<T> const& p) : Ptr<T>(p) { if (!p) throw std::invalid_argument("null ValidPtr"); }
-  ValidPtr(T* p) : ValidPtr(Ptr<T>(p)) {}
-};
-
 }  // namespace Vix
 
 template <class T>
 struct std::hash<Vix::Ptr<T>> {
   size_t operator()(Vix::Ptr<T> const& p) const noexcept { return std::hash<T*>()(p.ptr()); }
 };
+
+// Most users of Ptr also want the non-null variant.
+#include "vix/ValidPtr.h"

@@ -4,62 +4,19 @@
 // "0,3,9", "" for off, "*" for all) chooses which of levels 0..15 are written.
 // VIX_TRACE checks the level before it builds any string, so a disabled trace
 // line costs one test of a bit.
-#include <cstdint>
 #include <sstream>
-#include <string>
-#include <vector>
 
+#include "vix/MemoryTraceSink.h"
 #include "vix/Ptr.h"
+#include "vix/StderrTraceSink.h"
+#include "vix/TraceFacility.h"
+#include "vix/TraceSink.h"
 
 namespace Vix {
-
-class TraceSink : public PtrInterface {
- public:
-  virtual void write(std::string const& facility, int level, std::string const& msg) = 0;
-};
-
-class StderrTraceSink : public TraceSink {
- public:
-  void write(std::string const& facility, int level, std::string const& msg) override;
-};
-
-class MemoryTraceSink : public TraceSink {
- public:
-  void write(std::string const& facility, int level, std::string const& msg) override;
-  std::vector<std::string> const& lines() const { return lines_; }
-  // Lines containing `text`.
-  size_t count(std::string const& text) const;
-  bool contains(std::string const& text) const { return count(text) > 0; }
-  void clear() { lines_.clear(); }
-
- private:
-  std::vector<std::string> lines_;
-};
 
 // Process-wide trace output (none until set: tracing then costs nothing).
 void traceSinkIs(Ptr<TraceSink> s);
 TraceSink* traceSink();
-
-class TraceFacility {
- public:
-  static constexpr char const* kDefaultLevels = "0-1";
-  explicit TraceFacility(std::string name, std::string const& levels = kDefaultLevels);
-
-  std::string const& name() const { return name_; }
-  std::string const& levels() const { return levels_; }
-  // Accepts digits, ranges a-b, commas and '*'; returns false (changing
-  // nothing) on anything else.
-  bool levelsIs(std::string const& text);
-  bool enabled(int level) const { return (mask_ >> level) & 1u; }
-  void write(int level, std::string const& msg) const;
-
-  static bool parseLevels(std::string const& text, uint32_t* mask);
-
- private:
-  std::string name_;
-  std::string levels_;
-  uint32_t mask_ = 0;
-};
 
 }  // namespace Vix
 
