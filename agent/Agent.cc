@@ -120,16 +120,6 @@ void Agent::traceToStderrIs(bool on) { traceToStderr = on; }
 // ---------------------------------------------------------------------------
 // The library's objects.
 
-// A VRF's L3 status, once there, gets the VRF's routing flags.
-class Agent::VixL3Status : public Kor::L3Status::Notifiee {
- public:
-  VixL3Status(Vix::Ptr<Kor::L3Status const> const& s, Agent* agent) : Notifiee(s), agent_(agent) {}
-  void handleVrfL3Status(Kor::VrfName const& name) override { agent_->doMirrorRouting(name); }
-
- private:
-  Agent* agent_;
-};
-
 Kor::L3Status const* Agent::l3Status() const { return in_->l3Status_.ptr(); }
 
 void Agent::doCreateLibrary() {
@@ -143,7 +133,6 @@ void Agent::doCreateLibrary() {
   l2AdjHelper_ = Vix::makePtr<Kor::L2AdjHelper>(acsd_, in_->l3Status_, in_->hwConfig_, in_->allIntfStatusDir_,
                                                 chip_->adjSmHelper());
   l2AdjHelper_->exitFnIs([this](int status) { exitFn_(status); });
-  l3StatusReactor_ = std::make_unique<VixL3Status>(in_->l3Status_, this);
   doCreateVrfRoot();
 }
 
@@ -151,7 +140,6 @@ void Agent::doDestroyLibrary() {
   // Children before the common data they hold on to; the adjacency helper
   // after the VRF machines that call it.
   doDestroyVrfRoot();
-  l3StatusReactor_ = nullptr;
   l2AdjHelper_ = nullptr;
   if (acsd_) {
     acsd_->doCleanup();
@@ -275,18 +263,6 @@ void Agent::routingIs(Kor::VrfName const& name, bool v4, bool v6, bool on) {
   if (!info4 || !info6) fail("vrf '" + name.str() + "' is not announced");
   if (v4) info4->routingEnabledIs(on);
   if (v6) info6->routingEnabledIs(on);
-  doMirrorRouting(name);
-}
-
-void Agent::doMirrorRouting(Kor::VrfName const& name) {
-  // Stand-in for the routing status machine, which does not follow the
-  // routing information yet: the VRF's L3 status takes the announced flags.
-  auto vs = in_->l3Status_->vrfL3Status(name);
-  auto info4 = in_->vrfInfoDir_->vrfInfo(name.str());
-  auto info6 = in_->vrf6InfoDir_->vrfInfo(name.str());
-  if (!vs || !info4 || !info6) return;
-  vs->routingEnabledIs(info4->routingEnabled());
-  vs->routing6EnabledIs(info6->routingEnabled());
 }
 
 void Agent::maxVrfsIs(uint32_t n) { in_->vrfCapability_->maxVrfsIs(n); }

@@ -146,7 +146,6 @@ class Agent {
   void doStartLibrary();
   void doCreateVrfRoot();
   void doDropRunOutputs();
-  void doMirrorRouting(Kor::VrfName const& name);
   void doMaybeEndSync();
   void doApplyLags();
   template <class AF>
@@ -175,8 +174,6 @@ class Agent {
   Vix::Ptr<Kor::L2AdjHelper> l2AdjHelper_;
   Vix::Ptr<Kor::VrfRootSm> vrfRootSm_;
   // Tells the L2 adjacency helper when every VRF's initial sync is over.
-  class VixL3Status;
-  std::unique_ptr<VixL3Status> l3StatusReactor_;
   std::function<void(int)> exitFn_;
   // A started library has not yet told the L2 adjacency helper that its
   // adjacency machines have claimed what they use.

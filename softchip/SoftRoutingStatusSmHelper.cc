@@ -10,4 +10,22 @@ bool SoftRoutingStatusSmHelper::routing6Enabled(Kor::VrfName const& vrfName) con
   return chip_->vrfTable().has(vrfName.str());
 }
 
+void SoftRoutingStatusSmHelper::doRecord(MacState& s, Nollo::EthAddr const& mac, bool enabled) {
+  s.mac = mac;
+  s.enabled = enabled;
+  ++s.writes;
+}
+
+void SoftRoutingStatusSmHelper::routerMacIs(Nollo::EthAddr const& mac, bool programmed) {
+  doRecord(routerMac_, mac, programmed);
+}
+
+void SoftRoutingStatusSmHelper::virtualRouterMacIs(Nollo::EthAddr const& mac, bool enabled) {
+  doRecord(virtualRouterMac_, mac, enabled);
+}
+
+void SoftRoutingStatusSmHelper::peerRouterMacIs(Nollo::EthAddr const& mac, bool enabled) {
+  doRecord(peerRouterMac_, mac, enabled);
+}
+
 }  // namespace SoftChip

@@ -1,7 +1,11 @@
 #pragma once
-// The software chip's answer to "is routing on in this VRF, as the chip has
-// it" (asked on a hitless restart): on for every VRF the chip's "vrf" table
-// holds, off otherwise.
+// The software chip's routing status hook. Routing is on for every VRF the
+// chip's "vrf" table holds (asked on a hitless restart). The MACs the chip
+// routes for are kept as last told: the router MAC, the virtual router MAC
+// and the MLAG peer's router MAC, each with whether it is in use, plus how
+// many times each was told (for tests that count writes).
+#include <cstdint>
+
 #include "kor/helpers/RoutingStatusSmHelper.h"
 #include "softchip/SoftChip.h"
 
@@ -9,12 +13,30 @@ namespace SoftChip {
 
 class SoftRoutingStatusSmHelper : public KorHelper::RoutingStatusSmHelper {
  public:
+  struct MacState {
+    Nollo::EthAddr mac;
+    bool enabled = false;
+    uint32_t writes = 0;
+  };
+
   explicit SoftRoutingStatusSmHelper(SoftChip* chip) : chip_(chip) {}
   bool routingEnabled(Kor::VrfName const& vrfName) const override;
   bool routing6Enabled(Kor::VrfName const& vrfName) const override;
+  void routerMacIs(Nollo::EthAddr const& mac, bool programmed) override;
+  void virtualRouterMacIs(Nollo::EthAddr const& mac, bool enabled) override;
+  void peerRouterMacIs(Nollo::EthAddr const& mac, bool enabled) override;
+
+  MacState const& routerMac() const { return routerMac_; }
+  MacState const& virtualRouterMac() const { return virtualRouterMac_; }
+  MacState const& peerRouterMac() const { return peerRouterMac_; }
 
  private:
+  static void doRecord(MacState& s, Nollo::EthAddr const& mac, bool enabled);
+
   SoftChip* chip_;
+  MacState routerMac_;
+  MacState virtualRouterMac_;
+  MacState peerRouterMac_;
 };
 
 }  // namespace SoftChip

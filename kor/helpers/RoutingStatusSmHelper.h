@@ -1,12 +1,17 @@
 #pragma once
 // Platform hook of the routing status machines. For a hitless restart the
 // VRF root asks it whether routing is on in a VRF as the chip still has it,
-// and restores that into the VRF's L3 status before the first pass.
+// and restores that into the VRF's L3 status before the first pass. The
+// routing status machines tell it which MACs the chip must route for: the
+// router MAC, the virtual router MAC and the MLAG peer's router MAC. Every
+// machine of every VRF may repeat the same statement, so a platform treats
+// each call as the whole wanted state, not as a change.
 #include <string>
 
 #include "kor/common/KorBaseHelper.h"
 #include "kor/common/KorExport.h"
 #include "kor/common/VrfName.h"
+#include "nollo/EthAddr.h"
 
 namespace KorHelper {
 
@@ -20,6 +25,16 @@ class KOR_EXPORT RoutingStatusSmHelper : public Kor::KorBaseHelper {
   virtual bool routing6Enabled(Kor::VrfName const& vrfName) const {
     unimplemented("RoutingStatusSmHelper", "routing6Enabled");
     return false;
+  }
+  // programmed false: no frame is routed on the router MAC any more.
+  virtual void routerMacIs(Nollo::EthAddr const& /*mac*/, bool /*programmed*/) {
+    unimplemented("RoutingStatusSmHelper", "routerMacIs");
+  }
+  virtual void virtualRouterMacIs(Nollo::EthAddr const& /*mac*/, bool /*enabled*/) {
+    unimplemented("RoutingStatusSmHelper", "virtualRouterMacIs");
+  }
+  virtual void peerRouterMacIs(Nollo::EthAddr const& /*mac*/, bool /*enabled*/) {
+    unimplemented("RoutingStatusSmHelper", "peerRouterMacIs");
   }
 };
 

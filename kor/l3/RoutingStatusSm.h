@@ -1,34 +1,76 @@
 #pragma once
 // The routing status machine of one VRF (trace "KorRoutingStatusSm"), created
-// and owned by the VRF's VrfRoot. For now it holds its inputs; following the
-// routing information into the VRF's routing state is the routing status
-// work still to come.
+// and owned by the VRF's VrfRoot. It follows the VRF's IPv4 and IPv6 routing
+// information into VrfL3Status::routingEnabled / routing6Enabled and keeps
+// the switch-wide results in L3Status: the hardware routing flags (on while
+// routing is on in any VRF), the router MAC (programmed while this or any
+// other VRF routes), and, through the platform helper, the virtual router
+// MAC (while the default VRF routes) and the MLAG peer's router MAC (while
+// MLAG is active and any VRF routes). Every machine recomputes the
+// switch-wide state from L3Status, so the last VRF to change decides it.
 #include "kor/common/KorBaseSm.h"
 #include "kor/common/KorCommonSmData.h"
 #include "kor/common/VrfName.h"
 #include "kor/helpers/RoutingStatusSmHelper.h"
+#include "kor/l3/L3Status.h"
+#include "kor/l3/VrfL3Status.h"
+#include "models/bridging/Config.h"
+#include "models/mlag/Status.h"
 #include "models/routing/RoutingInfo.h"
+#include "nollo/Ipv4.h"
+#include "nollo/Ipv6.h"
 
 namespace Kor {
 
-class RoutingStatusSm : public KorBaseSm {
+class KOR_EXPORT RoutingStatusSm : public KorBaseSm {
  public:
   RoutingStatusSm(Vix::Ptr<KorCommonSmData> const& acsd, VrfName const& vrfName,
                   Vix::Ptr<Routing::RoutingInfo const> const& routingInfo,
-                  Vix::Ptr<Routing::RoutingInfo const> const& routing6Info,
-                  Vix::Ptr<KorHelper::RoutingStatusSmHelper> const& statusHelper)
-      : KorBaseSm(acsd, "KorRoutingStatusSm"), vrfName_(vrfName), routingInfo_(routingInfo),
-        routing6Info_(routing6Info), statusHelper_(statusHelper) {}
+                  Vix::Ptr<Routing::RoutingInfo const> const& routing6Info, Vix::Ptr<L3Status> const& l3Status,
+                  Vix::Ptr<VrfL3Status> const& vrfL3Status, Vix::Ptr<Bridging::Config const> const& bridgingConfig,
+                  Vix::Ptr<Mlag::Status const> const& mlagStatus,
+                  Vix::Ptr<KorHelper::RoutingStatusSmHelper> const& statusHelper);
+  ~RoutingStatusSm() override;
 
   VrfName const& vrfName() const { return vrfName_; }
   Vix::Ptr<Routing::RoutingInfo const> const& routingInfo() const { return routingInfo_; }
   Vix::Ptr<Routing::RoutingInfo const> const& routing6Info() const { return routing6Info_; }
+  Vix::Ptr<L3Status> const& l3Status() const { return l3Status_; }
+  Vix::Ptr<KorHelper::RoutingStatusSmHelper> const& statusHelper() const { return statusHelper_; }
+
+  void handleInitialized() override;
+  void handleRouting();
+  void handleRouting6();
+  void doEnableRouting(bool enabled);
+  void doEnableRouting6(bool enabled);
+  void handleHardwareRouting(bool v4, bool v6);
+  void handleRouterMac();
+  void handleVirtualRouterMac();
+  void handlePeerMacRoutingEnabled();
 
  private:
+  template <class Af>
+  class VixRoutingInfo;
+  class VixBridgingConfig;
+  class VixMlagStatus;
+  class VixKorCommonSmData;
+
+  template <class Af>
+  void doEnableRoutingAf(bool enabled);
+
   VrfName vrfName_;
   Vix::Ptr<Routing::RoutingInfo const> routingInfo_;
   Vix::Ptr<Routing::RoutingInfo const> routing6Info_;
+  Vix::Ptr<L3Status> l3Status_;
+  Vix::Ptr<VrfL3Status> vrfL3Status_;
+  Vix::Ptr<Bridging::Config const> bridgingConfig_;
+  Vix::Ptr<Mlag::Status const> mlagStatus_;
   Vix::Ptr<KorHelper::RoutingStatusSmHelper> statusHelper_;
+  std::unique_ptr<VixRoutingInfo<Nollo::Ipv4>> vixRoutingInfo_;
+  std::unique_ptr<VixRoutingInfo<Nollo::Ipv6>> vixRouting6Info_;
+  std::unique_ptr<VixBridgingConfig> vixBridgingConfig_;
+  std::unique_ptr<VixMlagStatus> vixMlagStatus_;
+  std::unique_ptr<VixKorCommonSmData> vixKorCommonSmData_;
 };
 
 }  // namespace Kor

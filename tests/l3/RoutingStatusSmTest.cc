@@ -1,0 +1,192 @@
+// The routing status machines of several VRFs sharing one L3 status and the
+// software chip's routing status hook: routing flags per VRF and address
+// family, the switch-wide hardware flags, the router MAC while any VRF
+// routes, and the virtual / MLAG peer router MACs.
+#include <gtest/gtest.h>
+
+#include <map>
+#include <string>
+
+#include "kor/common/KorCommonSmData.h"
+#include "kor/l3/RoutingStatusSm.h"
+#include "softchip/SoftChip.h"
+#include "softchip/SoftRoutingStatusSmHelper.h"
+#include "vix/ActivityLoop.h"
+#include "vix/Trace.h"
+
+namespace {
+
+using namespace Kor;
+
+Nollo::EthAddr const kRouterMac("00:1c:73:00:00:01");
+Nollo::EthAddr const kVirtualMac("00:1c:73:00:00:99");
+Nollo::EthAddr const kPeerMac("00:1c:73:00:00:42");
+
+class RoutingStatusSmTest : public ::testing::Test {
+ protected:
+  struct Vrf {
+    Vix::Ptr<Routing::RoutingInfo> info4;
+    Vix::Ptr<Routing::RoutingInfo> info6;
+    Vix::Ptr<VrfL3Status> status;
+    Vix::Ptr<RoutingStatusSm> sm;
+  };
+
+  void SetUp() override {
+    trace_ = Vix::makePtr<Vix::MemoryTraceSink>();
+    Vix::traceSinkIs(trace_);
+    loop_ = Vix::makePtr<Vix::ActivityLoop>(Vix::makePtr<Vix::ManualTimeSource>(0.0));
+    acsd_ = korCommonSmDataFactory("acsd", loop_);
+    acsd_->virtualMacIs(kVirtualMac);
+    acsd_->peerRouterMacIs(kPeerMac);
+    l3Status_ = Vix::makePtr<L3Status>("l3Status");
+    bridging_ = Vix::makePtr<Bridging::Config>("bridging");
+    bridging_->routerMacIs(kRouterMac);
+    mlag_ = Vix::makePtr<Mlag::Status>("mlag");
+    chip_ = Vix::makePtr<SoftChip::SoftChip>();
+    helper_ = Vix::makePtr<SoftChip::SoftRoutingStatusSmHelper>(chip_.ptr());
+  }
+  void TearDown() override {
+    vrfs_.clear();
+    Vix::traceSinkIs(nullptr);
+  }
+
+  Vrf& vrf(std::string const& name, bool v4 = false, bool v6 = false) {
+    auto it = vrfs_.find(name);
+    if (it != vrfs_.end()) return it->second;
+    Vrf& v = vrfs_[name];
+    v.info4 = Vix::makePtr<Routing::RoutingInfo>(name);
+    v.info6 = Vix::makePtr<Routing::RoutingInfo>(name);
+    v.info4->routingEnabledIs(v4);
+    v.info6->routingEnabledIs(v6);
+    v.status = l3Status_->newVrfL3Status(VrfName(name));
+    v.sm = Vix::makePtr<RoutingStatusSm>(acsd_, VrfName(name), v.info4, v.info6, l3Status_, v.status, bridging_,
+                                         mlag_, helper_);
+    v.sm->tf().levelsIs("*");
+    v.sm->initializedIs(true);
+    return v;
+  }
+
+  Vix::Ptr<Vix::MemoryTraceSink> trace_;
+  Vix::Ptr<Vix::ActivityLoop> loop_;
+  Vix::Ptr<KorCommonSmData> acsd_;
+  Vix::Ptr<L3Status> l3Status_;
+  Vix::Ptr<Bridging::Config> bridging_;
+  Vix::Ptr<Mlag::Status> mlag_;
+  Vix::Ptr<SoftChip::SoftChip> chip_;
+  Vix::Ptr<SoftChip::SoftRoutingStatusSmHelper> helper_;
+  std::map<std::string, Vrf> vrfs_;
+};
+
+TEST_F(RoutingStatusSmTest, EachFamilyFollowsItsOwnRoutingInfo) {
+  auto& a = vrf("a", true, false);
+  EXPECT_TRUE(a.status->routingEnabled());
+  EXPECT_FALSE(a.status->routing6Enabled());
+
+  a.info6->routingEnabledIs(true);
+  EXPECT_TRUE(a.status->routing6Enabled());
+  a.info4->routingEnabledIs(false);
+  EXPECT_FALSE(a.status->routingEnabled());
+  EXPECT_TRUE(a.status->routing6Enabled());
+  EXPECT_EQ(l3Status_->numTimesRoutingEnabled(), 1u);
+  EXPECT_EQ(l3Status_->numTimesRouting6Enabled(), 1u);
+}
+
+TEST_F(RoutingStatusSmTest, UnchangedRoutingIsAlreadySetAndTouchesNothing) {
+  auto& a = vrf("a", true, true);
+  uint32_t const writes = helper_->routerMac().writes;
+  a.sm->doEnableRouting(true);
+  a.sm->doEnableRouting6(true);
+  EXPECT_TRUE(trace_->contains("Routing is already set"));
+  EXPECT_EQ(helper_->routerMac().writes, writes);
+  EXPECT_EQ(l3Status_->numTimesRoutingEnabled(), 1u);
+}
+
+TEST_F(RoutingStatusSmTest, HardwareFlagsFollowAnyVrf) {
+  auto& a = vrf("a");
+  auto& b = vrf("b");
+  EXPECT_FALSE(l3Status_->hardwareV4RoutingEnabled());
+
+  a.info4->routingEnabledIs(true);
+  b.info6->routingEnabledIs(true);
+  EXPECT_TRUE(l3Status_->hardwareV4RoutingEnabled());
+  EXPECT_TRUE(l3Status_->hardwareV6RoutingEnabled());
+
+  // b turning v4 on and off again must not switch off what a still needs.
+  b.info4->routingEnabledIs(true);
+  b.info4->routingEnabledIs(false);
+  EXPECT_TRUE(l3Status_->hardwareV4RoutingEnabled());
+
+  a.info4->routingEnabledIs(false);
+  EXPECT_FALSE(l3Status_->hardwareV4RoutingEnabled());
+  EXPECT_TRUE(l3Status_->hardwareV6RoutingEnabled());
+  b.info6->routingEnabledIs(false);
+  EXPECT_FALSE(l3Status_->hardwareV6RoutingEnabled());
+}
+
+TEST_F(RoutingStatusSmTest, RouterMacKeptWhileAnotherVrfRoutes) {
+  auto& a = vrf("a", true);
+  auto& b = vrf("b", false, true);
+  EXPECT_EQ(l3Status_->routerMac(), kRouterMac);
+  EXPECT_TRUE(l3Status_->hardwareRouterMacProgrammed());
+
+  a.info4->routingEnabledIs(false);
+  EXPECT_TRUE(trace_->contains(" Routing enabled in some other vrf"));
+  EXPECT_EQ(l3Status_->routerMac(), kRouterMac);
+  EXPECT_TRUE(l3Status_->hardwareRouterMacProgrammed());
+  EXPECT_TRUE(helper_->routerMac().enabled);
+
+  b.info6->routingEnabledIs(false);
+  EXPECT_TRUE(l3Status_->routerMac().isZero());
+  EXPECT_FALSE(l3Status_->hardwareRouterMacProgrammed());
+  EXPECT_FALSE(helper_->routerMac().enabled);
+  EXPECT_TRUE(trace_->contains("Router mac unprogrammed"));
+}
+
+TEST_F(RoutingStatusSmTest, VirtualRouterMacOnlyWithDefaultVrfRouting) {
+  auto& red = vrf("red", true);
+  EXPECT_FALSE(helper_->virtualRouterMac().enabled);
+
+  auto& def = vrf("default", false, true);
+  EXPECT_TRUE(helper_->virtualRouterMac().enabled);
+  EXPECT_EQ(helper_->virtualRouterMac().mac, kVirtualMac);
+
+  def.info6->routingEnabledIs(false);
+  EXPECT_FALSE(helper_->virtualRouterMac().enabled);
+  red.info4->routingEnabledIs(false);
+  EXPECT_FALSE(helper_->virtualRouterMac().enabled);
+}
+
+TEST_F(RoutingStatusSmTest, PeerRouterMacNeedsMlagAndRoutingAnywhere) {
+  auto& a = vrf("a", true);
+  EXPECT_FALSE(helper_->peerRouterMac().enabled);
+
+  mlag_->activeIs(true);
+  EXPECT_TRUE(helper_->peerRouterMac().enabled);
+  EXPECT_EQ(helper_->peerRouterMac().mac, kPeerMac);
+
+  a.info4->routingEnabledIs(false);
+  EXPECT_FALSE(helper_->peerRouterMac().enabled);
+}
+
+TEST_F(RoutingStatusSmTest, RouterMacChangeReachesTheChipWhileRouting) {
+  vrf("a", true);
+  Nollo::EthAddr const other("00:1c:73:00:00:02");
+  bridging_->routerMacIs(other);
+  EXPECT_EQ(l3Status_->routerMac(), other);
+  EXPECT_EQ(helper_->routerMac().mac, other);
+  EXPECT_TRUE(helper_->routerMac().enabled);
+}
+
+TEST_F(RoutingStatusSmTest, MissingHelperIsFatal) {
+  EXPECT_DEATH(
+      {
+        auto info = Vix::makePtr<Routing::RoutingInfo>("x");
+        info->routingEnabledIs(true);
+        auto sm = Vix::makePtr<RoutingStatusSm>(acsd_, VrfName("x"), info, info, l3Status_,
+                                                l3Status_->newVrfL3Status(VrfName("x")), bridging_, mlag_, nullptr);
+        sm->initializedIs(true);
+      },
+      "statusHelper\\(\\)");
+}
+
+}  // namespace
