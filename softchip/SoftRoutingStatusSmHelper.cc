@@ -28,4 +28,10 @@ void SoftRoutingStatusSmHelper::peerRouterMacIs(Nollo::EthAddr const& mac, bool 
   doRecord(peerRouterMac_, mac, enabled);
 }
 
+bool SoftRoutingStatusSmHelper::urpfEnabledIs(bool enabled) {
+  if (!urpfReady_) return false;
+  urpfEnabled_ = enabled;
+  return true;
+}
+
 }  // namespace SoftChip

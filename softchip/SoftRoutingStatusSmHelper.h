@@ -3,7 +3,9 @@
 // chip's "vrf" table holds (asked on a hitless restart). The MACs the chip
 // routes for are kept as last told: the router MAC, the virtual router MAC
 // and the MLAG peer's router MAC, each with whether it is in use, plus how
-// many times each was told (for tests that count writes).
+// many times each was told (for tests that count writes). uRPF is switched
+// in one step unless twoStageInitRequiredIs(true); urpfReadyIs(false) makes
+// the chip refuse the switch.
 #include <cstdint>
 
 #include "kor/helpers/RoutingStatusSmHelper.h"
@@ -25,10 +27,15 @@ class SoftRoutingStatusSmHelper : public KorHelper::RoutingStatusSmHelper {
   void routerMacIs(Nollo::EthAddr const& mac, bool programmed) override;
   void virtualRouterMacIs(Nollo::EthAddr const& mac, bool enabled) override;
   void peerRouterMacIs(Nollo::EthAddr const& mac, bool enabled) override;
+  bool urpfTwoStageInitRequired() const override { return twoStageInitRequired_; }
+  bool urpfEnabledIs(bool enabled) override;
 
   MacState const& routerMac() const { return routerMac_; }
   MacState const& virtualRouterMac() const { return virtualRouterMac_; }
   MacState const& peerRouterMac() const { return peerRouterMac_; }
+  bool urpfEnabled() const { return urpfEnabled_; }
+  void twoStageInitRequiredIs(bool v) { twoStageInitRequired_ = v; }
+  void urpfReadyIs(bool v) { urpfReady_ = v; }
 
  private:
   static void doRecord(MacState& s, Nollo::EthAddr const& mac, bool enabled);
@@ -37,6 +44,9 @@ class SoftRoutingStatusSmHelper : public KorHelper::RoutingStatusSmHelper {
   MacState routerMac_;
   MacState virtualRouterMac_;
   MacState peerRouterMac_;
+  bool urpfEnabled_ = false;
+  bool twoStageInitRequired_ = false;
+  bool urpfReady_ = true;
 };
 
 }  // namespace SoftChip

@@ -3,7 +3,8 @@
 // VRF root asks it whether routing is on in a VRF as the chip still has it,
 // and restores that into the VRF's L3 status before the first pass. The
 // routing status machines tell it which MACs the chip must route for: the
-// router MAC, the virtual router MAC and the MLAG peer's router MAC. Every
+// router MAC, the virtual router MAC and the MLAG peer's router MAC, and it
+// switches the chip's uRPF checks. Every
 // machine of every VRF may repeat the same statement, so a platform treats
 // each call as the whole wanted state, not as a change.
 #include <string>
@@ -35,6 +36,16 @@ class KOR_EXPORT RoutingStatusSmHelper : public Kor::KorBaseHelper {
   }
   virtual void peerRouterMacIs(Nollo::EthAddr const& /*mac*/, bool /*enabled*/) {
     unimplemented("RoutingStatusSmHelper", "peerRouterMacIs");
+  }
+  // Whether the chip needs routing off in every VRF while uRPF is switched.
+  virtual bool urpfTwoStageInitRequired() const {
+    unimplemented("RoutingStatusSmHelper", "urpfTwoStageInitRequired");
+    return false;
+  }
+  // Switches the chip's uRPF checks; false: not ready, nothing changed.
+  virtual bool urpfEnabledIs(bool /*enabled*/) {
+    unimplemented("RoutingStatusSmHelper", "urpfEnabledIs");
+    return false;
   }
 };
 

@@ -55,6 +55,27 @@ class RoutingStatusSm::VixKorCommonSmData : public KorCommonSmData::Notifiee {
       : KorCommonSmData::Notifiee(d), sm_(sm) {}
   void handleVirtualMac() override { sm_->handleVirtualRouterMac(); }
   void handlePeerRouterMac() override { sm_->handlePeerMacRoutingEnabled(); }
+  void handleRedundancyMode() override { sm_->handleRedundancyMode(); }
+
+ private:
+  RoutingStatusSm* sm_;
+};
+
+class RoutingStatusSm::VixUrpfConfig : public Urpf::Config::Notifiee {
+ public:
+  VixUrpfConfig(Vix::Ptr<Urpf::Config const> const& c, RoutingStatusSm* sm) : Urpf::Config::Notifiee(c), sm_(sm) {}
+  void handleEnabled() override { sm_->handleRedundancyMode(); }
+
+ private:
+  RoutingStatusSm* sm_;
+};
+
+class RoutingStatusSm::VixL3Status : public L3Status::Notifiee {
+ public:
+  VixL3Status(Vix::Ptr<L3Status const> const& s, RoutingStatusSm* sm) : L3Status::Notifiee(s), sm_(sm) {}
+  void handleUrpfRoutingDisable() override { sm_->doUrpfRoutingDisable(); }
+  void handleUrpfRoutingDisableDone() override { sm_->doUrpfHwInitStage2(); }
+  void handleUrpfRoutingEnable() override { sm_->doUrpfRoutingEnable(); }
 
  private:
   RoutingStatusSm* sm_;
@@ -66,10 +87,11 @@ RoutingStatusSm::RoutingStatusSm(Vix::Ptr<KorCommonSmData> const& acsd, VrfName 
                                  Vix::Ptr<L3Status> const& l3Status, Vix::Ptr<VrfL3Status> const& vrfL3Status,
                                  Vix::Ptr<Bridging::Config const> const& bridgingConfig,
                                  Vix::Ptr<Mlag::Status const> const& mlagStatus,
+                                 Vix::Ptr<Urpf::Config const> const& urpfConfig,
                                  Vix::Ptr<KorHelper::RoutingStatusSmHelper> const& statusHelper)
     : KorBaseSm(acsd, "KorRoutingStatusSm"), vrfName_(vrfName), routingInfo_(routingInfo),
       routing6Info_(routing6Info), l3Status_(l3Status), vrfL3Status_(vrfL3Status), bridgingConfig_(bridgingConfig),
-      mlagStatus_(mlagStatus), statusHelper_(statusHelper) {}
+      mlagStatus_(mlagStatus), urpfConfig_(urpfConfig), statusHelper_(statusHelper) {}
 
 RoutingStatusSm::~RoutingStatusSm() = default;
 
@@ -84,8 +106,11 @@ void RoutingStatusSm::handleInitialized() {
   if (bridgingConfig_) vixBridgingConfig_ = std::make_unique<VixBridgingConfig>(bridgingConfig_, this);
   if (mlagStatus_) vixMlagStatus_ = std::make_unique<VixMlagStatus>(mlagStatus_, this);
   vixKorCommonSmData_ = std::make_unique<VixKorCommonSmData>(acsd(), this);
+  if (urpfConfig_) vixUrpfConfig_ = std::make_unique<VixUrpfConfig>(urpfConfig_, this);
+  vixL3Status_ = std::make_unique<VixL3Status>(l3Status_, this);
   handleRouting();
   handleRouting6();
+  handleRedundancyMode();
 }
 
 void RoutingStatusSm::handleRouting() {
@@ -195,6 +220,119 @@ void RoutingStatusSm::handlePeerMacRoutingEnabled() {
   bool const enabled = routing && mlagStatus_ && mlagStatus_->active();
   KOR_TRACE(5, __func__ << ", peerMacRoutingEnabled: " << enabled);
   statusHelper_->peerRouterMacIs(acsd()->peerRouterMac(), enabled);
+}
+
+void RoutingStatusSm::handleRedundancyMode() {
+  if (!vrfName_.isDefault() || !urpfConfig_) return;
+  if (acsd()->redundancyMode() != Redundancy::modeActive) {
+    KOR_TRACE(5, "Not in active mode, returning");
+    return;
+  }
+  doUrpfHwInitStage1();
+}
+
+void RoutingStatusSm::doUrpfHwInitStage1() {
+  if (!statusHelper_) {
+    korAssert("statusHelper()");
+    return;
+  }
+  bool const wanted = urpfConfig_->enabled();
+  KOR_TRACE(1, __func__ << ", urfp v4: " << wanted << ", urpf v6: " << wanted);
+  if (l3Status_->urpfEnabled() == wanted) {
+    KOR_TRACE(5, "Urpf already set: " << wanted);
+    return;
+  }
+  if (!statusHelper_->urpfTwoStageInitRequired()) {
+    KOR_TRACE(5, "Two stage init not required for this platform");
+    if (!statusHelper_->urpfEnabledIs(wanted)) {
+      KOR_TRACE(1, "StatusHelper not ready");
+      return;
+    }
+    KOR_TRACE(5, "StatusHelper OK");
+    l3Status_->urpfEnabledIs(wanted);
+    return;
+  }
+  bool const waitV4 = l3Status_->waitForRoutingDisabledInVrfs();
+  bool const waitV6 = l3Status_->waitForRouting6DisabledInVrfs();
+  KOR_TRACE(5, "WaitForRoutingDisabled v4: " << waitV4 << ", waitForRoutingDisabled v6: " << waitV6);
+  KOR_TRACE(5, "UrpfRoutingDisableDone: " << l3Status_->urpfRoutingDisableDone()
+                                          << ", urpfRoutingDisable: " << l3Status_->urpfRoutingDisable());
+  // A switch already under way picks the wanted state up in its stage 2,
+  // which is retried here when the helper was not ready for it.
+  if (waitV4 || waitV6) {
+    doUrpfHwInitStage2();
+    return;
+  }
+  bool const routing = l3Status_->routingEnabledInAnyVrf() || l3Status_->routing6EnabledInAnyVrf();
+  l3Status_->urpfRoutingDisableInc();
+  if (!routing) {
+    // Nothing had to be switched off: no route review will report back.
+    l3Status_->urpfRoutingDisableDoneIs(true);
+  }
+}
+
+void RoutingStatusSm::doUrpfHwInitStage2() {
+  if (!vrfName_.isDefault() || !urpfConfig_ || !l3Status_->urpfRoutingDisableDone()) return;
+  if (!statusHelper_) {
+    korAssert("statusHelper()");
+    return;
+  }
+  if (l3Status_->routingEnabledInAnyVrf() || l3Status_->routing6EnabledInAnyVrf()) {
+    KOR_TRACE(1, "Urpf setting not modified (routing still enabled). RefCount:"
+                     << l3Status_->waitForRoutingDisabledRefCnt());
+    return;
+  }
+  bool const wanted = urpfConfig_->enabled();
+  if (!statusHelper_->urpfEnabledIs(wanted)) {
+    KOR_TRACE(1, "StatusHelper not ready");
+    return;
+  }
+  KOR_TRACE(5, "StatusHelper OK");
+  l3Status_->urpf4StatusDelAll();
+  l3Status_->urpf6StatusDelAll();
+  l3Status_->urpf6StatusUnresolvedDelAll();
+  l3Status_->urpfRoutingDisableDoneIs(false);
+  l3Status_->urpfEnabledIs(wanted);
+  l3Status_->urpfRoutingEnableInc();
+}
+
+void RoutingStatusSm::doUrpfRoutingDisable() {
+  if (!vrfL3Status_) return;
+  bool const v4 = vrfL3Status_->routingEnabled();
+  bool const v6 = vrfL3Status_->routing6Enabled();
+  KOR_TRACE(1, __func__ << " routingEnabledInAnyVrf: " << l3Status_->routingEnabledInAnyVrf()
+                        << " waitForRoutingDisabled: " << vrfL3Status_->waitForRoutingDisabled()
+                        << " routingEnabledInVrf: " << v4 << " urpfEnabled: " << l3Status_->urpfEnabled());
+  vrfL3Status_->waitForRoutingDisabledIs(true);
+  vrfL3Status_->waitForRouting6DisabledIs(true);
+  if (v4) {
+    KOR_TRACE(5, "Disabling v4 routing in vrf " << vrfName_);
+    doEnableRouting(false);
+    l3Status_->unicastReviewPendingInc();
+  }
+  if (v6) {
+    KOR_TRACE(5, " disable routing6 in vrf " << vrfName_);
+    doEnableRouting6(false);
+    l3Status_->unicast6ReviewPendingInc();
+  }
+  if (l3Status_->multicastRoutingEnabled()) {
+    KOR_TRACE(5, "Disabling multicast routing");
+    l3Status_->mrouteZombieEnabledIs(true);
+  }
+  if (!v4 && !v6 && !l3Status_->routingEnabledInAnyVrf() && !l3Status_->routing6EnabledInAnyVrf()) {
+    KOR_TRACE(5, "Routing already disabled in all vrfs");
+  }
+}
+
+void RoutingStatusSm::doUrpfRoutingEnable() {
+  if (!vrfL3Status_) return;
+  KOR_TRACE(1, __func__ << ", vrf: " << vrfName_);
+  vrfL3Status_->waitForRoutingDisabledIs(false);
+  vrfL3Status_->waitForRouting6DisabledIs(false);
+  vrfL3Status_->skipRouteReviewIs(false);
+  vrfL3Status_->skipRoute6ReviewIs(false);
+  handleRouting();
+  handleRouting6();
 }
 
 }  // namespace Kor

@@ -8,6 +8,12 @@
 // MAC (while the default VRF routes) and the MLAG peer's router MAC (while
 // MLAG is active and any VRF routes). Every machine recomputes the
 // switch-wide state from L3Status, so the last VRF to change decides it.
+// The default VRF's machine also brings uRPF into its configured state once
+// the redundancy mode is active: in one step where the platform allows it,
+// otherwise in two stages (every VRF's machine switches routing off on
+// L3Status::urpfRoutingDisable; when the route side reports
+// urpfRoutingDisableDone the hardware is switched and urpfRoutingEnable
+// turns routing back on everywhere).
 #include "kor/common/KorBaseSm.h"
 #include "kor/common/KorCommonSmData.h"
 #include "kor/common/VrfName.h"
@@ -17,6 +23,7 @@
 #include "models/bridging/Config.h"
 #include "models/mlag/Status.h"
 #include "models/routing/RoutingInfo.h"
+#include "models/urpf/Config.h"
 #include "nollo/Ipv4.h"
 #include "nollo/Ipv6.h"
 
@@ -28,7 +35,7 @@ class KOR_EXPORT RoutingStatusSm : public KorBaseSm {
                   Vix::Ptr<Routing::RoutingInfo const> const& routingInfo,
                   Vix::Ptr<Routing::RoutingInfo const> const& routing6Info, Vix::Ptr<L3Status> const& l3Status,
                   Vix::Ptr<VrfL3Status> const& vrfL3Status, Vix::Ptr<Bridging::Config const> const& bridgingConfig,
-                  Vix::Ptr<Mlag::Status const> const& mlagStatus,
+                  Vix::Ptr<Mlag::Status const> const& mlagStatus, Vix::Ptr<Urpf::Config const> const& urpfConfig,
                   Vix::Ptr<KorHelper::RoutingStatusSmHelper> const& statusHelper);
   ~RoutingStatusSm() override;
 
@@ -47,6 +54,11 @@ class KOR_EXPORT RoutingStatusSm : public KorBaseSm {
   void handleRouterMac();
   void handleVirtualRouterMac();
   void handlePeerMacRoutingEnabled();
+  void handleRedundancyMode();
+  void doUrpfHwInitStage1();
+  void doUrpfHwInitStage2();
+  void doUrpfRoutingDisable();
+  void doUrpfRoutingEnable();
 
  private:
   template <class Af>
@@ -54,6 +66,8 @@ class KOR_EXPORT RoutingStatusSm : public KorBaseSm {
   class VixBridgingConfig;
   class VixMlagStatus;
   class VixKorCommonSmData;
+  class VixUrpfConfig;
+  class VixL3Status;
 
   template <class Af>
   void doEnableRoutingAf(bool enabled);
@@ -65,12 +79,15 @@ class KOR_EXPORT RoutingStatusSm : public KorBaseSm {
   Vix::Ptr<VrfL3Status> vrfL3Status_;
   Vix::Ptr<Bridging::Config const> bridgingConfig_;
   Vix::Ptr<Mlag::Status const> mlagStatus_;
+  Vix::Ptr<Urpf::Config const> urpfConfig_;
   Vix::Ptr<KorHelper::RoutingStatusSmHelper> statusHelper_;
   std::unique_ptr<VixRoutingInfo<Nollo::Ipv4>> vixRoutingInfo_;
   std::unique_ptr<VixRoutingInfo<Nollo::Ipv6>> vixRouting6Info_;
   std::unique_ptr<VixBridgingConfig> vixBridgingConfig_;
   std::unique_ptr<VixMlagStatus> vixMlagStatus_;
   std::unique_ptr<VixKorCommonSmData> vixKorCommonSmData_;
+  std::unique_ptr<VixUrpfConfig> vixUrpfConfig_;
+  std::unique_ptr<VixL3Status> vixL3Status_;
 };
 
 }  // namespace Kor

@@ -29,6 +29,7 @@
 #include "models/ip6/Status.h"
 #include "models/ledra/EntityManager.h"
 #include "models/mlag/Status.h"
+#include "models/urpf/Config.h"
 #include "models/mpls/RoutingInfo.h"
 #include "models/multicast/StaticRouteConfig.h"
 #include "models/nexthopgroup/ResolvedNexthopGroupStatus.h"
@@ -112,6 +113,7 @@ struct VrfRootSmInputs {
   Out<Cli::RequestDir> cliRequestDir;
   Out<Cli::AgentCommandRequestStatus> agentCommandRequestStatus;
   In<Mlag::Status> mlagStatus;
+  In<Urpf::Config> urpfConfig;
   // The shared ARP table (and, with it, the IPv6 neighbour table).
   In<Quill::Arp::ArpTable> arpTableStatus;
   In<Quill::Arp::NeighTable> neighTableStatus;

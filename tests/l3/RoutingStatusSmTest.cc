@@ -1,7 +1,8 @@
 // The routing status machines of several VRFs sharing one L3 status and the
 // software chip's routing status hook: routing flags per VRF and address
 // family, the switch-wide hardware flags, the router MAC while any VRF
-// routes, and the virtual / MLAG peer router MACs.
+// routes, the virtual / MLAG peer router MACs, and the uRPF start in one
+// or two stages.
 #include <gtest/gtest.h>
 
 #include <map>
@@ -42,6 +43,8 @@ class RoutingStatusSmTest : public ::testing::Test {
     bridging_ = Vix::makePtr<Bridging::Config>("bridging");
     bridging_->routerMacIs(kRouterMac);
     mlag_ = Vix::makePtr<Mlag::Status>("mlag");
+    urpf_ = Vix::makePtr<Urpf::Config>("urpf");
+    acsd_->redundancyModeIs(Redundancy::modeActive);
     chip_ = Vix::makePtr<SoftChip::SoftChip>();
     helper_ = Vix::makePtr<SoftChip::SoftRoutingStatusSmHelper>(chip_.ptr());
   }
@@ -60,7 +63,7 @@ class RoutingStatusSmTest : public ::testing::Test {
     v.info6->routingEnabledIs(v6);
     v.status = l3Status_->newVrfL3Status(VrfName(name));
     v.sm = Vix::makePtr<RoutingStatusSm>(acsd_, VrfName(name), v.info4, v.info6, l3Status_, v.status, bridging_,
-                                         mlag_, helper_);
+                                         mlag_, urpf_, helper_);
     v.sm->tf().levelsIs("*");
     v.sm->initializedIs(true);
     return v;
@@ -72,6 +75,7 @@ class RoutingStatusSmTest : public ::testing::Test {
   Vix::Ptr<L3Status> l3Status_;
   Vix::Ptr<Bridging::Config> bridging_;
   Vix::Ptr<Mlag::Status> mlag_;
+  Vix::Ptr<Urpf::Config> urpf_;
   Vix::Ptr<SoftChip::SoftChip> chip_;
   Vix::Ptr<SoftChip::SoftRoutingStatusSmHelper> helper_;
   std::map<std::string, Vrf> vrfs_;
@@ -177,13 +181,102 @@ TEST_F(RoutingStatusSmTest, RouterMacChangeReachesTheChipWhileRouting) {
   EXPECT_TRUE(helper_->routerMac().enabled);
 }
 
+TEST_F(RoutingStatusSmTest, UrpfWithoutTwoStagePlatformKeepsRouting) {
+  auto& def = vrf("default", true, true);
+  auto& red = vrf("red", true);
+  urpf_->enabledIs(true);
+  EXPECT_TRUE(l3Status_->urpfEnabled());
+  EXPECT_TRUE(helper_->urpfEnabled());
+  EXPECT_TRUE(trace_->contains("Two stage init not required for this platform"));
+  EXPECT_EQ(l3Status_->urpfRoutingDisable(), 0u);
+  EXPECT_TRUE(def.status->routingEnabled());
+  EXPECT_TRUE(def.status->routing6Enabled());
+  EXPECT_TRUE(red.status->routingEnabled());
+  EXPECT_EQ(l3Status_->unicastReviewPending(), 0u);
+}
+
+TEST_F(RoutingStatusSmTest, UrpfTwoStageStartSwitchesRoutingOffEverywhereThenBackOn) {
+  helper_->twoStageInitRequiredIs(true);
+  auto& def = vrf("default", true, true);
+  auto& red = vrf("red", true);
+  urpf_->enabledIs(true);
+
+  // Stage 1: every VRF stops routing and asks its route side for a pass.
+  EXPECT_EQ(l3Status_->urpfRoutingDisable(), 1u);
+  EXPECT_FALSE(def.status->routingEnabled());
+  EXPECT_FALSE(def.status->routing6Enabled());
+  EXPECT_FALSE(red.status->routingEnabled());
+  EXPECT_TRUE(red.status->waitForRoutingDisabled());
+  EXPECT_EQ(l3Status_->unicastReviewPending(), 2u);
+  EXPECT_EQ(l3Status_->unicast6ReviewPending(), 1u);
+  EXPECT_FALSE(l3Status_->urpfEnabled());
+  EXPECT_FALSE(helper_->urpfEnabled());
+
+  // A second change while waiting does not start another round.
+  urpf_->enabledIs(false);
+  urpf_->enabledIs(true);
+  EXPECT_EQ(l3Status_->urpfRoutingDisable(), 1u);
+
+  // Stage 2, once the route side reports routing off everywhere.
+  l3Status_->urpfRoutingDisableDoneIs(true);
+  EXPECT_TRUE(l3Status_->urpfEnabled());
+  EXPECT_TRUE(helper_->urpfEnabled());
+  EXPECT_FALSE(l3Status_->urpfRoutingDisableDone());
+  EXPECT_EQ(l3Status_->urpfRoutingEnable(), 1u);
+  EXPECT_TRUE(def.status->routingEnabled());
+  EXPECT_TRUE(def.status->routing6Enabled());
+  EXPECT_TRUE(red.status->routingEnabled());
+  EXPECT_FALSE(red.status->waitForRoutingDisabled());
+  EXPECT_FALSE(red.status->skipRouteReview());
+  EXPECT_TRUE(l3Status_->hardwareV4RoutingEnabled());
+  EXPECT_TRUE(l3Status_->hardwareRouterMacProgrammed());
+}
+
+TEST_F(RoutingStatusSmTest, UrpfWaitsForActiveModeAndForAReadyHelper) {
+  helper_->twoStageInitRequiredIs(true);
+  acsd_->redundancyModeIs(Redundancy::modeStandby);
+  auto& def = vrf("default", true);
+  urpf_->enabledIs(true);
+  EXPECT_TRUE(trace_->contains("Not in active mode, returning"));
+  EXPECT_EQ(l3Status_->urpfRoutingDisable(), 0u);
+  EXPECT_TRUE(def.status->routingEnabled());
+
+  acsd_->redundancyModeIs(Redundancy::modeActive);
+  EXPECT_EQ(l3Status_->urpfRoutingDisable(), 1u);
+
+  helper_->urpfReadyIs(false);
+  l3Status_->urpfRoutingDisableDoneIs(true);
+  EXPECT_TRUE(trace_->contains("StatusHelper not ready"));
+  EXPECT_FALSE(l3Status_->urpfEnabled());
+  EXPECT_FALSE(def.status->routingEnabled());
+
+  // The next change retries the hardware switch without another round.
+  helper_->urpfReadyIs(true);
+  urpf_->enabledIs(false);
+  urpf_->enabledIs(true);
+  EXPECT_EQ(l3Status_->urpfRoutingDisable(), 1u);
+  EXPECT_TRUE(l3Status_->urpfEnabled());
+  EXPECT_TRUE(def.status->routingEnabled());
+}
+
+TEST_F(RoutingStatusSmTest, UrpfStageTwoRefusedWhileRoutingIsStillOn) {
+  helper_->twoStageInitRequiredIs(true);
+  auto& def = vrf("default", true);
+  urpf_->enabledIs(true);
+  def.sm->doEnableRouting(true);  // switched back on before the route side reported
+  l3Status_->urpfRoutingDisableDoneIs(true);
+  EXPECT_TRUE(trace_->contains("Urpf setting not modified (routing still enabled). RefCount:"));
+  EXPECT_FALSE(l3Status_->urpfEnabled());
+  EXPECT_FALSE(helper_->urpfEnabled());
+}
+
 TEST_F(RoutingStatusSmTest, MissingHelperIsFatal) {
   EXPECT_DEATH(
       {
         auto info = Vix::makePtr<Routing::RoutingInfo>("x");
         info->routingEnabledIs(true);
         auto sm = Vix::makePtr<RoutingStatusSm>(acsd_, VrfName("x"), info, info, l3Status_,
-                                                l3Status_->newVrfL3Status(VrfName("x")), bridging_, mlag_, nullptr);
+                                                l3Status_->newVrfL3Status(VrfName("x")), bridging_, mlag_, urpf_, nullptr);
         sm->initializedIs(true);
       },
       "statusHelper\\(\\)");
