@@ -1,21 +1,23 @@
 #pragma once
-// Routing state of a VLAN: off, on, or on but waiting until its routes are
-// handed over (deferred enabling).
-// Values outside the list print as "RoutingState(<number>)".
-#include <cstdint>
+// Routing state of a VLAN interface, one per VLAN in
+// L3Status::vlanRoutingState: which kinds of routing are on for it (IPv4
+// unicast, IPv6 unicast, IPv4 multicast, MPLS). All off prints "OFF".
 #include <ostream>
 
 #include "kor/common/KorExport.h"
 
 namespace Kor {
 
-enum class RoutingState : uint8_t {
-  routingDisabled,
-  routingEnabled,
-  routingDeferred,
+struct RoutingState {
+  bool v4uc = false;
+  bool v6uc = false;
+  bool v4mc = false;
+  bool mpls = false;
+
+  bool any() const { return v4uc || v6uc || v4mc || mpls; }
+  bool operator==(RoutingState const&) const = default;
 };
 
-KOR_EXPORT char const* toString(RoutingState v);
-KOR_EXPORT std::ostream& operator<<(std::ostream& os, RoutingState v);
+KOR_EXPORT std::ostream& operator<<(std::ostream& os, RoutingState const& v);
 
 }  // namespace Kor

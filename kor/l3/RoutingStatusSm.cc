@@ -81,6 +81,17 @@ class RoutingStatusSm::VixL3Status : public L3Status::Notifiee {
   RoutingStatusSm* sm_;
 };
 
+// One for each address family's interface status.
+class RoutingStatusSm::VixIpStatus : public Ip::Status::Notifiee {
+ public:
+  VixIpStatus(Vix::Ptr<Ip::Status const> const& s, RoutingStatusSm* sm) : Ip::Status::Notifiee(s), sm_(sm) {}
+  void handleCurrentVrf(Nollo::IntfId const& intf) override { sm_->handleVlanRouting(intf); }
+  void handleIntfRouting(Nollo::IntfId const& intf) override { sm_->handleVlanRouting(intf); }
+
+ private:
+  RoutingStatusSm* sm_;
+};
+
 RoutingStatusSm::RoutingStatusSm(Vix::Ptr<KorCommonSmData> const& acsd, VrfName const& vrfName,
                                  Vix::Ptr<Routing::RoutingInfo const> const& routingInfo,
                                  Vix::Ptr<Routing::RoutingInfo const> const& routing6Info,
@@ -88,10 +99,14 @@ RoutingStatusSm::RoutingStatusSm(Vix::Ptr<KorCommonSmData> const& acsd, VrfName 
                                  Vix::Ptr<Bridging::Config const> const& bridgingConfig,
                                  Vix::Ptr<Mlag::Status const> const& mlagStatus,
                                  Vix::Ptr<Urpf::Config const> const& urpfConfig,
+                                 Vix::Ptr<Ip::Status const> const& ipStatus,
+                                 Vix::Ptr<Ip::Status const> const& ip6Status,
+                                 Vix::Ptr<IntfVlanId::Table const> const& intfVlanIdTable,
                                  Vix::Ptr<KorHelper::RoutingStatusSmHelper> const& statusHelper)
     : KorBaseSm(acsd, "KorRoutingStatusSm"), vrfName_(vrfName), routingInfo_(routingInfo),
       routing6Info_(routing6Info), l3Status_(l3Status), vrfL3Status_(vrfL3Status), bridgingConfig_(bridgingConfig),
-      mlagStatus_(mlagStatus), urpfConfig_(urpfConfig), statusHelper_(statusHelper) {}
+      mlagStatus_(mlagStatus), urpfConfig_(urpfConfig), ipStatus_(ipStatus), ip6Status_(ip6Status),
+      intfVlanIdTable_(intfVlanIdTable), statusHelper_(statusHelper) {}
 
 RoutingStatusSm::~RoutingStatusSm() = default;
 
@@ -108,8 +123,11 @@ void RoutingStatusSm::handleInitialized() {
   vixKorCommonSmData_ = std::make_unique<VixKorCommonSmData>(acsd(), this);
   if (urpfConfig_) vixUrpfConfig_ = std::make_unique<VixUrpfConfig>(urpfConfig_, this);
   vixL3Status_ = std::make_unique<VixL3Status>(l3Status_, this);
+  if (ipStatus_) vixIpStatus_ = std::make_unique<VixIpStatus>(ipStatus_, this);
+  if (ip6Status_) vixIp6Status_ = std::make_unique<VixIpStatus>(ip6Status_, this);
   handleRouting();
   handleRouting6();
+  doVlanRoutingAll();
   handleRedundancyMode();
 }
 
@@ -167,6 +185,7 @@ void RoutingStatusSm::doEnableRoutingAf(bool enabled) {
     handlePeerMacRoutingEnabled();
     handleVirtualRouterMac();
   }
+  doVlanRoutingAll();
 }
 
 void RoutingStatusSm::handleHardwareRouting(bool v4, bool v6) {
@@ -333,6 +352,47 @@ void RoutingStatusSm::doUrpfRoutingEnable() {
   vrfL3Status_->skipRoute6ReviewIs(false);
   handleRouting();
   handleRouting6();
+}
+
+void RoutingStatusSm::doVlanRoutingAll() {
+  if (!initialized()) return;
+  for (auto const* status : {ipStatus_.ptr(), ip6Status_.ptr()}) {
+    if (!status) continue;
+    for (auto const& [intf, vrf] : status->currentVrfMap()) {
+      if (vrf == vrfName_.str()) handleVlanRouting(intf);
+    }
+  }
+}
+
+void RoutingStatusSm::handleVlanRouting(Nollo::IntfId const& intf) {
+  if (!vrfL3Status_ || !l3Status_) return;
+  std::string const v4Vrf = ipStatus_ ? ipStatus_->currentVrf(intf) : std::string();
+  std::string const v6Vrf = ip6Status_ ? ip6Status_->currentVrf(intf) : std::string();
+  bool const v4Here = v4Vrf == vrfName_.str();
+  bool const v6Here = v6Vrf == vrfName_.str();
+  // Bound to another VRF: that VRF's machine owns the VLAN's state.
+  if (!v4Here && !v6Here && (!v4Vrf.empty() || !v6Vrf.empty())) return;
+  bool const routing = v4Here ? ipStatus_->intfRouting(intf).routing : false;
+  KOR_TRACE(5, __func__ << " (IpIntfStatus), vrf: " << vrfName_ << ", intf: " << intf << ", routing: " << routing);
+  if (!intfVlanIdTable_ || !intfVlanIdTable_->vlanIdHas(intf)) {
+    KOR_TRACE(5, "Ignoring IpIntfStatus for non-Vlan interface " << intf);
+    return;
+  }
+  uint32_t const vlan = intfVlanIdTable_->vlanId(intf);
+  Ip::IntfRouting const ip = v4Here ? ipStatus_->intfRouting(intf) : Ip::IntfRouting();
+  Ip::IntfRouting const ip6 = v6Here ? ip6Status_->intfRouting(intf) : Ip::IntfRouting();
+  RoutingState state;
+  state.v4uc = vrfL3Status_->routingEnabled() && ip.routing;
+  state.v6uc = vrfL3Status_->routing6Enabled() && ip6.routing;
+  state.v4mc = ip.mcastRouting;
+  state.mpls = ip.mplsRouting || ip6.mplsRouting;
+  KOR_TRACE(5, "Routing State vlan " << vlan << ": " << state);
+  if (state == l3Status_->vlanRoutingState(vlan)) return;
+  if (state.any()) {
+    l3Status_->vlanRoutingStateIs(vlan, state);
+  } else {
+    l3Status_->vlanRoutingStateDel(vlan);
+  }
 }
 
 }  // namespace Kor

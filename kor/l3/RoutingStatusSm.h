@@ -6,7 +6,9 @@
 // routing is on in any VRF), the router MAC (programmed while this or any
 // other VRF routes), and, through the platform helper, the virtual router
 // MAC (while the default VRF routes) and the MLAG peer's router MAC (while
-// MLAG is active and any VRF routes). Every machine recomputes the
+// MLAG is active and any VRF routes). It also keeps the routing state of
+// each VLAN interface bound to the VRF in L3Status::vlanRoutingState,
+// written only when it changes (an all-off state is no entry). Every machine recomputes the
 // switch-wide state from L3Status, so the last VRF to change decides it.
 // The default VRF's machine also brings uRPF into its configured state once
 // the redundancy mode is active: in one step where the platform allows it,
@@ -21,6 +23,8 @@
 #include "kor/l3/L3Status.h"
 #include "kor/l3/VrfL3Status.h"
 #include "models/bridging/Config.h"
+#include "models/ip/IntfVlanIdTable.h"
+#include "models/ip/Status.h"
 #include "models/mlag/Status.h"
 #include "models/routing/RoutingInfo.h"
 #include "models/urpf/Config.h"
@@ -36,6 +40,8 @@ class KOR_EXPORT RoutingStatusSm : public KorBaseSm {
                   Vix::Ptr<Routing::RoutingInfo const> const& routing6Info, Vix::Ptr<L3Status> const& l3Status,
                   Vix::Ptr<VrfL3Status> const& vrfL3Status, Vix::Ptr<Bridging::Config const> const& bridgingConfig,
                   Vix::Ptr<Mlag::Status const> const& mlagStatus, Vix::Ptr<Urpf::Config const> const& urpfConfig,
+                  Vix::Ptr<Ip::Status const> const& ipStatus, Vix::Ptr<Ip::Status const> const& ip6Status,
+                  Vix::Ptr<IntfVlanId::Table const> const& intfVlanIdTable,
                   Vix::Ptr<KorHelper::RoutingStatusSmHelper> const& statusHelper);
   ~RoutingStatusSm() override;
 
@@ -55,10 +61,12 @@ class KOR_EXPORT RoutingStatusSm : public KorBaseSm {
   void handleVirtualRouterMac();
   void handlePeerMacRoutingEnabled();
   void handleRedundancyMode();
+  void handleVlanRouting(Nollo::IntfId const& intf);
   void doUrpfHwInitStage1();
   void doUrpfHwInitStage2();
   void doUrpfRoutingDisable();
   void doUrpfRoutingEnable();
+  void doVlanRoutingAll();
 
  private:
   template <class Af>
@@ -68,6 +76,7 @@ class KOR_EXPORT RoutingStatusSm : public KorBaseSm {
   class VixKorCommonSmData;
   class VixUrpfConfig;
   class VixL3Status;
+  class VixIpStatus;
 
   template <class Af>
   void doEnableRoutingAf(bool enabled);
@@ -80,6 +89,9 @@ class KOR_EXPORT RoutingStatusSm : public KorBaseSm {
   Vix::Ptr<Bridging::Config const> bridgingConfig_;
   Vix::Ptr<Mlag::Status const> mlagStatus_;
   Vix::Ptr<Urpf::Config const> urpfConfig_;
+  Vix::Ptr<Ip::Status const> ipStatus_;
+  Vix::Ptr<Ip::Status const> ip6Status_;
+  Vix::Ptr<IntfVlanId::Table const> intfVlanIdTable_;
   Vix::Ptr<KorHelper::RoutingStatusSmHelper> statusHelper_;
   std::unique_ptr<VixRoutingInfo<Nollo::Ipv4>> vixRoutingInfo_;
   std::unique_ptr<VixRoutingInfo<Nollo::Ipv6>> vixRouting6Info_;
@@ -88,6 +100,8 @@ class KOR_EXPORT RoutingStatusSm : public KorBaseSm {
   std::unique_ptr<VixKorCommonSmData> vixKorCommonSmData_;
   std::unique_ptr<VixUrpfConfig> vixUrpfConfig_;
   std::unique_ptr<VixL3Status> vixL3Status_;
+  std::unique_ptr<VixIpStatus> vixIpStatus_;
+  std::unique_ptr<VixIpStatus> vixIp6Status_;
 };
 
 }  // namespace Kor

@@ -36,7 +36,8 @@ void VrfRoot::doStartSm() {
   KOR_TRACE(5, "Create korArpSm, vrf: " << vrfName_);
   korRoutingStatusSm_ =
       Vix::makePtr<RoutingStatusSm>(acsd, vrfName_, routingInfo_, routing6Info_, in.l3Status, vrfL3Status_,
-                                    in.bridgingConfig, in.mlagStatus, in.urpfConfig, in.routingStatusSmHelper);
+                                    in.bridgingConfig, in.mlagStatus, in.urpfConfig, in.ipStatus, in.ip6Status,
+                                    in.intfVlanIdTable, in.routingStatusSmHelper);
   KOR_TRACE(5, "Create korRoutingStatusSm, vrf: " << vrfName_);
   korNexthopGroupRouteSm_ = Vix::makePtr<NexthopGroupRouteSm>(acsd, vrfName_, watchedNexthopGroupConfig_);
   KOR_TRACE(5, "Create korNexthopGroupRouteSm, vrf: " << vrfName_);

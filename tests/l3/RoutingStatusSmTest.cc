@@ -2,7 +2,7 @@
 // software chip's routing status hook: routing flags per VRF and address
 // family, the switch-wide hardware flags, the router MAC while any VRF
 // routes, the virtual / MLAG peer router MACs, and the uRPF start in one
-// or two stages.
+// or two stages, and the routing state of VLAN interfaces.
 #include <gtest/gtest.h>
 
 #include <map>
@@ -10,6 +10,7 @@
 
 #include "kor/common/KorCommonSmData.h"
 #include "kor/l3/RoutingStatusSm.h"
+#include "nollo/IntfId.h"
 #include "softchip/SoftChip.h"
 #include "softchip/SoftRoutingStatusSmHelper.h"
 #include "vix/ActivityLoop.h"
@@ -44,6 +45,9 @@ class RoutingStatusSmTest : public ::testing::Test {
     bridging_->routerMacIs(kRouterMac);
     mlag_ = Vix::makePtr<Mlag::Status>("mlag");
     urpf_ = Vix::makePtr<Urpf::Config>("urpf");
+    ip_ = Vix::makePtr<Ip::Status>("ip");
+    ip6_ = Vix::makePtr<Ip::Status>("ip6");
+    vlans_ = Vix::makePtr<IntfVlanId::Table>("vlans");
     acsd_->redundancyModeIs(Redundancy::modeActive);
     chip_ = Vix::makePtr<SoftChip::SoftChip>();
     helper_ = Vix::makePtr<SoftChip::SoftRoutingStatusSmHelper>(chip_.ptr());
@@ -63,7 +67,7 @@ class RoutingStatusSmTest : public ::testing::Test {
     v.info6->routingEnabledIs(v6);
     v.status = l3Status_->newVrfL3Status(VrfName(name));
     v.sm = Vix::makePtr<RoutingStatusSm>(acsd_, VrfName(name), v.info4, v.info6, l3Status_, v.status, bridging_,
-                                         mlag_, urpf_, helper_);
+                                         mlag_, urpf_, ip_, ip6_, vlans_, helper_);
     v.sm->tf().levelsIs("*");
     v.sm->initializedIs(true);
     return v;
@@ -76,6 +80,9 @@ class RoutingStatusSmTest : public ::testing::Test {
   Vix::Ptr<Bridging::Config> bridging_;
   Vix::Ptr<Mlag::Status> mlag_;
   Vix::Ptr<Urpf::Config> urpf_;
+  Vix::Ptr<Ip::Status> ip_;
+  Vix::Ptr<Ip::Status> ip6_;
+  Vix::Ptr<IntfVlanId::Table> vlans_;
   Vix::Ptr<SoftChip::SoftChip> chip_;
   Vix::Ptr<SoftChip::SoftRoutingStatusSmHelper> helper_;
   std::map<std::string, Vrf> vrfs_;
@@ -270,13 +277,68 @@ TEST_F(RoutingStatusSmTest, UrpfStageTwoRefusedWhileRoutingIsStillOn) {
   EXPECT_FALSE(helper_->urpfEnabled());
 }
 
+// Counts the writes to each VLAN's routing state.
+struct VlanWrites : L3Status::Notifiee {
+  using L3Status::Notifiee::Notifiee;
+  void handleVlanRoutingState(uint32_t const& vlan) override { ++writes[vlan]; }
+  std::map<uint32_t, int> writes;
+};
+
+TEST_F(RoutingStatusSmTest, VlanRoutingStateFollowsTheFourKindsAndIsWrittenOnlyOnChange) {
+  Nollo::IntfId const vlan10("Vlan10");
+  vlans_->vlanIdIs(vlan10, 10);
+  ip_->currentVrfIs(vlan10, "red");
+  ip6_->currentVrfIs(vlan10, "red");
+  ip_->intfRoutingIs(vlan10, Ip::IntfRouting{true, false, false});
+  auto& red = vrf("red", true);
+  VlanWrites seen(l3Status_);
+  EXPECT_EQ(l3Status_->vlanRoutingState(10), (RoutingState{true, false, false, false}));
+
+  ip6_->intfRoutingIs(vlan10, Ip::IntfRouting{true, false, false});
+  EXPECT_EQ(seen.writes[10], 0);  // IPv6 routing is off in the VRF
+  red.info6->routingEnabledIs(true);
+  EXPECT_EQ(l3Status_->vlanRoutingState(10), (RoutingState{true, true, false, false}));
+  EXPECT_EQ(seen.writes[10], 1);
+
+  // Changes that leave the four kinds as they are write nothing.
+  red.sm->handleVlanRouting(vlan10);
+  red.info4->routingEnabledIs(true);
+  ip_->currentVrfIs(vlan10, "red");
+  EXPECT_EQ(seen.writes[10], 1);
+
+  ip_->intfRoutingIs(vlan10, Ip::IntfRouting{true, true, true});
+  EXPECT_EQ(l3Status_->vlanRoutingState(10), (RoutingState{true, true, true, true}));
+  red.info4->routingEnabledIs(false);
+  red.info6->routingEnabledIs(false);
+  ip_->intfRoutingIs(vlan10, Ip::IntfRouting{});
+  EXPECT_FALSE(l3Status_->vlanRoutingStateHas(10));
+}
+
+TEST_F(RoutingStatusSmTest, VlanRoutingStateIgnoresOtherVrfsAndNonVlanInterfaces) {
+  Nollo::IntfId const vlan20("Vlan20");
+  Nollo::IntfId const eth1("Ethernet1");
+  vlans_->vlanIdIs(vlan20, 20);
+  ip_->currentVrfIs(vlan20, "blue");
+  ip_->intfRoutingIs(vlan20, Ip::IntfRouting{true, false, false});
+  ip_->currentVrfIs(eth1, "red");
+  ip_->intfRoutingIs(eth1, Ip::IntfRouting{true, false, false});
+  vrf("red", true);
+  EXPECT_FALSE(l3Status_->vlanRoutingStateHas(20));
+  EXPECT_TRUE(trace_->contains("Ignoring IpIntfStatus for non-Vlan interface Ethernet1"));
+
+  vrf("blue", true);
+  EXPECT_EQ(l3Status_->vlanRoutingState(20), (RoutingState{true, false, false, false}));
+  EXPECT_TRUE(trace_->contains("Routing State vlan 20: v4uc: 1"));
+}
+
 TEST_F(RoutingStatusSmTest, MissingHelperIsFatal) {
   EXPECT_DEATH(
       {
         auto info = Vix::makePtr<Routing::RoutingInfo>("x");
         info->routingEnabledIs(true);
         auto sm = Vix::makePtr<RoutingStatusSm>(acsd_, VrfName("x"), info, info, l3Status_,
-                                                l3Status_->newVrfL3Status(VrfName("x")), bridging_, mlag_, urpf_, nullptr);
+                                                l3Status_->newVrfL3Status(VrfName("x")), bridging_, mlag_, urpf_, ip_, ip6_,
+                                                vlans_, nullptr);
         sm->initializedIs(true);
       },
       "statusHelper\\(\\)");

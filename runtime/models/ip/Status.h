@@ -1,10 +1,12 @@
 #pragma once
 // IPv4 interface status of the IP agent: the VRF each routed interface is
 // currently bound to. The VRF root clears the bindings into a VRF it deletes
-// (an empty name means no VRF).
+// (an empty name means no VRF). intfRouting: what is switched on for each
+// routed interface.
 #include <cstdint>
 #include <string>
 
+#include "models/ip/IntfRouting.h"
 #include "nollo/IntfId.h"
 #include "vix/Entity.h"
 
@@ -16,12 +18,14 @@ class Status : public Vix::Entity {
    public:
     using NotifieeOf::NotifieeOf;
     VIX_KEY_HANDLER(Nollo::IntfId, CurrentVrf)
+    VIX_KEY_HANDLER(Nollo::IntfId, IntfRouting)
   };
 
   Status() = default;
   explicit Status(std::string name) : Entity(std::move(name)) {}
 
   VIX_HASH_MAP(Nollo::IntfId, std::string, currentVrf, CurrentVrf)
+  VIX_HASH_MAP(Nollo::IntfId, Ip::IntfRouting, intfRouting, IntfRouting)
 };
 
 }  // namespace Ip
