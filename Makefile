@@ -6,7 +6,7 @@ BENCH_PKGS := $(BUILD_PKGS) libbenchmark-dev
 CLANG_PKGS := clang libclang-rt-dev
 CMAKE := cmake -G Ninja -Wno-dev
 
-.PHONY: run test test-sanitize build-clang bench fuzz clean deps
+.PHONY: run test test-sanitize build-clang bench clean
 
 run:
 	@scripts/deps.sh $(BUILD_PKGS)
