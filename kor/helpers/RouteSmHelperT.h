@@ -1,14 +1,29 @@
 #pragma once
 // Platform hook of the route machines, one per address family
-// (KorHelper::RouteSmHelper, KorHelper::Route6SmHelper). The route machine of
-// a VRF tells it when the VRF's initial sync is over, so the chip may drop
-// routes of an earlier run that were not handed over again.
+// (KorHelper::RouteSmHelper, KorHelper::Route6SmHelper).
+//
+// The route machine of a VRF writes each route's AdjInfo into the hand-over
+// list of L3Status (adjInfoList / adjInfo6List) and then calls
+// handleRouteUpdate for the prefix: the platform answers whether the chip
+// now holds the route as handed over (or, for a removed entry, no longer
+// holds it). A route the chip could not take becomes unprogrammed in the
+// route machine and is handed over again later; it is never dropped.
+//
+// After a restart the chip still holds the routes of the earlier run: the
+// route machine walks them (forEachHardwareRoute) to reconcile with the FIB,
+// and removes those the FIB no longer has (deleteHardwareRoute). It tells
+// the platform when the VRF's initial sync is over.
+#include <cstdint>
+#include <functional>
 #include <string>
 #include <type_traits>
 
 #include "kor/common/KorBaseHelper.h"
 #include "kor/common/KorExport.h"
 #include "kor/common/VrfName.h"
+#include "kor/helpers/RouteUpdateAnswer.h"
+#include "kor/l3/VrfId.h"
+#include "nollo/IpPrefix.h"
 #include "nollo/Ipv4.h"
 #include "nollo/Ipv6.h"
 
@@ -17,10 +32,27 @@ namespace KorHelper {
 template <class AF>
 class KOR_EXPORT RouteSmHelperT : public Kor::KorBaseHelper {
  public:
+  using Prefix = Nollo::IpPrefixT<AF>;
+  // prefix, the L2 adjacency index the chip's route points at.
+  using HardwareRouteVisitor = std::function<void(Prefix const&, uint64_t)>;
   static constexpr char const* helperName = std::is_same_v<AF, Nollo::Ipv4> ? "RouteSmHelper" : "Route6SmHelper";
 
   explicit RouteSmHelperT(std::string name = helperName) : KorBaseHelper(std::move(name)) {}
   virtual void handleEndOfSync(Kor::VrfName const& vrfName) { unimplemented(helperName, "handleEndOfSync"); }
+  // The hand-over entry of (vrfId, prefix) was just written or removed.
+  virtual RouteUpdateAnswer handleRouteUpdate(Kor::VrfId vrfId, Prefix const& prefix, uint64_t sequence) {
+    unimplemented(helperName, "handleRouteUpdate");
+    return RouteUpdateAnswer::failed;
+  }
+  // Every route the chip holds for the VRF (after a restart: those of the
+  // earlier run).
+  virtual void forEachHardwareRoute(Kor::VrfId vrfId, HardwareRouteVisitor const& visit) const {
+    unimplemented(helperName, "forEachHardwareRoute");
+  }
+  // Removes a route the FIB no longer has from the chip.
+  virtual void deleteHardwareRoute(Kor::VrfId vrfId, Prefix const& prefix) {
+    unimplemented(helperName, "deleteHardwareRoute");
+  }
 };
 
 using RouteSmHelper = RouteSmHelperT<Nollo::Ipv4>;

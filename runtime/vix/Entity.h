@@ -92,6 +92,8 @@ class Entity : public PtrInterface, public Notifier {
   void name##Del(K const& k) {                                            \
     if (name##_.erase(k)) this->notify(&Notifiee::handle##Name, k);       \
   }                                                                       \
+  /* Notifies the key's watchers although nothing changed (a retry). */   \
+  void name##Notify(K const& k) { this->notify(&Notifiee::handle##Name, k); } \
   void name##DelAll() {                                                   \
     Container<K, V> gone;                                                 \
     std::swap(gone, name##_);                                             \

@@ -1,10 +1,14 @@
 #pragma once
 // Routing capabilities the platform publishes: the largest ECMP group it can
 // program (0: not published), whether next-hop groups can be used in the
-// default VRF and in the other VRFs, and whether resilient ECMP is supported.
+// default VRF and in the other VRFs, whether resilient ECMP is supported, and
+// the IPv6 prefix lengths it keeps in its exact-match table
+// (prefixLenInExactMatch; every other IPv6 route goes to the longest-prefix
+// table).
 #include <cstdint>
 #include <string>
 
+#include "models/routing/RoutesInExactMatch.h"
 #include "vix/Entity.h"
 
 namespace Routing::Hardware {
@@ -18,6 +22,7 @@ class Status : public Vix::Entity {
     VIX_HANDLER(NexthopGroupSupported)
     VIX_HANDLER(NexthopGroupSupportedInNonDefaultVrf)
     VIX_HANDLER(ResilientEcmpSupported)
+    VIX_KEY_HANDLER(RoutesInExactMatch, PrefixLenInExactMatch)
   };
 
   Status() = default;
@@ -27,6 +32,7 @@ class Status : public Vix::Entity {
   VIX_ATTR(bool, nexthopGroupSupported, NexthopGroupSupported)
   VIX_ATTR(bool, nexthopGroupSupportedInNonDefaultVrf, NexthopGroupSupportedInNonDefaultVrf)
   VIX_ATTR(bool, resilientEcmpSupported, ResilientEcmpSupported)
+  VIX_HASH_MAP(RoutesInExactMatch, bool, prefixLenInExactMatch, PrefixLenInExactMatch)
 };
 
 }  // namespace Routing::Hardware
