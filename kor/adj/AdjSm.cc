@@ -655,7 +655,12 @@ void AdjSm::createOrUpdateL2Adj(Vix::Ptr<AdjEntry> const& adjEntry, AdjUpdateTyp
     return;
   }
   if (!adjEntry->l2Adj()) KOR_TRACE(8, "L2Adj for adjEntry doesn't exist. Create one");
+  uint64_t oldIndex = adjEntry->l2Adj() ? adjEntry->l2Adj()->index() : 0;
   l2AdjHelper_->updateL2AdjForAdj(*adjEntry, adjUpdateType);
+  // The routes on the entry point at its L2 adjacency by index: a new index
+  // (a move to a shared adjacency, or out of one) hands them over again.
+  uint64_t newIndex = adjEntry->l2Adj() ? adjEntry->l2Adj()->index() : 0;
+  if (newIndex != oldIndex && (adjEntry->prefixs() || adjEntry->prefix6s())) schedulePrefixWalk(adjEntry);
   adjEntry->intfStatusReviewInProgressIs(false);
   auto const& l2Adj = adjEntry->l2Adj();
   if (l2Adj && l2Adj->state() != L2AdjState::installed) unprogrammedAdjList_.enqueue(adjEntry->fecId());

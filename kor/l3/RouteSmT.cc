@@ -1,32 +1,215 @@
 #include "kor/l3/RouteSmT.h"
 
+#include <charconv>
 #include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <map>
 
+#include "kor/common/KorAssert.h"
 #include "kor/l3/VrfRoot.h"
+#include "nollo/Ip6Hdr.h"
 
 namespace Kor {
 
-template <class AF>
-RouteSmT<AF>::RouteSmT(Vix::Ptr<KorCommonSmData> const& acsd, VrfRoot* vrfRoot,
-                       Vix::Ptr<RouteStatus const> const& routeStatus, Vix::Ptr<VrfL3Status> const& vrfL3Status,
-                       Vix::Ptr<Helper> const& helper)
-    : KorBaseSm(acsd, isV4 ? "KorRoutingSm" : "KorIp6RoutingSm"), vrfRoot_(vrfRoot), routeStatus_(routeStatus),
-      vrfL3Status_(vrfL3Status), helper_(helper), syncClock_(acsd->activityLoop().ptr(), [this] { doEndOfSync(); }) {}
+namespace {
+
+RouteType routeTypeOf(Quill::Fib::FecType type, size_t vias) {
+  using Quill::Fib::FecType;
+  switch (type) {
+    case FecType::forward:
+    case FecType::tunnel: return vias ? RouteType::forwardRoute : RouteType::invalidRoute;
+    case FecType::drop: return RouteType::dropRoute;
+    case FecType::receive: return RouteType::receiveRoute;
+    case FecType::receiveBcast: return RouteType::bcastReceiveRoute;
+    case FecType::slowReceive: return RouteType::slowReceiveRoute;
+    case FecType::attached: return RouteType::attachedRoute;
+    case FecType::nexthopGroup: return RouteType::nexthopGroupRoute;
+  }
+  return RouteType::invalidRoute;
+}
+
+// An integer environment variable (base 10); nullopt when unset or not a
+// number.
+std::optional<int64_t> envInt(char const* name) {
+  char const* env = std::getenv(name);
+  if (!env) return std::nullopt;
+  int64_t n = 0;
+  auto [end, ec] = std::from_chars(env, env + std::strlen(env), n, 10);
+  if (ec != std::errc() || end == env) return std::nullopt;
+  return n;
+}
+
+}  // namespace
+
+// --- Reactors ---
 
 template <class AF>
-RouteSmT<AF>::~RouteSmT() = default;
+class RouteSmT<AF>::VixVrfL3Status : public VrfL3Status::Notifiee {
+ public:
+  VixVrfL3Status(Vix::Ptr<VrfL3Status const> const& s, RouteSmT* sm) : Notifiee(s), sm_(sm) {}
+  void handleRoutingEnabled() override {
+    if constexpr (isV4) sm_->handleRoutingEnabled(sm_->in_.vrfL3Status->routingEnabled());
+  }
+  void handleRouting6Enabled() override {
+    if constexpr (!isV4) sm_->handleRoutingEnabled(sm_->in_.vrfL3Status->routing6Enabled());
+  }
+  void handleAdjEntryPrefixWalkList(Quill::Fib::FecId const& f) override {
+    if constexpr (isV4) sm_->handlePrefixWalk(f);
+  }
+  void handleAdjEntryIp6PrefixWalkList(Quill::Fib::FecId const& f) override {
+    if constexpr (!isV4) sm_->handlePrefixWalk(f);
+  }
+  void handleWaitForRoutingDisabled() override {
+    if constexpr (isV4) sm_->handleWaitForRoutingDisabled();
+  }
+  void handleWaitForRouting6Disabled() override {
+    if constexpr (!isV4) sm_->handleWaitForRoutingDisabled();
+  }
+
+ private:
+  RouteSmT* sm_;
+};
+
+template <class AF>
+class RouteSmT<AF>::VixL3Status : public L3Status::Notifiee {
+ public:
+  VixL3Status(Vix::Ptr<L3Status const> const& s, RouteSmT* sm) : Notifiee(s), sm_(sm) {}
+  void handleRoutingResourceFull() override {
+    if constexpr (isV4) sm_->handleRoutingResourceFull();
+  }
+  void handleIp6RoutingResourceFull() override {
+    if constexpr (!isV4) sm_->handleRoutingResourceFull();
+  }
+  void handleSuspendRouteUpdates() override {
+    if constexpr (isV4) sm_->maybeScheduleRouteReview();
+  }
+  void handleSuspendIp6RouteUpdates() override {
+    if constexpr (!isV4) sm_->maybeScheduleRouteReview();
+  }
+  void handleUnicastReviewPending() override {
+    if constexpr (isV4) sm_->maybeScheduleRouteReview();
+  }
+  void handleUnicast6ReviewPending() override {
+    if constexpr (!isV4) sm_->maybeScheduleRouteReview();
+  }
+  void handleIp6OverflowRoute(Nollo::Ip6Prefix const& p) override {
+    if constexpr (!isV4) sm_->handleOverflowRoute(p);
+  }
+  void handleAdjResourceFull() override {
+    if constexpr (!isV4) sm_->handleAdjResourceFull();
+  }
+
+ private:
+  RouteSmT* sm_;
+};
+
+template <class AF>
+class RouteSmT<AF>::VixForwardingStatus : public ForwardingStatus::Notifiee {
+ public:
+  VixForwardingStatus(Vix::Ptr<ForwardingStatus const> const& s, RouteSmT* sm) : ForwardingStatus::Notifiee(s), sm_(sm) {}
+  void handleFec(Quill::Fib::FecId const& f) override { sm_->handleFec(f); }
+
+ private:
+  RouteSmT* sm_;
+};
+
+template <class AF>
+class RouteSmT<AF>::VixL3Config : public Routing::L3Config::Notifiee {
+ public:
+  VixL3Config(Vix::Ptr<Routing::L3Config const> const& s, RouteSmT* sm) : Notifiee(s), sm_(sm) {}
+  void handleAggregateRoute6(Nollo::Ip6Prefix const& p) override {
+    if constexpr (!isV4) sm_->handleAggregateRoute(p);
+  }
+  void handleDeferredRouting() override { sm_->handleAggregateRoute(); }
+
+ private:
+  RouteSmT* sm_;
+};
+
+template <class AF>
+class RouteSmT<AF>::VixHwStatus : public Routing::Hardware::Status::Notifiee {
+ public:
+  VixHwStatus(Vix::Ptr<Routing::Hardware::Status const> const& s, RouteSmT* sm) : Notifiee(s), sm_(sm) {}
+  void handlePrefixLenInExactMatch(Routing::RoutesInExactMatch const&) override { sm_->handleRoutesInExactMatch(); }
+
+ private:
+  RouteSmT* sm_;
+};
+
+// --- Construction ---
+
+template <class AF>
+RouteSmT<AF>::RouteSmT(Vix::Ptr<KorCommonSmData> const& acsd, VrfRoot* vrfRoot, VrfId vrfId, Inputs inputs)
+    : KorBaseSm(acsd, isV4 ? "KorRoutingSm" : "KorIp6RoutingSm"), vrfRoot_(vrfRoot), vrfId_(vrfId),
+      in_(std::move(inputs)), reviewClock_(acsd->activityLoop().ptr(), [this] { runReview(); }),
+      unprogrammedClock_(acsd->activityLoop().ptr(), [this] { reviewUnprogrammedRoutes(); }),
+      deletionClock_(acsd->activityLoop().ptr(), [this] { runDeletions(); }),
+      pendingClock_(acsd->activityLoop().ptr(), [this] { doReviewPending(); }) {
+  if (!in_.l3Status) korAssert("l3Status()");
+  if (!in_.vrfL3Status) korAssert("vrfL3Status()");
+  if (!in_.adjSm) korAssert("adjSm()");
+  auto watch = [this](auto& reactor, auto p) {
+    reactor = std::move(p);
+    reactorAdd(reactor.get());
+  };
+  watch(vrfL3StatusReactor_, std::make_unique<VixVrfL3Status>(in_.vrfL3Status, this));
+  watch(l3StatusReactor_, std::make_unique<VixL3Status>(in_.l3Status, this));
+  if (in_.forwardingStatus)
+    watch(forwardingStatusReactor_, std::make_unique<VixForwardingStatus>(in_.forwardingStatus, this));
+  if constexpr (!isV4) {
+    if (in_.l3Config) watch(l3ConfigReactor_, std::make_unique<VixL3Config>(in_.l3Config, this));
+    if (in_.routingHwStatus) watch(hwStatusReactor_, std::make_unique<VixHwStatus>(in_.routingHwStatus, this));
+  }
+}
+
+// The VRF goes: its routes leave the hand-over list (and so the chip). The
+// adjacency machine may already be gone; its records are not touched.
+template <class AF>
+RouteSmT<AF>::~RouteSmT() {
+  for (auto* r : {static_cast<Vix::NotifieeBase*>(vrfL3StatusReactor_.get()),
+                  static_cast<Vix::NotifieeBase*>(l3StatusReactor_.get()),
+                  static_cast<Vix::NotifieeBase*>(forwardingStatusReactor_.get()),
+                  static_cast<Vix::NotifieeBase*>(l3ConfigReactor_.get()),
+                  static_cast<Vix::NotifieeBase*>(hwStatusReactor_.get())})
+    if (r) reactorDel(r);
+  reader_.reset();
+  auto& l3 = *in_.l3Status;
+  for (auto const& kv : fibRoute_) {
+    if (!kv.second.adjInfo()) continue;
+    if constexpr (isV4) l3.adjInfoListDel(Key{vrfId_, kv.first});
+    else l3.adjInfo6ListDel(Key{vrfId_, kv.first});
+  }
+  if (!fibRoute_.empty()) {
+    if constexpr (isV4) l3.ipv4FibRoutesDec(fibRoute_.size());
+    else l3.ipv6FibRoutesDec(fibRoute_.size());
+  }
+  if (!unprogrammedRoute_.empty()) {
+    if constexpr (isV4) l3.ipv4UnProgrammedRoutesDec(unprogrammedRoute_.size());
+    else l3.ipv6UnProgrammedRoutesDec(unprogrammedRoute_.size());
+  }
+}
 
 template <class AF>
 void RouteSmT<AF>::handleInitialized() {
   KOR_TRACE_FUNC();
-  if (reader_ || !routeStatus_) return;
+  if (reader_ || !in_.routeStatus) return;
+  routingEnabled_ = isV4 ? in_.vrfL3Status->routingEnabled() : in_.vrfL3Status->routing6Enabled();
+  if (!envVarInitialized_) handleRoutingEnabled(routingEnabled_);
+  syncRoutingStateOnInit();
+  if constexpr (!isV4) {
+    if (in_.l3Config)
+      for (auto const& kv : in_.l3Config->aggregateRoute6Map()) aggregateTrie_.add(kv.first);
+    if (in_.routingHwStatus)
+      for (auto const& kv : in_.routingHwStatus->prefixLenInExactMatchMap()) lastExactMatch_[kv.first] = true;
+  }
   auto* loop = acsd()->activityLoop().ptr();
   reader_ = std::make_unique<Quill::SlicedReader<RouteStatus>>(
-      routeStatus_, loop, [this](Prefix const& p) { handleRoute(p); }, quillYieldTime_);
-  reader_->drainedHandlerIs([this] { doEndOfSync(); });
+      in_.routeStatus, loop, [this](Prefix const& p) { handleRoute(p); }, quillYieldTime_);
+  reader_->drainedHandlerIs([this] { maybeEndOfSync(); });
   // An empty table never makes the reader pass: its sync ends on the next
   // turn of the loop.
-  if (reader_->drained()) syncClock_.timeMinIs(loop->now());
+  pendingClock_.timeMinEarlierIs(loop->now());
 }
 
 template <class AF>
@@ -37,32 +220,1016 @@ void RouteSmT<AF>::quillYieldTimeIs(Vix::Seconds s) {
 }
 
 template <class AF>
-bool RouteSmT<AF>::endOfSyncDone() const {
-  if constexpr (isV4) return vrfL3Status_->endOfV4SyncDone();
-  else return vrfL3Status_->endOfV6SyncDone();
+void RouteSmT<AF>::handleDeletionDelay(Vix::Seconds s) {
+  KOR_TRACE(5, "handleDeletionDelay " << s);
+  deletionDelay_ = s;
 }
+
+template <class AF>
+bool RouteSmT<AF>::endOfSyncDone() const {
+  if constexpr (isV4) return in_.vrfL3Status->endOfV4SyncDone();
+  else return in_.vrfL3Status->endOfV6SyncDone();
+}
+
+template <class AF>
+typename RouteSmT<AF>::FibRoute const* RouteSmT<AF>::fibRoute(Prefix const& p) const {
+  auto it = fibRoute_.find(p);
+  return it == fibRoute_.end() ? nullptr : &it->second;
+}
+
+template <class AF>
+typename RouteSmT<AF>::Route const* RouteSmT<AF>::fibEntry(Prefix const& prefix) const {
+  auto const& m = in_.routeStatus->routeMap();
+  auto it = m.find(prefix);
+  if (it == m.end() || !it->second.fecId().isValid()) return nullptr;
+  return &it->second;
+}
+
+template <class AF>
+bool RouteSmT<AF>::isNhgRoute(Prefix const& prefix) const {
+  if (Route const* r = fibEntry(prefix)) return r->fecId().adjType() == Quill::Fib::AdjType::nextHopGroupAdj;
+  auto it = fibRoute_.find(prefix);
+  return it != fibRoute_.end() && it->second.adjInfo() &&
+         it->second.adjInfo()->routeType() == RouteType::nexthopGroupRoute;
+}
+
+template <class AF>
+bool RouteSmT<AF>::resourceFull() const {
+  return isV4 ? in_.l3Status->routingResourceFull() : in_.l3Status->ip6RoutingResourceFull();
+}
+
+// --- The notification path ---
 
 template <class AF>
 void RouteSmT<AF>::handleRoute(Prefix const& prefix) {
+  Route const* route = fibEntry(prefix);
+  KOR_TRACE(8, "handleRoute, vrf: " << vrfId_ << ", prefix: " << prefix << ", fib: " << (route != nullptr)
+                                    << ", sequence: " << (route ? route->seqNo() : 0));
+  if (!setupRoute(prefix, route)) {
+    KOR_TRACE(8, "Skipping route update");
+    return;
+  }
+  bool suspended = isV4 ? in_.l3Status->suspendRouteUpdates() : in_.l3Status->suspendIp6RouteUpdates();
+  if (suspended || !initialized()) {
+    if (!initialized()) KOR_TRACE(5, "Received unexpected notification");
+    else KOR_TRACE(8, "Adding prefix to review since route updates suspended");
+    enqueueForReview(prefix);
+    maybeScheduleRouteReview();
+    return;
+  }
+  routesForReview_.erase(prefix);
+  nhgRoutesForReview_.erase(prefix);
   ++updatesSeen_;
-  KOR_TRACE(8, "Route update " << prefix);
+  processRouteUpdate(prefix);
 }
 
 template <class AF>
-void RouteSmT<AF>::doEndOfSync() {
-  if (endOfSyncDone()) return;
-  if constexpr (isV4) vrfL3Status_->endOfV4SyncDoneIs(true);
-  else vrfL3Status_->endOfV6SyncDoneIs(true);
-  KOR_TRACE(1, "End of sync done");
-  if (helper_) helper_->handleEndOfSync(vrfL3Status_->vrfName());
-  if constexpr (isV4) vrfRoot_->handleEndOfV4Sync();
-  else vrfRoot_->handleEndOfV6Sync();
+bool RouteSmT<AF>::setupRoute(Prefix const& prefix, Route const* route) {
+  auto it = fibRoute_.find(prefix);
+  bool known = it != fibRoute_.end();
+  if (!routingEnabled_ && !known) {
+    KOR_TRACE(8, "Deferred routing not enabled - Returning");
+    return false;
+  }
+  if (route) {
+    KOR_TRACE(8, (known ? "Fib already exists" : "Fib does not exist"));
+  } else if (!known) {
+    KOR_TRACE(8, "Fib not found, nothing to do");
+    return false;
+  } else {
+    KOR_TRACE(8, "Fib route deleted");
+  }
+  if (known && unprogrammedRoute_.contains(prefix)) KOR_TRACE(8, "Unprogrammed route. Marking route state clean");
+  return true;
+}
+
+template <class AF>
+bool RouteSmT<AF>::processRouteUpdate(Prefix const& prefix, bool force) {
+  Route const* route = routingEnabled_ ? fibEntry(prefix) : nullptr;
+  auto it = fibRoute_.find(prefix);
+  KOR_TRACE(8, "processRouteUpdate " << prefix << ", routePresent: " << (route != nullptr)
+                                     << ", pgmRoute: " << (it != fibRoute_.end()) << ", deferred: false");
+  if (route) {
+    if (route->seqNo() > lastProcessedSeq_) lastProcessedSeq_ = route->seqNo();
+    // Re-added before its deletion time: the chip never saw it go.
+    if (deletionTime_.erase(prefix)) KOR_TRACE(5, "Route " << prefix << " re-added before its deletion time");
+    if (it == fibRoute_.end()) {
+      KOR_TRACE(8, "Create state machine for " << prefix);
+      it = fibRoute_.try_emplace(prefix).first;
+      trie_.add(prefix);
+      if constexpr (isV4) in_.l3Status->ipv4FibRoutesInc();
+      else in_.l3Status->ipv6FibRoutesInc();
+      if (maxRoutes_ && fibRoute_.size() > maxRoutes_) {
+        bool logged = isV4 ? in_.l3Status->resource4FullLog() : in_.l3Status->resource6FullLog();
+        if (!logged) {
+          KOR_TRACE(1, "Max num routes limit reached " << maxRoutes_);
+          if constexpr (isV4) in_.l3Status->resource4FullLogIs(true);
+          else in_.l3Status->resource6FullLogIs(true);
+        }
+        addUnprogrammed(prefix);
+        return true;
+      }
+    } else if (it->second.state() == RouteReviewState::cleanRoute && !force) {
+      KOR_TRACE(8, "Updating route " << prefix);
+    }
+    updateAdjInfo(prefix, it->second, route, force);
+    return true;
+  }
+  if (it == fibRoute_.end()) {
+    KOR_TRACE(8, "Route " << prefix << " already deleted");
+    return true;
+  }
+  // A deletion waits for its deletion time while routing is on: the routing
+  // agent replaces a route by a delete and an add.
+  if (deletionDelay_ > 0 && routingEnabled_) {
+    Vix::Seconds now = acsd()->activityLoop()->now();
+    auto dt = deletionTime_.find(prefix);
+    if (dt == deletionTime_.end()) {
+      deletionTime_.try_emplace(prefix, now + deletionDelay_);
+      deletionOrder_.emplace_back(prefix, now + deletionDelay_);
+      deletionClock_.timeMinEarlierIs(now + deletionDelay_);
+      return false;
+    }
+    if (now < dt->second) {
+      if (prefix.isDefault()) KOR_TRACE(8, "Skip default route deletion, time not reached yet");
+      else KOR_TRACE(8, "Skip route " << prefix << ", deletion time not reached yet");
+      return false;
+    }
+    deletionTime_.erase(prefix);
+  }
+  KOR_TRACE(8, "Deleting route " << prefix << ", routing: " << routingEnabled_);
+  deleteFibRoute(prefix);
+  return true;
+}
+
+template <class AF>
+void RouteSmT<AF>::deleteFibRoute(Prefix const& prefix) {
+  auto it = fibRoute_.find(prefix);
+  if (it == fibRoute_.end()) return;
+  if (it->second.parentDrop()) {
+    it->second.parentDropIs(false);
+    parentDropCountIs(-1);
+  }
+  updateAdjInfo(prefix, it->second, nullptr, false);
+  removeUnprogrammed(prefix);
+  restartNextHopId_.erase(prefix);
+  deferredAdjCreation_.erase(prefix);
+  deletionTime_.erase(prefix);
+  fibRoute_.erase(prefix);
+  trie_.del(prefix);
+  if constexpr (isV4) in_.l3Status->ipv4FibRoutesDec();
+  else in_.l3Status->ipv6FibRoutesDec();
+}
+
+template <class AF>
+void RouteSmT<AF>::updateAdjInfo(Prefix const& prefix, FibRoute& fib, Route const* route, bool force) {
+  if (fib.parentDrop() && route) {
+    KOR_TRACE(8, "Parent drop route. Skip update");
+    return;
+  }
+  AdjInfo const* old = fib.adjInfo();
+  KOR_TRACE(8, "updateAdjInfo, prefix: " << prefix << " Old fib adjIndex: " << (old ? old->fibAdjIndex() : 0)
+                                         << ", l2 adjIndex: " << (old ? old->l2AdjIndex() : 0)
+                                         << ", route type: " << (old ? old->routeType() : RouteType::invalidRoute));
+  Vix::Ptr<AdjInfo> next;
+  bool unprogram = false;
+  if (route) {
+    FecId fecId = route->fecId();
+    if (fecId.value() == 0 && prefix.isDefault()) KOR_TRACE(8, "FecId 0, default route");
+    auto const* fecs = in_.forwardingStatus ? &in_.forwardingStatus->fecMap() : nullptr;
+    auto fit = fecs && fecId.value() ? fecs->find(fecId) : decltype(fecs->find(fecId)){};
+    if (!fecs || fecId.value() == 0 || fit == fecs->end()) {
+      // Not in the chip until its FEC is published: unprogrammed, and woken
+      // by the FEC's arrival (handleFec).
+      if (endOfSyncDone()) KOR_TRACE(8, "No fib adj, but route in prefix walk. Unprogram the route");
+      else KOR_TRACE(8, "No fib adj, but route in sync mode. Unprogram the route");
+      if (fecId.value()) waitingForFec_[fecId].push_back(prefix);
+      unprogram = true;
+    } else if (!isV4 && isContainedByAggrRoute(prefix)) {
+      KOR_TRACE(8, "Covered by an aggregate route, not handed over on its own");
+    } else {
+      auto const& fec = *fit->second;
+      RouteType type = routeTypeOf(fec.type(), fec.viaCount());
+      uint64_t l2 = 0;
+      auto& adjSm = *in_.adjSm;
+      if (type == RouteType::attachedRoute && fec.viaCount()) {
+        auto entry = adjSm.adjEntry(fecId.value());
+        if (!entry || entry->routeType() != RouteType::attachedRoute)
+          entry = adjSm.template doCreateAdjEntryForAttachedRoute<AF>(fecId.value(), fec.via(0).intf());
+        l2 = entry && entry->l2Adj() ? entry->l2Adj()->index() : 0;
+      } else {
+        uint64_t sync = 0;
+        if (!restartNextHopId_.empty()) {
+          auto r = restartNextHopId_.find(prefix);
+          if (r != restartNextHopId_.end()) sync = r->second;
+        }
+        l2 = adjSm.getL2AdjIndex(fecId, old ? FecId(old->fibAdjIndex()) : FecId(), uint8_t(AF::version), sync);
+      }
+      next = adjInfoPool_.intern(type, fecId.value(), l2, fec.viaCount() > 0);
+      KOR_TRACE(8, "Fib adjIndex: " << fecId.value() << ", L2 adjIndex: " << l2);
+    }
+  }
+  if (next.ptr() == old && !force && !unprogram && fib.state() == RouteReviewState::cleanRoute) {
+    KOR_TRACE(8, "Route " << prefix << " up to date");
+    return;
+  }
+  if (!old && !next && !unprogram && !force) {
+    KOR_TRACE(8, "No old adj and no new adj, returning");
+    fib.stateIs(RouteReviewState::cleanRoute);
+    return;
+  }
+  uint64_t oldFec = old ? old->fibAdjIndex() : 0;
+  uint64_t newFec = next ? next->fibAdjIndex() : 0;
+  auto& adjSm = *in_.adjSm;
+  if (oldFec != newFec) {
+    if (oldFec) {
+      if (!next) KOR_TRACE(8, "Deleting prefix " << prefix << " from adjInfoList");
+      adjSm.deletePrefixFromAdjEntry(oldFec, prefix);
+    }
+    if (newFec && adjSm.adjEntry(newFec)) adjSm.addPrefixToAdjEntry(newFec, prefix);
+  }
+  if (newFec && adjSm.isAdjCreationDeferred(newFec)) {
+    KOR_TRACE(5, "L2 adj creation for " << prefix << " is deferred");
+    deferredAdjCreation_[prefix] = newFec;
+  } else if (!deferredAdjCreation_.empty()) {
+    deferredAdjCreation_.erase(prefix);
+  }
+  doUpdateRoute(prefix, fib, next, force);
+  if (unprogram) {
+    if (!unprogrammedRoute_.contains(prefix)) KOR_TRACE(8, "Prefix not in unprogrammed routes yet");
+    addUnprogrammed(prefix);
+  }
+}
+
+template <class AF>
+void RouteSmT<AF>::doUpdateRoute(Prefix const& prefix, FibRoute& fib, Vix::Ptr<AdjInfo> const& newEntry, bool retry) {
+  if (newEntry && prefix.isHost() && !newEntry->vias() && newEntry->routeType() == RouteType::forwardRoute)
+    korAssert("newEntry->vias()");
+  Key key{vrfId_, prefix};
+  auto& l3 = *in_.l3Status;
+  Vix::Ptr<AdjInfo> old = fib.adjInfoPtr();
+  fib.adjInfoIs(newEntry);
+  fib.stateIs(RouteReviewState::cleanRoute);
+  KOR_TRACE(8, "doUpdateRoute " << prefix << ", l2 adjIndex: " << (newEntry ? newEntry->l2AdjIndex() : 0)
+                                << ", vias: " << (newEntry && newEntry->vias()) << ", fib adjIndex: "
+                                << (newEntry ? newEntry->fibAdjIndex() : 0)
+                                << " Old type: " << (old ? old->routeType() : RouteType::invalidRoute)
+                                << " New type: " << (newEntry ? newEntry->routeType() : RouteType::invalidRoute));
+  if (newEntry) {
+    KOR_TRACE(8, "Updating prefix " << prefix << " in adjInfoList");
+    if constexpr (isV4) {
+      if (old == newEntry) l3.adjInfoListNotify(key);
+      else l3.adjInfoListIs(key, newEntry);
+    } else {
+      if (old == newEntry) l3.adjInfo6ListNotify(key);
+      else l3.adjInfo6ListIs(key, newEntry);
+    }
+  } else if (old) {
+    if constexpr (isV4) l3.adjInfoListDel(key);
+    else l3.adjInfo6ListDel(key);
+  } else {
+    return;
+  }
+  if (!reviewPendingBump_) {
+    reviewPendingBump_ = true;
+    pendingClock_.timeMinEarlierIs(acsd()->activityLoop()->now());
+  }
+  KOR_TRACE(8, "Notifying platform helper, sequence " << lastProcessedSeq_);
+  auto answer = in_.helper ? in_.helper->handleRouteUpdate(vrfId_, prefix, lastProcessedSeq_)
+                           : KorHelper::RouteUpdateAnswer::programmed;
+  if (!newEntry) {
+    if (unprogrammedRoute_.contains(prefix)) {
+      KOR_TRACE(8, "Deleted uninstalled route");
+      removeUnprogrammed(prefix);
+    }
+    return;
+  }
+  if (answer == KorHelper::RouteUpdateAnswer::programmed) {
+    if (unprogrammedRoute_.contains(prefix)) {
+      KOR_TRACE(8, "Removed route from unprogrammed list");
+      removeUnprogrammed(prefix);
+    }
+    return;
+  }
+  if (answer == KorHelper::RouteUpdateAnswer::resourceFull) {
+    if (!old && !retry) KOR_TRACE(5, "New route, but resource full");
+  } else {
+    KOR_TRACE(5, "Hw update failure, adding unprogrammed route. " << prefix);
+  }
+  if (unprogrammedRoute_.contains(prefix)) KOR_TRACE(8, "Member of unprogrammed route list, state: " << answer);
+  addUnprogrammed(prefix);
+  if (answer == KorHelper::RouteUpdateAnswer::resourceFull && parentDropRoute_) programParentDropRoute(prefix);
+}
+
+// --- FEC, prefix walk ---
+
+template <class AF>
+void RouteSmT<AF>::handleFec(FecId const& fecId) {
+  if (waitingForFec_.empty()) return;
+  auto it = waitingForFec_.find(fecId);
+  if (it == waitingForFec_.end()) return;
+  std::vector<Prefix> prefixes = std::move(it->second);
+  waitingForFec_.erase(fecId);
+  KOR_TRACE(5, "Fec " << fecId << " published, " << prefixes.size() << " routes waited for it");
+  for (auto const& p : prefixes) enqueueForReview(p);
+  maybeScheduleRouteReview();
+}
+
+// The adjacency machine changed the L2 adjacency of a FEC: every prefix on
+// it is handed over again with the new index.
+template <class AF>
+void RouteSmT<AF>::handlePrefixWalk(FecId const& fecId) {
+  auto& vrf = *in_.vrfL3Status;
+  bool set = isV4 ? vrf.adjEntryPrefixWalkList(fecId) : vrf.adjEntryIp6PrefixWalkList(fecId);
+  if (!set) return;
+  if constexpr (isV4) vrf.adjEntryPrefixWalkListDel(fecId);
+  else vrf.adjEntryIp6PrefixWalkListDel(fecId);
+  auto entry = in_.adjSm->adjEntry(fecId.value());
+  if (!entry) return;
+  size_t n = 0;
+  auto walk = [&](auto const& prefixes) {
+    for (auto const& p : prefixes) {
+      if (auto it = fibRoute_.find(p); it != fibRoute_.end()) {
+        it->second.stateIs(RouteReviewState::changedRoute);
+        enqueueForReview(p);
+        ++n;
+      }
+    }
+  };
+  if constexpr (isV4) walk(entry->prefixList());
+  else walk(entry->prefix6List());
+  KOR_TRACE(5, "Prefix walk of adj " << fecId << ": " << n << " routes");
+  maybeScheduleRouteReview();
+}
+
+// --- Review ---
+
+template <class AF>
+void RouteSmT<AF>::enqueueForReview(Prefix const& prefix) {
+  if (isNhgRoute(prefix)) {
+    routesForReview_.erase(prefix);
+    nhgRoutesForReview_.enqueue(prefix);
+  } else {
+    nhgRoutesForReview_.erase(prefix);
+    routesForReview_.enqueue(prefix);
+  }
+}
+
+template <class AF>
+void RouteSmT<AF>::maybeScheduleRouteReview(bool force) {
+  KOR_TRACE(9, "maybeScheduleRouteReview, reviewComplete: " << reviewComplete_
+                                                             << " routesForReview: " << routesForReviews());
+  bool suspended = isV4 ? in_.l3Status->suspendRouteUpdates() : in_.l3Status->suspendIp6RouteUpdates();
+  if (suspended) {
+    KOR_TRACE(8, "Route updates suspended");
+    return;
+  }
+  bool work = routesForReviews() || !overflowRoutesForReview_.empty() || (disabling_ && fullyDisabled());
+  if (isV4) in_.vrfL3Status->routesForReviewIs(routesForReviews() != 0);
+  else in_.vrfL3Status->routes6ForReviewIs(routesForReviews() != 0);
+  if (!work && !force) {
+    KOR_TRACE(9, "No routes to review");
+    handleWaitForRoutingDisabled();
+    return;
+  }
+  if (reviewClock_.armed()) {
+    KOR_TRACE(9, "Routes review timer already set");
+    return;
+  }
+  Vix::Seconds t = acsd()->activityLoop()->now() + routesReviewInterval_;
+  reviewClock_.timeMinIs(t);
+  KOR_TRACE(8, "Review scheduled at " << t << ", delay: " << routesReviewInterval_);
+}
+
+template <class AF>
+void RouteSmT<AF>::runReview() {
+  reviewClock_.timeMinIs(Vix::kNever);
+  bool suspended = isV4 ? in_.l3Status->suspendRouteUpdates() : in_.l3Status->suspendIp6RouteUpdates();
+  if (suspended) {
+    KOR_TRACE(8, "Route updates suspended");
+    return;
+  }
+  reviewRouteChanges();
+  if constexpr (!isV4) reviewOverflowRoutes();
+  if (disabling_ && fullyDisabled()) actuallyDisableRouting();
+  if (routesForReviews() && !reviewClock_.armed()) reviewClock_.timeMinIs(acsd()->activityLoop()->now());
+  if (isV4) in_.vrfL3Status->routesForReviewIs(routesForReviews() != 0);
+  else in_.vrfL3Status->routes6ForReviewIs(routesForReviews() != 0);
+  pendingClock_.timeMinEarlierIs(acsd()->activityLoop()->now());
+}
+
+template <class AF>
+void RouteSmT<AF>::reviewRouteChanges() {
+  auto* loop = acsd()->activityLoop().ptr();
+  Vix::Seconds start = loop->now();
+  if (!routingEnabled_ && fibRoute_.empty()) {
+    KOR_TRACE(8, "Routing disabled, skip review");
+    routesForReview_.clear();
+    nhgRoutesForReview_.clear();
+    return;
+  }
+  if (!envVarInitialized_) {
+    envVarInitialized_ = true;
+    if (auto n = envInt("KOR_YIELD_REVIEW_AFTER_EACH_ROUTE")) {
+      yieldAfterEachRoute_ = *n != 0;
+      KOR_TRACE(1, "Setting yield after each review to " << yieldAfterEachRoute_);
+    }
+  }
+  Vix::PassDeadline deadline(loop->timeSource(), routeReviewQuanta_, yieldAfterEachRoute_);
+  size_t processed = 0;
+  auto visit = [&](Prefix const& p, bool&) {
+    // Dequeued first: a change the review itself causes queues it again.
+    routesForReview_.erase(p);
+    nhgRoutesForReview_.erase(p);
+    processRouteUpdate(p);
+    if (!restartNextHopId_.empty() && restartNextHopId_.erase(p)) KOR_TRACE(8, "Restart nextHopId " << p << " cleared");
+    ++updatesProcessed_;
+    ++processed;
+    if (reviewHook_) reviewHook_(p);
+    return Vix::ReviewAction::done;
+  };
+  bool yielded = false;
+  Prefix defaultPrefix{};
+  if (routesForReview_.contains(defaultPrefix) || nhgRoutesForReview_.contains(defaultPrefix)) {
+    KOR_TRACE(8, "Default prefix found, first processing default route");
+    bool dummy = false;
+    visit(defaultPrefix, dummy);
+    yielded = deadline.expired() && routesForReviews();
+  }
+  if (!yielded) yielded = routesForReview_.runPass(deadline, visit) == Vix::PassResult::yielded;
+  if (!yielded && !nhgRoutesForReview_.empty()) {
+    if (!routesForReview_.empty()) {
+      KOR_TRACE(8, "NHG route, skipping all NHGs");
+    } else {
+      KOR_TRACE(8, "All non-nexthop group routes have been reviewed");
+      nexthopGroupRouteReviewStart_ = true;
+      yielded = nhgRoutesForReview_.runPass(deadline, visit) == Vix::PassResult::yielded;
+    }
+  }
+  timeUsed_ += loop->now() - start;
+  if (yielded) {
+    ++yieldBeforeFinishingCount_;
+    KOR_TRACE(5, "Route review yielding " << routesForReviews() << " Processed " << processed);
+  }
+  if (routesForReviews()) reviewClock_.timeMinIs(loop->now());
+}
+
+// Deleted routes whose deletion time has come.
+template <class AF>
+void RouteSmT<AF>::runDeletions() {
+  deletionClock_.timeMinIs(Vix::kNever);
+  Vix::Seconds now = acsd()->activityLoop()->now();
+  while (!deletionOrder_.empty() && deletionOrder_.front().second <= now) {
+    auto [prefix, due] = deletionOrder_.front();
+    deletionOrder_.pop_front();
+    auto it = deletionTime_.find(prefix);
+    // Re-added (erased) or deleted again later (a newer time): not this one.
+    if (it == deletionTime_.end() || it->second != due) continue;
+    processRouteUpdate(prefix);
+  }
+  if (!deletionOrder_.empty()) deletionClock_.timeMinIs(deletionOrder_.front().second);
+  if (disabling_) maybeScheduleRouteReview(true);
+  pendingClock_.timeMinEarlierIs(now);
+}
+
+template <class AF>
+void RouteSmT<AF>::reviewOverflowRoutes() {
+  if (overflowRoutesForReview_.empty()) return;
+  for (auto const& kv : overflowRoutesForReview_) {
+    if (fibRoute_.find(kv.first) == fibRoute_.end()) continue;
+    if (!unprogrammedRoute_.contains(kv.first))
+      KOR_TRACE(3, "Route " << kv.first << " moved to unprogrammed list because of route overflow");
+    addUnprogrammed(kv.first);
+  }
+  overflowRoutesForReview_.clear();
+}
+
+template <class AF>
+void RouteSmT<AF>::scheduleAllRoutes() {
+  KOR_TRACE(5, "scheduleAllRoutes " << in_.routeStatus->routeSize());
+  for (auto const& kv : in_.routeStatus->routeMap()) {
+    if (!kv.second.fecId().isValid()) continue;
+    if (auto it = fibRoute_.find(kv.first); it != fibRoute_.end()) it->second.stateIs(RouteReviewState::changedRoute);
+    enqueueForReview(kv.first);
+  }
+  maybeScheduleRouteReview();
+}
+
+// Once per turn of the loop after changes: one review request for the
+// consumers of the hand-over list (not one per route), the sequence
+// acknowledgement and the end-of-sync check.
+template <class AF>
+void RouteSmT<AF>::doReviewPending() {
+  pendingClock_.timeMinIs(Vix::kNever);
+  if (reviewPendingBump_) {
+    reviewPendingBump_ = false;
+    if constexpr (isV4) in_.l3Status->unicastReviewPendingInc();
+    else in_.l3Status->unicast6ReviewPendingInc();
+  }
+  maybeAckSequence();
+  maybeEndOfSync();
+}
+
+// --- Unprogrammed routes ---
+
+template <class AF>
+void RouteSmT<AF>::unprogrammedCountIs(int delta) {
+  auto& vrf = *in_.vrfL3Status;
+  auto& l3 = *in_.l3Status;
+  if constexpr (isV4) {
+    vrf.numUnprogrammedRoutesIs(uint32_t(int64_t(vrf.numUnprogrammedRoutes()) + delta));
+    l3.ipv4UnProgrammedRoutesIs(uint64_t(int64_t(l3.ipv4UnProgrammedRoutes()) + delta));
+  } else {
+    vrf.numUnprogrammedV6RoutesIs(uint32_t(int64_t(vrf.numUnprogrammedV6Routes()) + delta));
+    l3.ipv6UnProgrammedRoutesIs(uint64_t(int64_t(l3.ipv6UnProgrammedRoutes()) + delta));
+  }
+}
+
+template <class AF>
+void RouteSmT<AF>::parentDropCountIs(int delta) {
+  parentDropRoutes_ = size_t(int64_t(parentDropRoutes_) + delta);
+  auto& vrf = *in_.vrfL3Status;
+  auto& l3 = *in_.l3Status;
+  if constexpr (isV4) {
+    vrf.numParentDropRoutesIs(uint32_t(int64_t(vrf.numParentDropRoutes()) + delta));
+    l3.ipv4ParentDropRoutesIs(uint64_t(int64_t(l3.ipv4ParentDropRoutes()) + delta));
+  } else {
+    vrf.numParentDropV6RoutesIs(uint32_t(int64_t(vrf.numParentDropV6Routes()) + delta));
+    l3.ipv6ParentDropRoutesIs(uint64_t(int64_t(l3.ipv6ParentDropRoutes()) + delta));
+  }
+}
+
+template <class AF>
+void RouteSmT<AF>::addUnprogrammed(Prefix const& prefix) {
+  if (!unprogrammedRoute_.enqueue(prefix)) return;
+  unprogrammedCountIs(+1);
+  scheduleUnprogrammedReview(false);
+}
+
+template <class AF>
+void RouteSmT<AF>::removeUnprogrammed(Prefix const& prefix) {
+  if (unprogrammedRoute_.erase(prefix)) unprogrammedCountIs(-1);
+}
+
+template <class AF>
+void RouteSmT<AF>::scheduleUnprogrammedReview(bool now) {
+  if (unprogrammedRoute_.empty()) return;
+  Vix::Seconds t = acsd()->activityLoop()->now();
+  if (!now) t = std::max(t + unprogrammedReviewInterval_, lastUnprogrammedRetry_ + unprogrammedRetryPeriod_);
+  unprogrammedClock_.timeMinEarlierIs(t);
+}
+
+template <class AF>
+void RouteSmT<AF>::handleRoutingResourceFull() {
+  if (resourceFull()) {
+    resourceFullSeen_ = true;
+    return;
+  }
+  if (!resourceFullSeen_) return;
+  resourceFullSeen_ = false;
+  KOR_TRACE(1, "Recovered from routing resource full condition");
+  if constexpr (isV4) in_.l3Status->resource4FullLogIs(false);
+  else in_.l3Status->resource6FullLogIs(false);
+  // Room came back: retry now, not after the retry period.
+  lastUnprogrammedRetry_ = -1e300;
+  scheduleUnprogrammedReview(true);
+}
+
+template <class AF>
+void RouteSmT<AF>::handleAdjResourceFull() {
+  if (in_.l3Status->adjResourceFull()) return;
+  KOR_TRACE(5, "handleAdjResourceFull Vrf: " << vrfId_);
+  KOR_TRACE(3, "Recovered from adj resource full comdition");
+  maybeScheduleRouteReview(true);
+}
+
+template <class AF>
+void RouteSmT<AF>::reviewUnprogrammedRoutes() {
+  auto* loop = acsd()->activityLoop().ptr();
+  unprogrammedClock_.timeMinIs(Vix::kNever);
+  if (unprogrammedRoute_.empty()) return;
+  Vix::Seconds now = loop->now();
+  if (now < lastUnprogrammedRetry_ + unprogrammedRetryPeriod_ && !unprogrammedRoute_.bookmark()) {
+    KOR_TRACE(8, "Retry period not reached: " << now << ", last: " << lastUnprogrammedRetry_);
+    scheduleUnprogrammedReview(false);
+    return;
+  }
+  if (!unprogrammedRoute_.bookmark()) lastUnprogrammedRetry_ = now;
+  Vix::PassDeadline deadline(loop->timeSource(), routeReviewQuanta_);
+  bool fullAgain = false;
+  auto result = unprogrammedRoute_.runPass(deadline, [&](Prefix const& p, bool&) {
+    if (fullAgain) return Vix::ReviewAction::keep;
+    KOR_TRACE(8, "Trying to program unprogrammed fib route " << p);
+    auto it = fibRoute_.find(p);
+    if (it == fibRoute_.end()) {
+      KOR_TRACE(8, "No fib route for prefix " << p);
+      unprogrammedCountIs(-1);
+      return Vix::ReviewAction::done;
+    }
+    if (resourceFull()) {
+      KOR_TRACE(3, "Routing resources are full");
+      fullAgain = true;
+      return Vix::ReviewAction::keep;
+    }
+    if (!fibEntry(p)) {
+      KOR_TRACE(8, "Unprogrammed route deleted. Remove fibRoute");
+      processRouteUpdate(p, true);
+      return unprogrammedRoute_.contains(p) ? Vix::ReviewAction::keep : Vix::ReviewAction::done;
+    }
+    it->second.stateIs(RouteReviewState::changedRoute);
+    processRouteUpdate(p, true);
+    return Vix::ReviewAction::keep;
+  });
+  if (fullAgain) {
+    // Woken by the resource coming back (handleRoutingResourceFull), or
+    // after the retry period.
+    scheduleUnprogrammedReview(false);
+  } else if (result == Vix::PassResult::yielded) {
+    KOR_TRACE(5, "Unprogrammed route review is yielding");
+    unprogrammedClock_.timeMinIs(loop->now());
+  } else if (unprogrammedRoute_.empty()) {
+    KOR_TRACE(3, "Unprogrammed routes successfully reprogrammed");
+    restoreParentDropRoutes();
+  } else {
+    KOR_TRACE(3, "Unable to restore all the unprogrammed routes");
+    scheduleUnprogrammedReview(false);
+  }
+  KOR_TRACE(5, "Unprogrammed route review complete");
+  pendingClock_.timeMinEarlierIs(loop->now());
+}
+
+// --- Parent drop routes ---
+
+template <class AF>
+std::optional<typename RouteSmT<AF>::Prefix> RouteSmT<AF>::getParentRoute(Prefix const& prefix) const {
+  return trie_.parent(prefix, [this](Prefix const& p) { return fibRoute_.find(p) != fibRoute_.end(); });
+}
+
+// A route the chip could not take would follow its parent's next hop: the
+// parent drops instead until the child is programmed.
+template <class AF>
+bool RouteSmT<AF>::programParentDropRoute(Prefix const& prefix) {
+  auto parent = getParentRoute(prefix);
+  if (!parent) {
+    KOR_TRACE(5, "Parent prefix for " << prefix << " not found");
+    return false;
+  }
+  if (unprogrammedRoute_.contains(*parent)) {
+    KOR_TRACE(5, "Parent prefix " << *parent << " already unprogrammed");
+    return false;
+  }
+  auto it = fibRoute_.find(*parent);
+  if (it->second.parentDrop()) return true;
+  if (!initialized() || !routingEnabled_) {
+    KOR_TRACE(3, "Parent route programming failure");
+    return false;
+  }
+  KOR_TRACE(5, "Create drop adjacency for " << *parent);
+  uint64_t drop = in_.adjSm->dropAdjIndex(uint8_t(AF::version));
+  auto info = adjInfoPool_.intern(RouteType::dropRoute, drop, drop, false);
+  FibRoute& fib = it->second;
+  Vix::Ptr<AdjInfo> real = fib.adjInfoPtr();
+  doUpdateRoute(*parent, fib, info, false);
+  if (unprogrammedRoute_.contains(*parent)) {
+    KOR_TRACE(3, "Failed to convert route to drop");
+    return false;
+  }
+  fib.parentDropIs(true);
+  parentDropCountIs(+1);
+  return true;
+}
+
+template <class AF>
+void RouteSmT<AF>::restoreParentDropRoutes() {
+  if (!parentDropRoutes_) return;
+  std::vector<Prefix> parents;
+  for (auto const& kv : fibRoute_)
+    if (kv.second.parentDrop()) parents.push_back(kv.first);
+  for (auto const& p : parents) {
+    auto it = fibRoute_.find(p);
+    it->second.parentDropIs(false);
+    it->second.stateIs(RouteReviewState::changedRoute);
+    parentDropCountIs(-1);
+    enqueueForReview(p);
+  }
+  maybeScheduleRouteReview();
+}
+
+// --- Routing on and off ---
+
+template <class AF>
+bool RouteSmT<AF>::fullyDisabled() const {
+  return fibRoute_.empty() && routesForReview_.empty() && nhgRoutesForReview_.empty() && unprogrammedRoute_.empty();
+}
+
+template <class AF>
+void RouteSmT<AF>::handleRoutingEnabled(bool enabled) {
+  KOR_TRACE(5, "handleRoutingEnabled, en: " << enabled);
+  if (!envVarInitialized_) {
+    if (auto n = envInt("KOR_ROUTES_REVIEW_INTERVAL")) {
+      routesReviewInterval_ = Vix::Seconds(*n);
+      KOR_TRACE(1, "Overriding default routes review interval: now " << *n << " seconds");
+    }
+  }
+  if (!initialized()) return;
+  KOR_TRACE(5, "RoutingEnabled: " << routingEnabled_ << ", deferred: false");
+  if (enabled == routingEnabled_ && !disabling_) return;
+  if (enabled) {
+    if (disabling_) {
+      // Back on before every route was gone: the review re-checks them all.
+      disabling_ = false;
+    } else {
+      enableRoutingWhenFullyDisabled();
+    }
+    routingEnabled_ = true;
+    KOR_TRACE(1, "Routing enabled is now " << routingEnabled_);
+    scheduleAllRoutes();
+    return;
+  }
+  routingEnabled_ = false;
+  disabling_ = true;
+  KOR_TRACE(1, "Routing enabled is now " << routingEnabled_);
+  for (auto& kv : fibRoute_) {
+    KOR_TRACE(9, "Schedule deletion for " << kv.first);
+    kv.second.stateIs(RouteReviewState::changedRoute);
+    enqueueForReview(kv.first);
+  }
+  if (in_.routeStatus->frozen()) KOR_TRACE(3, "Quill tables frozen. Seq: " << lastProcessedSeq_ << ", routes: "
+                                                                          << fibRoute_.size());
+  maybeScheduleRouteReview(true);
+}
+
+template <class AF>
+void RouteSmT<AF>::enableRoutingWhenFullyDisabled() {
+  if (routesForReviews() != 0) korAssert("routesForReviews() == 0");
+  if (unprogrammedRoutes() != 0) korAssert("unprogrammedRoutes() == 0");
+  if (fibRoutes() != 0) korAssert("fibRoutes() == 0");
+}
+
+template <class AF>
+void RouteSmT<AF>::actuallyDisableRouting() {
+  disabling_ = false;
+  KOR_TRACE(1, "Routing fully disabled");
+  handleWaitForRoutingDisabled();
+}
+
+// A VRF asked to switch routing off (uRPF start) is told when it is off.
+template <class AF>
+void RouteSmT<AF>::handleWaitForRoutingDisabled() {
+  auto& vrf = *in_.vrfL3Status;
+  bool waiting = isV4 ? vrf.waitForRoutingDisabled() : vrf.waitForRouting6Disabled();
+  if (!waiting || routingEnabled_ || disabling_ || !fullyDisabled()) return;
+  KOR_TRACE(3, "Turn off wait for routing disabled");
+  if constexpr (isV4) vrf.waitForRoutingDisabledIs(false);
+  else vrf.waitForRouting6DisabledIs(false);
+  in_.l3Status->waitForRoutingDisabledRefCntIs(in_.l3Status->waitForRoutingDisabledRefCnt() + 1);
+}
+
+// --- Start ---
+
+// The chip still holds the routes of an earlier run: those the FIB still has
+// are handed over again with the next hop they had (so nothing in the chip
+// changes); the others are removed. With routing off every one goes.
+template <class AF>
+void RouteSmT<AF>::syncRoutingStateOnInit() {
+  if (!in_.helper) return;
+  KOR_TRACE(3, "Syncing current state on init");
+  std::vector<Prefix> stale;
+  in_.helper->forEachHardwareRoute(vrfId_, [&](Prefix const& p, uint64_t nextHopId) {
+    if (routingEnabled_ && fibEntry(p)) {
+      KOR_TRACE(8, "Route " << p << " in routeStatus, nextHop: " << nextHopId);
+      if (nextHopId) restartNextHopId_[p] = nextHopId;
+      if (p.isDefault()) KOR_TRACE(8, "Updating default route");
+    } else {
+      stale.push_back(p);
+    }
+  });
+  for (auto const& p : stale) {
+    KOR_TRACE(5, "Route " << p << " no longer exists. Delete it");
+    in_.helper->deleteHardwareRoute(vrfId_, p);
+  }
+  KOR_TRACE(3, "Syncing state on init done");
+}
+
+template <class AF>
+void RouteSmT<AF>::maybeEndOfSync() {
+  if (!reader_ || !reader_->drained() || routesForReviews()) return;
+  if (!reviewComplete_) {
+    reviewComplete_ = true;
+    // The next hops an earlier run programmed matter only for the first pass.
+    restartNextHopId_.clear();
+  }
+  if (!endOfSyncDone()) {
+    if constexpr (isV4) in_.vrfL3Status->endOfV4SyncDoneIs(true);
+    else in_.vrfL3Status->endOfV6SyncDoneIs(true);
+    KOR_TRACE(1, "End of sync done");
+    if (in_.helper) in_.helper->handleEndOfSync(in_.vrfL3Status->vrfName());
+    if (vrfRoot_) {
+      if constexpr (isV4) vrfRoot_->handleEndOfV4Sync();
+      else vrfRoot_->handleEndOfV6Sync();
+    }
+  }
+  if (!adjSmWoken_) {
+    adjSmWoken_ = true;
+    if (in_.adjSm->initialized() && !in_.adjSm->routingSyncInitialized()) {
+      KOR_TRACE(3, "Wake up the adj state machine");
+      in_.adjSm->handleInitialized();
+    }
+  }
+}
+
+template <class AF>
+void RouteSmT<AF>::handleSeqConfig() {
+  maybeAckSequence();
+}
+
+template <class AF>
+void RouteSmT<AF>::maybeAckSequence() {
+  if (!in_.seqConfig || !in_.seqConfig->sequenceEnabled()) return;
+  if (routesForReviews() || (reader_ && !reader_->drained())) return;
+  if constexpr (isV4) in_.vrfL3Status->sequenceProgrammedIs(lastProcessedSeq_);
+  else in_.vrfL3Status->sequence6ProgrammedIs(lastProcessedSeq_);
+}
+
+// --- IPv6: overflow, aggregates, table moves ---
+
+template <class AF>
+void RouteSmT<AF>::handleOverflowRoute(Prefix const& prefix) {
+  if constexpr (!isV4) {
+    if (!in_.l3Status->ip6OverflowRouteHas(prefix)) return;
+    KOR_TRACE(5, "handleOverflowRoute, prefix: " << prefix);
+    // Consumed: the platform reports each overflow once.
+    in_.l3Status->ip6OverflowRouteDel(prefix);
+    overflowRoutesForReview_[prefix] = true;
+    maybeScheduleRouteReview(true);
+  }
+}
+
+template <class AF>
+bool RouteSmT<AF>::isContainedByAggrRoute(Prefix const& prefix, bool log) const {
+  if constexpr (isV4) {
+    return false;
+  } else {
+    if (!aggregateTrie_.size() || !in_.l3Config || !in_.l3Config->deferredRouting()) return false;
+    auto const& aggregates = in_.l3Config->aggregateRoute6Map();
+    auto parent = aggregateTrie_.parent(prefix, [&](Prefix const& p) { return aggregates.find(p) != aggregates.end(); });
+    if (parent && log) KOR_TRACE(8, "AggrRoute " << *parent << " contains " << prefix);
+    return parent.has_value();
+  }
+}
+
+template <class AF>
+void RouteSmT<AF>::handleAggregateRoute(Prefix const& prefix) {
+  if constexpr (!isV4) {
+    bool added = in_.l3Config && in_.l3Config->aggregateRoute6Has(prefix);
+    if (added) aggregateTrie_.add(prefix);
+    else aggregateTrie_.del(prefix);
+    if (!in_.l3Config || !in_.l3Config->deferredRouting()) {
+      KOR_TRACE(5, "Deferred Routing NOT enabled - Returning");
+      return;
+    }
+    if (added) {
+      KOR_TRACE(5, "Aggregate route added");
+      if (isContainedByAggrRoute(prefix, true)) {
+        KOR_TRACE(5, "Aggregate prefix " << prefix << " covers this. Skipping");
+      } else if (fibRoute_.find(prefix) != fibRoute_.end()) {
+        KOR_TRACE(5, "Fib already exists");
+        enqueueForReview(prefix);
+      } else if (fibEntry(prefix)) {
+        KOR_TRACE(5, "Fib does not exist. Adding " << prefix << " to review list");
+        enqueueForReview(prefix);
+      }
+    } else {
+      KOR_TRACE(5, "Aggregate route deleted");
+      KOR_TRACE(5, "Delete all routes encapsulated by aggregate prefix:" << prefix);
+    }
+    // Every route under the aggregate is reviewed: added, they leave the
+    // chip; deleted, each is handed over on its own again.
+    for (auto const& kv : in_.routeStatus->routeMap()) {
+      if (kv.first == prefix || !prefix.contains(kv.first) || !kv.second.fecId().isValid()) continue;
+      auto it = fibRoute_.find(kv.first);
+      if (it == fibRoute_.end()) {
+        KOR_TRACE(8, "In delete, FibSm does not exist. Adding " << kv.first);
+      } else {
+        KOR_TRACE(9, "Schedule this state machine for change.");
+        it->second.stateIs(RouteReviewState::changedRoute);
+      }
+      enqueueForReview(kv.first);
+    }
+    maybeScheduleRouteReview();
+  }
+}
+
+template <class AF>
+void RouteSmT<AF>::handleAggregateRoute() {
+  if constexpr (!isV4) {
+    if (!in_.l3Config) return;
+    for (auto const& kv : in_.l3Config->aggregateRoute6Map()) handleAggregateRoute(kv.first);
+  }
+}
+
+// The exact-match lengths changed: routes whose table changes are moved.
+template <class AF>
+void RouteSmT<AF>::handleRoutesInExactMatch() {
+  if constexpr (!isV4) {
+    if (!in_.routingHwStatus) return;
+    auto const& lengths = in_.routingHwStatus->prefixLenInExactMatchMap();
+    std::vector<std::pair<Prefix, TableType>> moves;
+    for (auto const& kv : fibRoute_) {
+      if (!kv.second.adjInfo()) continue;
+      TableType to = tableTypeOf(kv.first, lengths);
+      TableType from = to == TableType::tableTypeExactMatch ? TableType::tableTypeLongestPrefix
+                                                            : TableType::tableTypeExactMatch;
+      // Only the lengths that can be in the exact-match table can move.
+      Routing::RoutesInExactMatch len;
+      if (!Routing::RoutesInExactMatch::fromBits(unsigned(kv.first.len()), len)) continue;
+      auto it = lastExactMatch_.find(len);
+      bool was = it != lastExactMatch_.end();
+      if (was == (to == TableType::tableTypeExactMatch)) continue;
+      moves.emplace_back(kv.first, from);
+    }
+    lastExactMatch_.clear();
+    for (auto const& kv : lengths) lastExactMatch_[kv.first] = true;
+    for (auto const& [p, from] : moves)
+      moveRouteBetweenTables(p, from, tableTypeOf(p, lengths));
+  }
+}
+
+template <class AF>
+bool RouteSmT<AF>::moveRouteBetweenTables(Prefix const& prefix, TableType from, TableType to) {
+  KOR_TRACE(5, "moveRouteBetweenTables, for prefix: " << prefix << " from: " << from << " to: " << to);
+  auto it = fibRoute_.find(prefix);
+  if (it == fibRoute_.end()) {
+    KOR_TRACE(3, "Could not find fibRoute for " << prefix);
+    return false;
+  }
+  FibRoute& fib = it->second;
+  Vix::Ptr<AdjInfo> info = fib.adjInfoPtr();
+  if (!info) return false;
+  // Out of the old table, then handed over again for the new one.
+  doUpdateRoute(prefix, fib, nullptr, false);
+  doUpdateRoute(prefix, fib, info, false);
+  if (unprogrammedRoute_.contains(prefix)) {
+    KOR_TRACE(3, "Rem route " << prefix << " move from " << from << " to " << to << " failed."
+                              << " Adding route to unprogrammed routes.");
+    return false;
+  }
+  KOR_TRACE(8, "Route " << prefix << " moved. Adding route for review.");
+  return true;
+}
+
+// --- Verification and dumps ---
+
+template <class AF>
+void RouteSmT<AF>::handleVerify() {
+  size_t bad = 0;
+  auto const& l3 = *in_.l3Status;
+  for (auto const& kv : fibRoute_) {
+    Key key{vrfId_, kv.first};
+    Vix::Ptr<AdjInfo> handed;
+    if constexpr (isV4) handed = l3.adjInfoList(key);
+    else handed = l3.adjInfo6List(key);
+    if (handed.ptr() != kv.second.adjInfo()) ++bad;
+  }
+  if (bad)
+    KOR_VERIFY_REPORT(KorTypes::verifyFail, std::to_string(bad) + " routes differ from their hand-over entry");
+  else
+    KOR_VERIFY_REPORT(KorTypes::verifySuccess, std::to_string(fibRoute_.size()) + " routes verified");
+}
+
+template <class AF>
+void RouteSmT<AF>::showFibRoutes(std::ostream& out, std::optional<Prefix> prefix) const {
+  std::map<Prefix, Route> sorted;
+  for (auto const& kv : in_.routeStatus->routeMap())
+    if (kv.second.fecId().isValid() && (!prefix || *prefix == kv.first)) sorted.emplace(kv.first, kv.second);
+  if (prefix && sorted.empty()) out << "Route " << *prefix << " not in the FIB\n";
+  for (auto const& [p, r] : sorted) out << p << " fec " << r.fecId() << " seq " << r.seqNo() << "\n";
+}
+
+template <class AF>
+void RouteSmT<AF>::showKorRoutes(std::ostream& out, std::optional<Prefix> prefix) const {
+  std::map<Prefix, FibRoute const*> sorted;
+  for (auto const& kv : fibRoute_)
+    if (!prefix || *prefix == kv.first) sorted.emplace(kv.first, &kv.second);
+  if (prefix && sorted.empty()) out << "Route " << *prefix << " has no record\n";
+  for (auto const& [p, fib] : sorted) {
+    out << p << " ";
+    if (AdjInfo const* a = fib->adjInfo()) {
+      out << a->routeType() << " fec " << a->fibAdjIndex() << " l2adj " << a->l2AdjIndex()
+          << (a->vias() ? " vias" : "");
+    } else {
+      out << "no adjacency information";
+    }
+    if (unprogrammedRoute_.contains(p)) out << " unprogrammed";
+    if (fib->parentDrop()) out << " parent-drop";
+    out << "\n";
+  }
 }
 
 template <class AF>
 void RouteSmT<AF>::doShowRoutesUnprogrammedInVrf(std::ostream& out, VrfName const& vrfName) const {
-  uint32_t unprogrammed = isV4 ? vrfL3Status_->numUnprogrammedRoutes() : vrfL3Status_->numUnprogrammedV6Routes();
-  uint32_t parentDrop = isV4 ? vrfL3Status_->numParentDropRoutes() : vrfL3Status_->numParentDropV6Routes();
+  uint32_t unprogrammed = isV4 ? in_.vrfL3Status->numUnprogrammedRoutes() : in_.vrfL3Status->numUnprogrammedV6Routes();
+  uint32_t parentDrop = isV4 ? in_.vrfL3Status->numParentDropRoutes() : in_.vrfL3Status->numParentDropV6Routes();
   char buf[160];
   std::snprintf(buf, sizeof(buf), "Vrf: %s\n", vrfName.str().c_str());
   out << buf;
@@ -74,6 +1241,9 @@ void RouteSmT<AF>::doShowRoutesUnprogrammedInVrf(std::ostream& out, VrfName cons
   out << buf;
   std::snprintf(buf, sizeof(buf), "Num parent drop routes: %d\n\n", int(parentDrop));
   out << buf;
+  std::map<Prefix, bool> sorted;
+  unprogrammedRoute_.forEach([&](Prefix const& p, bool) { sorted.emplace(p, true); });
+  for (auto const& kv : sorted) out << kv.first << "\n";
 }
 
 template class RouteSmT<Nollo::Ipv4>;

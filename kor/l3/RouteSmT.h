@@ -1,28 +1,61 @@
 #pragma once
 // The route machine of one VRF and address family: RouteSm (IPv4, trace
 // "KorRoutingSm") and Route6Sm (IPv6, trace "KorIp6RoutingSm"), created and
-// owned by the VRF's VrfRoot. It reads the VRF's shared-memory FIB route
-// table through a sliced reader whose slice is quillYieldTime (set by the VRF
-// root). The first time the reader has delivered the whole table the VRF's
-// initial sync is over: endOfV4SyncDone (endOfV6SyncDone) is set in the
-// VrfL3Status, the platform helper is told, and the VRF root's end-of-sync
-// check runs. For now the routes read are only counted; reviewing them and
-// writing the hand-over lists is the route work still to come.
+// owned by the VRF's VrfRoot. One implementation; what only IPv6 has
+// (overflow routes, aggregate routes, moves between the longest-prefix and
+// exact-match tables) is compiled for IPv6 only.
+//
+// It reads the VRF's FIB route table through a sliced reader (slice =
+// quillYieldTime, set by the VRF root) and keeps one FibRoute per prefix.
+// Each route's needs go to the platform as an interned AdjInfo (route type,
+// FEC, L2 adjacency index) in L3Status::adjInfoList / adjInfo6List, and the
+// platform helper answers at once whether the chip took it. A route the chip
+// refused is unprogrammed: kept, counted, and handed over again - when
+// routing resources come back, or after unprogrammedRetryPeriod.
+//
+// Work that cannot be done inside a notification (routes queued while
+// updates are suspended, all routes when routing comes on or goes off,
+// prefix walks after an adjacency changed) waits in routesForReview and is
+// done in passes of at most routeReviewQuanta that resume at the queue's
+// bookmark: the default route first, next-hop-group routes after all
+// others. A deleted route is removed from the chip only once deletionDelay
+// has passed, so a delete followed by a re-add never touches the chip.
+//
+// Invariants: a prefix has a hand-over entry iff its FibRoute holds an
+// AdjInfo; an unprogrammed prefix has a FibRoute; the unprogrammed counters
+// of VrfL3Status and L3Status move with the unprogrammed set.
 #include <cstdint>
+#include <deque>
 #include <memory>
 #include <optional>
 #include <ostream>
 #include <type_traits>
+#include <utility>
+#include <vector>
 
+#include "kor/adj/AdjSm.h"
 #include "kor/common/KorBaseSm.h"
 #include "kor/common/KorCommonSmData.h"
 #include "kor/common/VrfName.h"
 #include "kor/helpers/RouteSmHelperT.h"
+#include "kor/l3/AdjInfoPool.h"
+#include "kor/l3/FibRouteT.h"
+#include "kor/l3/L3Status.h"
+#include "kor/l3/RoutingTrieT.h"
+#include "kor/l3/TableType.h"
+#include "kor/l3/VrfAndPrefixT.h"
+#include "kor/l3/VrfId.h"
 #include "kor/l3/VrfL3Status.h"
+#include "models/routing/L3Config.h"
+#include "models/routing/SequenceConfig.h"
+#include "models/routing/hardware/Status.h"
 #include "nollo/IpPrefix.h"
+#include "quill/ForwardingStatus.h"
 #include "quill/RouteStatus.h"
 #include "quill/SlicedReader.h"
 #include "vix/Clock.h"
+#include "vix/HashMap.h"
+#include "vix/ReviewQueue.h"
 #include "vix/Time.h"
 
 namespace Kor {
@@ -34,40 +67,227 @@ class RouteSmT : public KorBaseSm {
  public:
   static constexpr bool isV4 = std::is_same_v<AF, Nollo::Ipv4>;
   using RouteStatus = Quill::Fib::RouteStatusT<AF>;
+  using ForwardingStatus = Quill::Fib::ForwardingStatusT<AF>;
+  using Route = Quill::Fib::RouteT<AF>;
   using Prefix = Nollo::IpPrefixT<AF>;
   using Helper = KorHelper::RouteSmHelperT<AF>;
+  using FibRoute = FibRouteT<AF>;
+  using Key = VrfAndPrefixT<AF>;
+  using FecId = Quill::Fib::FecId;
+  using ReviewQueue = Vix::ReviewQueue<Prefix, bool>;
 
-  RouteSmT(Vix::Ptr<KorCommonSmData> const& acsd, VrfRoot* vrfRoot, Vix::Ptr<RouteStatus const> const& routeStatus,
-           Vix::Ptr<VrfL3Status> const& vrfL3Status, Vix::Ptr<Helper> const& helper);
+  struct Inputs {
+    Vix::Ptr<Routing::L3Config const> l3Config;
+    Vix::Ptr<L3Status> l3Status;
+    Vix::Ptr<VrfL3Status> vrfL3Status;
+    Vix::Ptr<RouteStatus const> routeStatus;
+    Vix::Ptr<ForwardingStatus const> forwardingStatus;
+    Vix::Ptr<Routing::Hardware::Status const> routingHwStatus;
+    Vix::Ptr<Routing::SequenceConfig const> seqConfig;
+    Vix::Ptr<AdjSm> adjSm;
+    Vix::Ptr<Helper> helper;
+  };
+
+  RouteSmT(Vix::Ptr<KorCommonSmData> const& acsd, VrfRoot* vrfRoot, VrfId vrfId, Inputs inputs);
   ~RouteSmT() override;
 
   void handleInitialized() override;
+  void handleVerify() override;
 
-  Vix::Ptr<RouteStatus const> const& routeStatus() const { return routeStatus_; }
+  VrfId vrfId() const { return vrfId_; }
+  Vix::Ptr<RouteStatus const> const& routeStatus() const { return in_.routeStatus; }
+  Vix::Ptr<Helper> const& routingHelper() const { return in_.helper; }
+
+  // Tunables (seconds).
   Vix::Seconds quillYieldTime() const { return quillYieldTime_; }
   void quillYieldTimeIs(Vix::Seconds s);
-  bool endOfSyncDone() const;
-  uint64_t updatesSeen() const { return updatesSeen_; }
+  Vix::Seconds routesReviewInterval() const { return routesReviewInterval_; }
+  void routesReviewIntervalIs(Vix::Seconds s) { routesReviewInterval_ = s; }
+  Vix::Seconds routeReviewQuanta() const { return routeReviewQuanta_; }
+  void routeReviewQuantaIs(Vix::Seconds s) { routeReviewQuanta_ = s; }
+  Vix::Seconds unprogrammedRetryPeriod() const { return unprogrammedRetryPeriod_; }
+  void unprogrammedRetryPeriodIs(Vix::Seconds s) { unprogrammedRetryPeriod_ = s; }
+  Vix::Seconds unprogrammedReviewInterval() const { return unprogrammedReviewInterval_; }
+  void unprogrammedReviewIntervalIs(Vix::Seconds s) { unprogrammedReviewInterval_ = s; }
+  Vix::Seconds deletionDelay() const { return deletionDelay_; }
+  void handleDeletionDelay(Vix::Seconds s);
+  // 0: no limit of the number of routes.
+  uint64_t maxRoutes() const { return maxRoutes_; }
+  void handleMaxNumRoutes(uint64_t n) { maxRoutes_ = n; }
+  // Whether the hardware offers parent drop routes.
+  bool parentDropRoute() const { return parentDropRoute_; }
+  void handleParentDropRoute(bool enabled) { parentDropRoute_ = enabled; }
 
-  // "FR4" / "FR6": the FIB's routes (one, or all when prefix is empty).
-  void showFibRoutes(std::ostream&, std::optional<Prefix> prefix) const {}
+  // State.
+  bool routingEnabled() const { return routingEnabled_; }
+  bool reviewComplete() const { return reviewComplete_; }
+  bool endOfSyncDone() const;
+  size_t fibRoutes() const { return fibRoute_.size(); }
+  FibRoute const* fibRoute(Prefix const& p) const;
+  // Queued for review (next-hop-group routes included).
+  size_t routesForReviews() const { return routesForReview_.size() + nhgRoutesForReview_.size(); }
+  bool routeForReview(Prefix const& p) const {
+    return routesForReview_.contains(p) || nhgRoutesForReview_.contains(p);
+  }
+  size_t unprogrammedRoutes() const { return unprogrammedRoute_.size(); }
+  bool unprogrammed(Prefix const& p) const { return unprogrammedRoute_.contains(p); }
+  size_t parentDropRoutes() const { return parentDropRoutes_; }
+  size_t overflowRoutesForReview() const { return overflowRoutesForReview_.size(); }
+  size_t pendingDeletions() const { return deletionTime_.size(); }
+  size_t adjInfoRecords() const { return adjInfoPool_.size(); }
+  std::optional<Prefix> routesForReviewBookmark() const { return routesForReview_.bookmark(); }
+  Vix::Clock const& reviewClock() const { return reviewClock_; }
+  Vix::Clock const& unprogrammedClock() const { return unprogrammedClock_; }
+  Quill::SlicedReader<RouteStatus> const* reader() const { return reader_.get(); }
+
+  // Counters.
+  uint64_t updatesSeen() const { return updatesSeen_; }
+  uint64_t updatesProcessed() const { return updatesProcessed_; }
+  uint64_t dispatchCount() const { return dispatchCount_; }
+  uint64_t yieldBeforeFinishingCount() const { return yieldBeforeFinishingCount_; }
+  Vix::Seconds timeUsed() const { return timeUsed_; }
+  uint64_t lastProcessedSeq() const { return lastProcessedSeq_; }
+  // Called after each route a review pass handled (tests advance a manual
+  // clock here to make a pass run over its quantum).
+  void reviewHookIs(std::function<void(Prefix const&)> h) { reviewHook_ = std::move(h); }
+
+  // Inputs.
+  void handleRoute(Prefix const& prefix);
+  void handleRoutingEnabled(bool enabled);
+  void handleRoutingResourceFull();
+  void handlePrefixWalk(FecId const& fecId);
+  void handleFec(FecId const& fecId);
+  void handleWaitForRoutingDisabled();
+  void handleSeqConfig();
+  // IPv6 only.
+  void handleOverflowRoute(Prefix const& prefix);
+  void handleAggregateRoute(Prefix const& prefix);
+  void handleAggregateRoute();
+  void handleRoutesInExactMatch();
+  bool isContainedByAggrRoute(Prefix const& prefix, bool log = false) const;
+  bool moveRouteBetweenTables(Prefix const& prefix, TableType from, TableType to);
+  void handleAdjResourceFull();
+
+  std::optional<Prefix> getParentRoute(Prefix const& prefix) const;
+  bool programParentDropRoute(Prefix const& prefix);
+
+  // Dumps. "FR4" / "FR6": the FIB's routes (one, or all when prefix is empty).
+  void showFibRoutes(std::ostream& out, std::optional<Prefix> prefix) const;
   // "AR4" / "AR6": the library's own route records.
-  void showKorRoutes(std::ostream&, std::optional<Prefix> prefix) const {}
-  // "SR4u" / "SR6u" for this VRF, from the VrfL3Status counters.
+  void showKorRoutes(std::ostream& out, std::optional<Prefix> prefix) const;
+  // "SR4u" / "SR6u" for this VRF.
   void doShowRoutesUnprogrammedInVrf(std::ostream& out, VrfName const& vrfName) const;
 
  private:
-  void handleRoute(Prefix const& prefix);
-  void doEndOfSync();
+  class VixVrfL3Status;
+  class VixL3Status;
+  class VixForwardingStatus;
+  class VixL3Config;
+  class VixHwStatus;
+
+  // The notification path.
+  bool setupRoute(Prefix const& prefix, Route const* route);
+  // False when the route must wait (a deletion before its deletionTime).
+  bool processRouteUpdate(Prefix const& prefix, bool force = false);
+  void updateAdjInfo(Prefix const& prefix, FibRoute& fib, Route const* route, bool force);
+  void doUpdateRoute(Prefix const& prefix, FibRoute& fib, Vix::Ptr<AdjInfo> const& newEntry, bool retry);
+  Vix::Ptr<AdjInfo> adjInfoFor(Prefix const& prefix, Route const& route, AdjInfo const* old);
+  Route const* fibEntry(Prefix const& prefix) const;
+  bool isNhgRoute(Prefix const& prefix) const;
+  void deleteFibRoute(Prefix const& prefix);
+
+  // Review.
+  void enqueueForReview(Prefix const& prefix);
+  void maybeScheduleRouteReview(bool force = false);
+  void runReview();
+  void reviewRouteChanges();
+  void reviewOverflowRoutes();
+  void runDeletions();
+  void scheduleAllRoutes();
+  void doReviewPending();
+
+  // Unprogrammed routes.
+  void addUnprogrammed(Prefix const& prefix);
+  void removeUnprogrammed(Prefix const& prefix);
+  void scheduleUnprogrammedReview(bool now);
+  void reviewUnprogrammedRoutes();
+  void restoreParentDropRoutes();
+
+  // Routing on/off, start, sync.
+  void enableRoutingWhenFullyDisabled();
+  void actuallyDisableRouting();
+  bool fullyDisabled() const;
+  void syncRoutingStateOnInit();
+  void maybeEndOfSync();
+  void maybeAckSequence();
+  bool resourceFull() const;
+  void unprogrammedCountIs(int delta);
+  void parentDropCountIs(int delta);
 
   VrfRoot* vrfRoot_;
-  Vix::Ptr<RouteStatus const> routeStatus_;
-  Vix::Ptr<VrfL3Status> vrfL3Status_;
-  Vix::Ptr<Helper> helper_;
+  VrfId vrfId_;
+  Inputs in_;
+
   Vix::Seconds quillYieldTime_ = 0.05;
+  Vix::Seconds routesReviewInterval_ = 0;
+  Vix::Seconds routeReviewQuanta_ = 0.05;
+  Vix::Seconds unprogrammedRetryPeriod_ = 10;
+  Vix::Seconds unprogrammedReviewInterval_ = 0.1;
+  Vix::Seconds deletionDelay_ = 0;
+  uint64_t maxRoutes_ = 0;
+  bool parentDropRoute_ = false;
+
+  bool routingEnabled_ = false;
+  bool disabling_ = false;
+  bool envVarInitialized_ = false;
+  bool yieldAfterEachRoute_ = false;
+  bool reviewComplete_ = false;
+  bool adjSmWoken_ = false;
+  bool nexthopGroupRouteReviewStart_ = false;
+  bool reviewPendingBump_ = false;
+  bool resourceFullSeen_ = false;
+  Vix::Seconds lastUnprogrammedRetry_ = -1e300;
+
+  Vix::HashMap<Prefix, FibRoute> fibRoute_;
+  ReviewQueue routesForReview_;
+  ReviewQueue nhgRoutesForReview_;
+  ReviewQueue unprogrammedRoute_;
+  // Deleted routes waiting for their deletionTime, in deletion order (the
+  // delay is one value, so the order is the order of their times).
+  Vix::HashMap<Prefix, Vix::Seconds> deletionTime_;
+  std::deque<std::pair<Prefix, Vix::Seconds>> deletionOrder_;
+  Vix::HashMap<Prefix, uint64_t> restartNextHopId_;
+  Vix::HashMap<Prefix, uint64_t> deferredAdjCreation_;
+  Vix::HashMap<Prefix, bool> overflowRoutesForReview_;
+  // The exact-match lengths the routes were last placed by.
+  Vix::HashMap<Routing::RoutesInExactMatch, bool> lastExactMatch_;
+  // Routes whose FEC is not in the FEC table yet, by FEC.
+  Vix::HashMap<FecId, std::vector<Prefix>> waitingForFec_;
+  RoutingTrieT<AF> trie_;
+  RoutingTrieT<AF> aggregateTrie_;
+  AdjInfoPool adjInfoPool_;
+  size_t parentDropRoutes_ = 0;
+  uint64_t lastProcessedSeq_ = 0;
+
   uint64_t updatesSeen_ = 0;
+  uint64_t updatesProcessed_ = 0;
+  uint64_t dispatchCount_ = 0;
+  uint64_t yieldBeforeFinishingCount_ = 0;
+  Vix::Seconds timeUsed_ = 0;
+  std::function<void(Prefix const&)> reviewHook_;
+
   std::unique_ptr<Quill::SlicedReader<RouteStatus>> reader_;
-  Vix::Clock syncClock_;
+  std::unique_ptr<VixVrfL3Status> vrfL3StatusReactor_;
+  std::unique_ptr<VixL3Status> l3StatusReactor_;
+  std::unique_ptr<VixForwardingStatus> forwardingStatusReactor_;
+  std::unique_ptr<VixL3Config> l3ConfigReactor_;
+  std::unique_ptr<VixHwStatus> hwStatusReactor_;
+  Vix::Clock reviewClock_;
+  Vix::Clock unprogrammedClock_;
+  Vix::Clock deletionClock_;
+  // Once per turn of the loop: acknowledges the sequence, wakes the
+  // review-pending consumers, checks the end of the initial sync.
+  Vix::Clock pendingClock_;
 };
 
 extern template class RouteSmT<Nollo::Ipv4>;

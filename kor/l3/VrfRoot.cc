@@ -47,15 +47,21 @@ void VrfRoot::doStartSm() {
                                   in.l2AdjHelper, in.intfVlanIdTable, in.adjReviewEvent, korNexthopGroupRouteSm_,
                                   in.nexthopGroupStatus, watchedNexthopGroupConfig_);
   KOR_TRACE(5, "Create korAdjSm, vrf: " << vrfName_);
-  korRouteSm_ = Vix::makePtr<RouteSm>(acsd, this, em->routeStatus<Nollo::Ipv4>(vrfName_.str()), vrfL3Status_,
-                                      in.routeSmHelper);
+  korRouteSm_ = Vix::makePtr<RouteSm>(
+      acsd, this, vrfId_,
+      RouteSm::Inputs{in.l3Config, in.l3Status, vrfL3Status_, em->routeStatus<Nollo::Ipv4>(vrfName_.str()),
+                      em->forwardingStatus<Nollo::Ipv4>(vrfName_.str()), in.routingHwStatus,
+                      in.routingSequenceConfig, korAdjSm_, in.routeSmHelper});
   KOR_TRACE(5, "Create korRouteSm, vrf: " << vrfName_);
   korIp6NeighSm_ = Vix::makePtr<Ip6NeighSm>(acsd, vrfName_, vrfL3Status_, in.bridgingStatus, in.intfVlanIdTable,
                                              in.vxlanHwStatusDir);
   korIp6NeighSm_->arpQuillVrfIdIs(arpQuillVrfId_);
   KOR_TRACE(5, "Create korIp6NeighSm, vrf: " << vrfName_);
-  korRoute6Sm_ = Vix::makePtr<Route6Sm>(acsd, this, em->routeStatus<Nollo::Ipv6>(vrfName_.str()), vrfL3Status_,
-                                        in.route6SmHelper);
+  korRoute6Sm_ = Vix::makePtr<Route6Sm>(
+      acsd, this, vrfId_,
+      Route6Sm::Inputs{in.l3Config, in.l3Status, vrfL3Status_, em->routeStatus<Nollo::Ipv6>(vrfName_.str()),
+                       em->forwardingStatus<Nollo::Ipv6>(vrfName_.str()), in.routingHwStatus,
+                       in.routingSequenceConfig, korAdjSm_, in.route6SmHelper});
   KOR_TRACE(5, "Create korRoute6Sm, vrf: " << vrfName_);
 
   korArpSm_->initializedIs(true);

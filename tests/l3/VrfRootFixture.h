@@ -68,9 +68,13 @@ class VrfRootFixture : public ::testing::Test {
     acsd_->doCleanup();
   }
 
-  void announce(std::string const& name) {
-    dir_->vrfInfoIs(name, Vix::makePtr<Routing::RoutingInfo>(name));
-    dir6_->vrfInfoIs(name, Vix::makePtr<Routing::RoutingInfo>(name));
+  void announce(std::string const& name, bool routing = false) {
+    auto info = Vix::makePtr<Routing::RoutingInfo>(name);
+    auto info6 = Vix::makePtr<Routing::RoutingInfo>(name);
+    info->routingEnabledIs(routing);
+    info6->routingEnabledIs(routing);
+    dir_->vrfInfoIs(name, info);
+    dir6_->vrfInfoIs(name, info6);
   }
   void withdraw(std::string const& name) {
     dir_->vrfInfoDel(name);

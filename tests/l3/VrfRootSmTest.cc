@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 
+#include "softchip/SoftChip.h"
 #include "tests/l3/VrfRootFixture.h"
 
 namespace KorTest {
@@ -199,8 +200,12 @@ TEST_F(VrfRootFixture, MachinesAreCreatedAndDeletedInTheirOrders) {
 }
 
 TEST_F(VrfRootFixture, DeletionWaitsForTheReviewWhileRoutingIsSwitchedOff) {
-  announce("a");
-  announce("b");
+  // Routing on: the route machines have not switched it off yet, so the
+  // waits stay until the VRF root's review.
+  announce("a", true);
+  announce("b", true);
+  auto chip = Vix::makePtr<SoftChip::SoftChip>();
+  in_.routingStatusSmHelper = chip->routingStatusSmHelper();
   start();
   l3Status_->vrfL3Status(VrfName("a"))->waitForRoutingDisabledIs(true);
   l3Status_->vrfL3Status(VrfName("b"))->waitForRouting6DisabledIs(true);

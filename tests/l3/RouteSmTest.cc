@@ -1,0 +1,533 @@
+// The route machines (one template, both families) over the adjacency machine
+// and the software chip's L2 adjacencies, with a scripted platform route hook,
+// on a manual clock: the hand-over list, deletion delay, review order and
+// batches, unprogrammed routes and their recovery, end of sync, restart
+// reconciliation, routing switched off, prefix walks, and the IPv6 overflow,
+// aggregate and table-move paths.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <map>
+#include <set>
+#include <vector>
+
+#include "kor/adj/AdjSm.h"
+#include "kor/adj/L2AdjHelper.h"
+#include "kor/common/KorCommonSmData.h"
+#include "kor/l3/RouteSmT.h"
+#include "softchip/SoftAdjSmHelper.h"
+#include "softchip/SoftChip.h"
+#include "vix/ActivityLoop.h"
+#include "vix/Trace.h"
+
+namespace {
+
+using namespace Kor;
+using KorHelper::RouteUpdateAnswer;
+using Nollo::IntfId;
+using Quill::Fib::FecId;
+using Quill::Fib::FecType;
+
+FecId fecId(uint64_t i) { return FecId::make(Quill::Fib::nexthopAdj(), i); }
+FecId nhgFecId(uint64_t i) { return FecId::make(Quill::Fib::nextHopGroupAdj(), i); }
+
+// A platform whose route table holds what it was handed, bounded by a
+// capacity, refusing the prefixes it is told to.
+template <class AF>
+class ScriptedRouteHelper : public KorHelper::RouteSmHelperT<AF> {
+ public:
+  using Prefix = Nollo::IpPrefixT<AF>;
+  ScriptedRouteHelper(Vix::Ptr<L3Status> l3) : l3_(std::move(l3)) {}
+
+  RouteUpdateAnswer handleRouteUpdate(VrfId vrfId, Prefix const& p, uint64_t) override {
+    ++calls;
+    Vix::Ptr<AdjInfo> info;
+    if constexpr (AF::version == 4) info = l3_->adjInfoList({vrfId, p});
+    else info = l3_->adjInfo6List({vrfId, p});
+    if (!info) {
+      if (chip.erase(p)) ++deletes;
+      return RouteUpdateAnswer::programmed;
+    }
+    if (failing.count(p)) return RouteUpdateAnswer::failed;
+    if (!chip.count(p) && chip.size() >= capacity) {
+      if constexpr (AF::version == 4) l3_->routingResourceFullIs(true);
+      else {
+        l3_->ip6RoutingResourceFullIs(true);
+        if (overflow) l3_->ip6OverflowRouteIs(p, true);
+      }
+      return RouteUpdateAnswer::resourceFull;
+    }
+    auto [it, fresh] = chip.try_emplace(p, info->l2AdjIndex());
+    if (fresh) ++creates;
+    else if (it->second != info->l2AdjIndex()) ++updates, it->second = info->l2AdjIndex();
+    return RouteUpdateAnswer::programmed;
+  }
+  void forEachHardwareRoute(VrfId, typename KorHelper::RouteSmHelperT<AF>::HardwareRouteVisitor const& v) const override {
+    for (auto const& [p, l2] : chip) v(p, l2);
+  }
+  void deleteHardwareRoute(VrfId, Prefix const& p) override {
+    if (chip.erase(p)) ++deletes;
+  }
+  void handleEndOfSync(VrfName const&) override { ++endOfSyncs; }
+
+  Vix::Ptr<L3Status> l3_;
+  std::map<Prefix, uint64_t> chip;  // prefix -> L2 adjacency index
+  std::set<Prefix> failing;
+  size_t capacity = ~size_t(0);
+  bool overflow = false;
+  int calls = 0, creates = 0, updates = 0, deletes = 0, endOfSyncs = 0;
+};
+
+template <class AF>
+class RouteSmTest : public ::testing::Test {
+ protected:
+  using Prefix = Nollo::IpPrefixT<AF>;
+  using Sm = RouteSmT<AF>;
+  static constexpr bool v4 = AF::version == 4;
+
+  void SetUp() override {
+    unsetenv("KOR_YIELD_REVIEW_AFTER_EACH_ROUTE");
+    unsetenv("KOR_ROUTES_REVIEW_INTERVAL");
+    trace_ = Vix::makePtr<Vix::MemoryTraceSink>();
+    Vix::traceSinkIs(trace_);
+    ts_ = Vix::makePtr<Vix::ManualTimeSource>(0.0);
+    loop_ = Vix::makePtr<Vix::ActivityLoop>(ts_);
+    acsd_ = korCommonSmDataFactory("acsd", loop_);
+    l3_ = Vix::makePtr<L3Status>("l3Status");
+    l3_->vrfIdPairIs(VrfName("default"), VrfId(0));
+    vrf_ = l3_->newVrfL3Status(VrfName("default"));
+    vrf_->routingEnabledIs(true);
+    vrf_->routing6EnabledIs(true);
+    fwd4_ = Vix::makePtr<Quill::Fib::ForwardingStatus>("default");
+    fwd6_ = Vix::makePtr<Quill::Fib6::ForwardingStatus>("default");
+    routes_ = Vix::makePtr<Quill::Fib::RouteStatusT<AF>>("default");
+    hw_ = Vix::makePtr<Routing::Hardware::Status>("hw");
+    l3Config_ = Vix::makePtr<Routing::L3Config>("l3Config");
+    chip_ = Vix::makePtr<SoftChip::SoftChip>();
+    chip_->softAdjSmHelper().l3StatusIs(l3_);
+    l2_ = Vix::makePtr<L2AdjHelper>(acsd_, l3_, Vix::makePtr<Routing::Hardware::Config>("hwConfig"),
+                                    Vix::makePtr<Interface::AllIntfStatusDir>("intfs"), chip_->adjSmHelper());
+    l2_->initializedIs(true);
+    adj_ = Vix::makePtr<AdjSm>(VrfId(0), VrfName("default"), acsd_, nullptr, l3_, fwd4_, fwd6_, hw_, l2_, nullptr,
+                               nullptr, nullptr, nullptr, nullptr);
+    adj_->initializedIs(true);
+    helper_ = Vix::makePtr<ScriptedRouteHelper<AF>>(l3_);
+  }
+  void TearDown() override {
+    sm_ = nullptr;
+    adj_ = nullptr;
+    Vix::traceSinkIs(nullptr);
+    acsd_->doCleanup();
+  }
+  void start() {
+    Vix::Ptr<Quill::Fib::ForwardingStatusT<AF> const> fwd;
+    if constexpr (v4) fwd = fwd4_;
+    else fwd = fwd6_;
+    sm_ = Vix::makePtr<Sm>(acsd_, nullptr, VrfId(0),
+                           typename Sm::Inputs{l3Config_, l3_, vrf_, routes_, fwd, hw_, nullptr, adj_, helper_});
+    sm_->tf().levelsIs("*");
+    sm_->reviewHookIs([this](Prefix const& p) {
+      reviewed_.push_back(p);
+      ts_->advance(reviewCost_);
+    });
+    sm_->initializedIs(true);
+  }
+  void run() { loop_->runUntilIdle(100); }
+
+  // FEC i: `vias` next hops on Ethernet1.. (resolved or not, the adjacency
+  // exists and has an L2 adjacency).
+  // `like`: take the next hops of FEC `like` instead of its own.
+  void fec(uint64_t i, int vias = 1, FecType type = FecType::forward, FecId id = FecId(), int like = -1) {
+    if (!id.isValid()) id = fecId(i);
+    int base = like < 0 ? int(i) : like;
+    using Via = typename Quill::Fib::FecT<AF>::Via;
+    std::vector<Via> v;
+    for (int n = 0; n < vias; ++n) v.emplace_back(addr(base * 16 + n + 1), IntfId::ethernet(1 + n));
+    if constexpr (v4) fwd4_->fecIs(Quill::Fib::Fec(id, type, v));
+    else fwd6_->fecIs(Quill::Fib6::Fec(id, type, v));
+  }
+  static typename AF::Addr addr(int n) {
+    if constexpr (v4) return Nollo::IpAddr4(0x0a000000u + uint32_t(n));
+    else return Nollo::IpAddr6("2001:db8::" + std::to_string(n));
+  }
+  // Prefix number n (distinct /24s or /48s); n = 0 is the default route.
+  static Prefix pfx(int n) {
+    if (n == 0) return Prefix{};
+    if constexpr (v4) return Prefix(Nollo::IpAddr4(0x0b000000u + (uint32_t(n) << 8)), 24);
+    else return Prefix("2001:db8:" + std::to_string(n) + "::/48");
+  }
+  void route(Prefix const& p, FecId f) { routes_->routeIs(Quill::Fib::RouteT<AF>(p, f)); }
+  void unroute(Prefix const& p) { routes_->routeDel(p); }
+  Vix::Ptr<AdjInfo> handed(Prefix const& p) const {
+    if constexpr (v4) return l3_->adjInfoList({VrfId(0), p});
+    else return l3_->adjInfo6List({VrfId(0), p});
+  }
+  uint32_t unprogrammedCount() const {
+    return v4 ? vrf_->numUnprogrammedRoutes() : vrf_->numUnprogrammedV6Routes();
+  }
+  void suspend(bool on) {
+    if constexpr (v4) l3_->suspendRouteUpdatesIs(on);
+    else l3_->suspendIp6RouteUpdatesIs(on);
+  }
+  void resourceFullIs(bool on) {
+    if constexpr (v4) l3_->routingResourceFullIs(on);
+    else l3_->ip6RoutingResourceFullIs(on);
+  }
+  bool endOfSync() const { return v4 ? vrf_->endOfV4SyncDone() : vrf_->endOfV6SyncDone(); }
+
+  Vix::Ptr<Vix::MemoryTraceSink> trace_;
+  Vix::Ptr<Vix::ManualTimeSource> ts_;
+  Vix::Ptr<Vix::ActivityLoop> loop_;
+  Vix::Ptr<KorCommonSmData> acsd_;
+  Vix::Ptr<L3Status> l3_;
+  Vix::Ptr<VrfL3Status> vrf_;
+  Vix::Ptr<Quill::Fib::ForwardingStatus> fwd4_;
+  Vix::Ptr<Quill::Fib6::ForwardingStatus> fwd6_;
+  Vix::Ptr<Quill::Fib::RouteStatusT<AF>> routes_;
+  Vix::Ptr<Routing::Hardware::Status> hw_;
+  Vix::Ptr<Routing::L3Config> l3Config_;
+  Vix::Ptr<SoftChip::SoftChip> chip_;
+  Vix::Ptr<L2AdjHelper> l2_;
+  Vix::Ptr<AdjSm> adj_;
+  Vix::Ptr<ScriptedRouteHelper<AF>> helper_;
+  Vix::Ptr<Sm> sm_;
+  std::vector<Prefix> reviewed_;
+  Vix::Seconds reviewCost_ = 0;
+};
+
+using Families = ::testing::Types<Nollo::Ipv4, Nollo::Ipv6>;
+TYPED_TEST_SUITE(RouteSmTest, Families);
+
+TYPED_TEST(RouteSmTest, RouteIsHandedOverWithItsFecAndL2AdjacencyAndSyncEndsOnce) {
+  this->fec(1, 2);
+  this->fec(2, 1);
+  this->route(this->pfx(1), fecId(1));
+  this->route(this->pfx(2), fecId(1));
+  this->route(this->pfx(3), fecId(2));
+  this->start();
+  this->run();
+  auto a = this->handed(this->pfx(1));
+  ASSERT_TRUE(a);
+  EXPECT_EQ(a->fibAdjIndex(), fecId(1).value());
+  EXPECT_EQ(a->routeType(), RouteType::forwardRoute);
+  auto entry = this->adj_->adjEntry(fecId(1).value());
+  ASSERT_TRUE(entry && entry->l2Adj());
+  EXPECT_EQ(a->l2AdjIndex(), entry->l2Adj()->index());
+  // Routes with the same statement share one record.
+  EXPECT_EQ(this->handed(this->pfx(2)).ptr(), a.ptr());
+  EXPECT_NE(this->handed(this->pfx(3)).ptr(), a.ptr());
+  EXPECT_EQ(this->helper_->chip.size(), 3u);
+  EXPECT_TRUE(this->endOfSync());
+  EXPECT_EQ(this->helper_->endOfSyncs, 1);
+  // Later routes do not end the sync again.
+  this->route(this->pfx(4), fecId(2));
+  this->run();
+  EXPECT_EQ(this->helper_->endOfSyncs, 1);
+  EXPECT_EQ(this->helper_->chip.size(), 4u);
+  // Moving a route to another FEC moves it between adjacencies.
+  this->route(this->pfx(4), fecId(1));
+  this->run();
+  EXPECT_EQ(this->handed(this->pfx(4)).ptr(), a.ptr());
+  EXPECT_TRUE(entry->prefixs() + entry->prefix6s() == 3u);
+  this->unroute(this->pfx(4));
+  this->run();
+  EXPECT_FALSE(this->handed(this->pfx(4)));
+  EXPECT_EQ(this->helper_->chip.size(), 3u);
+  EXPECT_EQ(this->sm_->fibRoutes(), 3u);
+}
+
+TYPED_TEST(RouteSmTest, DeletedAndReAddedBeforeTheDeletionTimeNeverLeavesTheChip) {
+  this->fec(1);
+  this->route(this->pfx(1), fecId(1));
+  this->start();
+  this->sm_->handleDeletionDelay(1.0);
+  this->run();
+  ASSERT_EQ(this->helper_->chip.size(), 1u);
+  this->unroute(this->pfx(1));
+  this->loop_->runFor(0.5);
+  EXPECT_TRUE(this->handed(this->pfx(1)));
+  this->route(this->pfx(1), fecId(1));
+  this->loop_->runFor(2.0);
+  EXPECT_EQ(this->helper_->deletes, 0);
+  EXPECT_TRUE(this->handed(this->pfx(1)));
+  EXPECT_EQ(this->sm_->pendingDeletions(), 0u);
+  // A deletion that stays goes once its time has come, not before.
+  this->unroute(this->pfx(1));
+  this->loop_->runFor(0.9);
+  EXPECT_EQ(this->helper_->deletes, 0);
+  this->loop_->runFor(0.2);
+  EXPECT_EQ(this->helper_->deletes, 1);
+  EXPECT_FALSE(this->handed(this->pfx(1)));
+  EXPECT_EQ(this->sm_->fibRoutes(), 0u);
+}
+
+TYPED_TEST(RouteSmTest, ReviewTakesTheDefaultRouteFirstAndNextHopGroupRoutesLast) {
+  this->fec(1);
+  this->fec(2, 1, FecType::nexthopGroup, nhgFecId(2));
+  this->start();
+  this->run();
+  this->suspend(true);
+  this->route(this->pfx(5), nhgFecId(2));
+  this->route(this->pfx(1), fecId(1));
+  this->route(this->pfx(6), nhgFecId(2));
+  this->route(this->pfx(2), fecId(1));
+  this->route(this->pfx(0), fecId(1));
+  this->run();
+  EXPECT_EQ(this->sm_->routesForReviews(), 5u);
+  EXPECT_TRUE(this->reviewed_.empty());
+  this->suspend(false);
+  this->run();
+  using P = typename TestFixture::Prefix;
+  std::vector<P> want{this->pfx(0), this->pfx(1), this->pfx(2), this->pfx(5), this->pfx(6)};
+  EXPECT_EQ(this->reviewed_, want);
+  EXPECT_EQ(this->helper_->chip.size(), 5u);
+}
+
+TYPED_TEST(RouteSmTest, PassesStopAtTheQuantumAndResumeAtTheBookmark) {
+  this->fec(1);
+  this->start();
+  this->run();
+  this->suspend(true);
+  for (int i = 1; i <= 10; ++i) this->route(this->pfx(i), fecId(1));
+  this->run();
+  this->reviewCost_ = 0.02;  // 0.05 s quantum: three routes a pass
+  this->suspend(false);
+  this->loop_->runDue();
+  EXPECT_EQ(this->reviewed_.size(), 3u);
+  ASSERT_TRUE(this->sm_->routesForReviewBookmark());
+  EXPECT_EQ(*this->sm_->routesForReviewBookmark(), this->pfx(4));
+  this->run();
+  EXPECT_EQ(this->reviewed_.size(), 10u);
+  EXPECT_EQ(this->reviewed_.back(), this->pfx(10));
+  EXPECT_EQ(this->sm_->yieldBeforeFinishingCount(), 3u);
+}
+
+TYPED_TEST(RouteSmTest, YieldAfterEachRouteMakesEveryBatchOneRoute) {
+  setenv("KOR_YIELD_REVIEW_AFTER_EACH_ROUTE", "1", 1);
+  this->fec(1);
+  this->start();
+  this->run();
+  this->suspend(true);
+  for (int i = 1; i <= 4; ++i) this->route(this->pfx(i), fecId(1));
+  this->run();
+  std::vector<uint64_t> pass;  // the review pass each route was handled in
+  this->sm_->reviewHookIs([&](auto const&) { pass.push_back(this->sm_->reviewClock().firings()); });
+  this->suspend(false);
+  this->run();
+  EXPECT_EQ(pass.size(), 4u);
+  EXPECT_EQ(std::set<uint64_t>(pass.begin(), pass.end()).size(), 4u);
+  EXPECT_EQ(this->sm_->yieldBeforeFinishingCount(), 3u);
+  EXPECT_EQ(this->sm_->routesForReviews(), 0u);
+  unsetenv("KOR_YIELD_REVIEW_AFTER_EACH_ROUTE");
+}
+
+TYPED_TEST(RouteSmTest, FullTableKeepsRoutesUnprogrammedUntilRoomComesBack) {
+  this->fec(1);
+  this->helper_->capacity = 2;
+  for (int i = 1; i <= 5; ++i) this->route(this->pfx(i), fecId(1));
+  this->start();
+  this->run();
+  EXPECT_EQ(this->helper_->chip.size(), 2u);
+  EXPECT_EQ(this->sm_->unprogrammedRoutes(), 3u);
+  EXPECT_EQ(this->unprogrammedCount(), 3u);
+  EXPECT_EQ(this->sm_->fibRoutes(), 5u);
+  // Every route keeps its hand-over entry: nothing is lost.
+  for (int i = 1; i <= 5; ++i) EXPECT_TRUE(this->handed(this->pfx(i)));
+  // Room for one more: the platform clears the flag, the retry is at once.
+  this->helper_->capacity = 3;
+  this->resourceFullIs(false);
+  this->loop_->runFor(0.01);
+  EXPECT_EQ(this->helper_->chip.size(), 3u);
+  EXPECT_EQ(this->sm_->unprogrammedRoutes(), 2u);
+  this->helper_->capacity = 100;
+  this->resourceFullIs(false);
+  this->run();
+  EXPECT_EQ(this->helper_->chip.size(), 5u);
+  EXPECT_EQ(this->unprogrammedCount(), 0u);
+  std::ostringstream out;
+  this->sm_->doShowRoutesUnprogrammedInVrf(out, VrfName("default"));
+  EXPECT_EQ(out.str(), "Vrf: default\nNo unprogrammed routes\n");
+}
+
+TYPED_TEST(RouteSmTest, RefusedRouteIsRetriedAfterTheRetryPeriodAndADeletedOneLeavesTheList) {
+  this->fec(1);
+  this->helper_->failing = {this->pfx(1), this->pfx(2)};
+  this->route(this->pfx(1), fecId(1));
+  this->route(this->pfx(2), fecId(1));
+  this->start();
+  this->loop_->runFor(1);
+  EXPECT_EQ(this->unprogrammedCount(), 2u);
+  std::ostringstream out;
+  this->sm_->doShowRoutesUnprogrammedInVrf(out, VrfName("default"));
+  EXPECT_NE(out.str().find("Num unprogrammed routes: 2\nNum parent drop routes: 0\n\n"), std::string::npos);
+  this->helper_->failing.clear();
+  this->unroute(this->pfx(2));
+  this->loop_->runFor(5);
+  EXPECT_EQ(this->unprogrammedCount(), 1u);  // the deleted one left at once
+  EXPECT_EQ(this->helper_->chip.size(), 0u);  // the other waits for the period
+  this->loop_->runFor(6);
+  EXPECT_EQ(this->unprogrammedCount(), 0u);
+  EXPECT_EQ(this->helper_->chip.size(), 1u);
+}
+
+TYPED_TEST(RouteSmTest, ParentDropsWhileAChildCannotBeProgrammed) {
+  this->fec(1);
+  this->helper_->capacity = 1;
+  using P = typename TestFixture::Prefix;
+  P parent = TestFixture::v4 ? P("11.0.0.0/8") : P("2001:db8::/32");
+  this->route(parent, fecId(1));
+  this->start();
+  this->sm_->handleParentDropRoute(true);
+  this->run();
+  this->route(this->pfx(1), fecId(1));
+  this->run();
+  EXPECT_TRUE(this->sm_->unprogrammed(this->pfx(1)));
+  EXPECT_EQ(this->sm_->parentDropRoutes(), 1u);
+  EXPECT_EQ(this->handed(parent)->routeType(), RouteType::dropRoute);
+  this->helper_->capacity = 10;
+  this->resourceFullIs(false);
+  this->run();
+  EXPECT_EQ(this->sm_->parentDropRoutes(), 0u);
+  EXPECT_EQ(this->handed(parent)->routeType(), RouteType::forwardRoute);
+  EXPECT_EQ(this->helper_->chip.size(), 2u);
+}
+
+TYPED_TEST(RouteSmTest, RouteWaitsUnprogrammedForItsFec) {
+  this->route(this->pfx(1), fecId(7));
+  this->start();
+  this->run();
+  EXPECT_EQ(this->unprogrammedCount(), 1u);
+  this->fec(7);
+  this->run();
+  EXPECT_EQ(this->unprogrammedCount(), 0u);
+  EXPECT_EQ(this->helper_->chip.size(), 1u);
+}
+
+TYPED_TEST(RouteSmTest, RoutesFollowTheL2AdjacencyOfTheirFec) {
+  this->fec(1, 1);
+  this->fec(2, 2);
+  this->route(this->pfx(1), fecId(1));
+  this->route(this->pfx(2), fecId(1));
+  this->route(this->pfx(3), fecId(2));
+  this->start();
+  this->run();
+  uint64_t before = this->handed(this->pfx(1))->l2AdjIndex();
+  // FEC 1 takes FEC 2's next hops: it shares FEC 2's L2 adjacency now.
+  this->fec(1, 2, FecType::forward, FecId(), 2);
+  this->run();
+  auto entry = this->adj_->adjEntry(fecId(1).value());
+  ASSERT_TRUE(entry && entry->l2Adj());
+  (void)before;
+  for (int i = 1; i <= 2; ++i) {
+    EXPECT_EQ(this->handed(this->pfx(i))->l2AdjIndex(), entry->l2Adj()->index());
+    EXPECT_EQ(this->helper_->chip[this->pfx(i)], entry->l2Adj()->index());
+  }
+}
+
+TYPED_TEST(RouteSmTest, RestartKeepsTheChipsRoutesAndRemovesOnlyStaleOnes) {
+  this->fec(1);
+  this->route(this->pfx(1), fecId(1));
+  this->route(this->pfx(2), fecId(1));
+  this->start();
+  this->run();
+  uint64_t l2 = this->handed(this->pfx(1))->l2AdjIndex();
+  // A new run: the chip keeps its routes, the FIB lost one meanwhile.
+  this->sm_ = nullptr;
+  this->helper_->chip[this->pfx(1)] = l2;
+  this->helper_->chip[this->pfx(2)] = l2;
+  this->helper_->creates = this->helper_->updates = this->helper_->deletes = 0;
+  this->unroute(this->pfx(2));
+  this->start();
+  this->run();
+  EXPECT_EQ(this->helper_->creates, 0);
+  EXPECT_EQ(this->helper_->updates, 0);
+  EXPECT_EQ(this->helper_->deletes, 1);
+  EXPECT_EQ(this->helper_->chip.count(this->pfx(2)), 0u);
+  EXPECT_TRUE(this->handed(this->pfx(1)));
+}
+
+TYPED_TEST(RouteSmTest, RoutingOffRemovesEveryRouteAndReportsTheWaitDone) {
+  this->fec(1);
+  for (int i = 1; i <= 3; ++i) this->route(this->pfx(i), fecId(1));
+  this->start();
+  this->run();
+  uint32_t refs = this->l3_->waitForRoutingDisabledRefCnt();
+  if constexpr (TestFixture::v4) {
+    this->vrf_->waitForRoutingDisabledIs(true);
+    this->vrf_->routingEnabledIs(false);
+  } else {
+    this->vrf_->waitForRouting6DisabledIs(true);
+    this->vrf_->routing6EnabledIs(false);
+  }
+  this->run();
+  EXPECT_TRUE(this->helper_->chip.empty());
+  EXPECT_EQ(this->sm_->fibRoutes(), 0u);
+  EXPECT_EQ(this->l3_->waitForRoutingDisabledRefCnt(), refs + 1);
+  EXPECT_FALSE(TestFixture::v4 ? this->vrf_->waitForRoutingDisabled() : this->vrf_->waitForRouting6Disabled());
+  if constexpr (TestFixture::v4) this->vrf_->routingEnabledIs(true);
+  else this->vrf_->routing6EnabledIs(true);
+  this->run();
+  EXPECT_EQ(this->helper_->chip.size(), 3u);
+}
+
+// --- IPv6 only ---
+
+using Route6SmTest = RouteSmTest<Nollo::Ipv6>;
+
+TEST_F(Route6SmTest, OverflowedPrefixIsUnprogrammedExactlyOnce) {
+  fec(1);
+  helper_->capacity = 1;
+  helper_->overflow = true;
+  route(pfx(1), fecId(1));
+  route(pfx(2), fecId(1));
+  start();
+  run();
+  EXPECT_EQ(sm_->unprogrammedRoutes(), 1u);
+  EXPECT_EQ(vrf_->numUnprogrammedV6Routes(), 1u);
+  EXPECT_EQ(l3_->numUnprogrammedV6Routes(), 1u);
+  EXPECT_EQ(sm_->overflowRoutesForReview(), 0u);
+  EXPECT_EQ(l3_->ip6OverflowRouteSize(), 0u);
+}
+
+TEST_F(Route6SmTest, RoutesUnderAnAggregateAreNotHandedOverAlone) {
+  fec(1);
+  l3Config_->deferredRoutingIs(true);
+  Nollo::Ip6Prefix aggregate("2001:db8::/32");
+  route(aggregate, fecId(1));
+  for (int i = 1; i <= 3; ++i) route(pfx(i), fecId(1));
+  start();
+  run();
+  l3Config_->aggregateRoute6Is(aggregate, true);
+  run();
+  EXPECT_TRUE(handed(aggregate));
+  for (int i = 1; i <= 3; ++i) EXPECT_FALSE(handed(pfx(i)));
+  EXPECT_EQ(helper_->chip.size(), 1u);
+  route(pfx(4), fecId(1));
+  run();
+  EXPECT_FALSE(handed(pfx(4)));
+  l3Config_->aggregateRoute6Del(aggregate);
+  run();
+  for (int i = 1; i <= 4; ++i) EXPECT_TRUE(handed(pfx(i)));
+  EXPECT_EQ(helper_->chip.size(), 5u);
+}
+
+TEST_F(Route6SmTest, AFailedTableMoveLeavesTheRouteUnprogrammedNotLost) {
+  fec(1);
+  route(pfx(1), fecId(1));
+  route(pfx(2), fecId(1));
+  start();
+  run();
+  helper_->failing = {pfx(1)};
+  hw_->prefixLenInExactMatchIs(Routing::RoutesInExactMatch(12), true);  // /48
+  run();
+  EXPECT_TRUE(sm_->unprogrammed(pfx(1)));
+  EXPECT_FALSE(sm_->unprogrammed(pfx(2)));
+  EXPECT_TRUE(handed(pfx(1)));
+  EXPECT_EQ(sm_->fibRoutes(), 2u);
+  helper_->failing.clear();
+  loop_->runFor(11);
+  EXPECT_EQ(sm_->unprogrammedRoutes(), 0u);
+  EXPECT_EQ(helper_->chip.size(), 2u);
+}
+
+}  // namespace
