@@ -16,6 +16,11 @@ class BenchRegistry {
     std::string description;
     Fn fn;
   };
+  // `--json` on the command line: one JSON object per benchmark.
+  static bool& json() {
+    static bool j = false;
+    return j;
+  }
   static std::map<std::string, Entry>& entries() {
     static std::map<std::string, Entry> e;
     return e;
@@ -26,6 +31,8 @@ class BenchRegistry {
     }
   };
 };
+
+inline bool jsonOutput() { return BenchRegistry::json(); }
 
 }  // namespace KorBench
 

@@ -6,7 +6,12 @@
 
 int main(int argc, char** argv) {
   auto& entries = KorBench::BenchRegistry::entries();
-  std::string cmd = argc > 1 ? argv[1] : "";
+  std::string cmd;
+  for (int i = 1; i < argc; ++i) {
+    std::string a = argv[i];
+    if (a == "--json") KorBench::BenchRegistry::json() = true;
+    else if (cmd.empty()) cmd = a;
+  }
   if (cmd == "all") {
     int rc = 0;
     for (auto& [name, e] : entries) {

@@ -49,7 +49,12 @@ size_t ActivityLoop::runDue() {
     ++c->firings_;
     ++fired_;
     ++n;
-    if (c->handler_) c->handler_();
+    if (c->handler_) {
+      Seconds start = this->now();
+      c->handler_();
+      Seconds held = this->now() - start;
+      if (held > longestHandler_) longestHandler_ = held;
+    }
   }
   return n;
 }

@@ -45,6 +45,10 @@ class ActivityLoop : public PtrInterface {
   void fdDel(int fd);
 
   uint64_t timersFired() const { return fired_; }
+  // The longest time one timer handler held the loop (loop time), since
+  // construction or the last longestHandlerTimeReset().
+  Seconds longestHandlerTime() const { return longestHandler_; }
+  void longestHandlerTimeReset() { longestHandler_ = 0; }
 
  private:
   friend class Clock;
@@ -56,6 +60,7 @@ class ActivityLoop : public PtrInterface {
   std::map<Clock::Key, Clock*> timers_;
   uint64_t seq_ = 0;
   uint64_t fired_ = 0;
+  Seconds longestHandler_ = 0;
   bool stopped_ = false;
   std::map<int, FdHandler> fds_;
 };
