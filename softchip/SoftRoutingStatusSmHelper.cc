@@ -34,4 +34,9 @@ bool SoftRoutingStatusSmHelper::urpfEnabledIs(bool enabled) {
   return true;
 }
 
+bool SoftRoutingStatusSmHelper::urpfModesConflict(Urpf::UrpfStatus const& v4, Urpf::UrpfStatus const& v6) const {
+  using Mode = Urpf::UrpfStatus::Mode;
+  return (v4.mode == Mode::strict && v6.mode == Mode::loose) || (v4.mode == Mode::loose && v6.mode == Mode::strict);
+}
+
 }  // namespace SoftChip

@@ -5,7 +5,8 @@
 // and the MLAG peer's router MAC, each with whether it is in use, plus how
 // many times each was told (for tests that count writes). uRPF is switched
 // in one step unless twoStageInitRequiredIs(true); urpfReadyIs(false) makes
-// the chip refuse the switch.
+// the chip refuse the switch. An interface checks both address families with
+// one mode kind: strict for one family and loose for the other conflict.
 #include <cstdint>
 
 #include "kor/helpers/RoutingStatusSmHelper.h"
@@ -29,6 +30,7 @@ class SoftRoutingStatusSmHelper : public KorHelper::RoutingStatusSmHelper {
   void peerRouterMacIs(Nollo::EthAddr const& mac, bool enabled) override;
   bool urpfTwoStageInitRequired() const override { return twoStageInitRequired_; }
   bool urpfEnabledIs(bool enabled) override;
+  bool urpfModesConflict(Urpf::UrpfStatus const& v4, Urpf::UrpfStatus const& v6) const override;
 
   MacState const& routerMac() const { return routerMac_; }
   MacState const& virtualRouterMac() const { return virtualRouterMac_; }

@@ -12,6 +12,7 @@
 #include "kor/common/KorBaseHelper.h"
 #include "kor/common/KorExport.h"
 #include "kor/common/VrfName.h"
+#include "models/urpf/UrpfStatus.h"
 #include "nollo/EthAddr.h"
 
 namespace KorHelper {
@@ -45,6 +46,13 @@ class KOR_EXPORT RoutingStatusSmHelper : public Kor::KorBaseHelper {
   // Switches the chip's uRPF checks; false: not ready, nothing changed.
   virtual bool urpfEnabledIs(bool /*enabled*/) {
     unimplemented("RoutingStatusSmHelper", "urpfEnabledIs");
+    return false;
+  }
+  // True when the chip cannot check one interface's IPv4 traffic with mode v4
+  // and its IPv6 traffic with mode v6 at the same time (both are on); the
+  // machine then keeps IPv4's mode.
+  virtual bool urpfModesConflict(Urpf::UrpfStatus const& /*v4*/, Urpf::UrpfStatus const& /*v6*/) const {
+    unimplemented("RoutingStatusSmHelper", "urpfModesConflict");
     return false;
   }
 };

@@ -1,9 +1,12 @@
 #pragma once
 // Bridging configuration. Handed on to the per-VRF machines; the fields they
 // read arrive with them. routerMac: the system MAC that routed frames are
-// addressed to.
+// addressed to. pvlanSecondaries: the private VLANs, primary VLAN -> its
+// secondary VLANs; hosts of a secondary VLAN are routed by the VLAN
+// interface of its primary.
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "nollo/EthAddr.h"
 #include "vix/Entity.h"
@@ -16,12 +19,14 @@ class Config : public Vix::Entity {
    public:
     using NotifieeOf::NotifieeOf;
     VIX_HANDLER(RouterMac)
+    VIX_KEY_HANDLER(uint16_t, PvlanSecondaries)
   };
 
   Config() = default;
   explicit Config(std::string name) : Entity(std::move(name)) {}
 
   VIX_ATTR(Nollo::EthAddr, routerMac, RouterMac)
+  VIX_HASH_MAP(uint16_t, std::vector<uint16_t>, pvlanSecondaries, PvlanSecondaries)
 };
 
 }  // namespace Bridging

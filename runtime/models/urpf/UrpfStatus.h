@@ -2,6 +2,7 @@
 // Unicast reverse-path-forwarding state of one interface, as the uRPF agent
 // publishes it: the check mode and whether the default route passes it.
 #include <cstdint>
+#include <ostream>
 
 namespace Urpf {
 
@@ -11,5 +12,15 @@ struct UrpfStatus {
   bool allowDefault = false;
   bool operator==(UrpfStatus const&) const = default;
 };
+
+// "disabled", "loose", "strict", followed by " allowDefault" when set.
+inline std::ostream& operator<<(std::ostream& os, UrpfStatus const& s) {
+  switch (s.mode) {
+    case UrpfStatus::Mode::disabled: os << "disabled"; break;
+    case UrpfStatus::Mode::loose: os << "loose"; break;
+    case UrpfStatus::Mode::strict: os << "strict"; break;
+  }
+  return os << (s.allowDefault ? " allowDefault" : "");
+}
 
 }  // namespace Urpf
