@@ -37,7 +37,8 @@ void VrfRoot::doStartSm() {
   korRoutingStatusSm_ =
       Vix::makePtr<RoutingStatusSm>(acsd, vrfName_, routingInfo_, routing6Info_, in.l3Status, vrfL3Status_,
                                     in.bridgingConfig, in.mlagStatus, in.urpfConfig, in.ipStatus, in.ip6Status,
-                                    in.intfVlanIdTable, in.routingStatusSmHelper);
+                                    in.intfVlanIdTable, in.routingStatusSmHelper, in.allIntfStatusDir,
+                                    in.routingHwStatus, in.mplsRoutingInfo, in.staticMcastRouteConfig);
   KOR_TRACE(5, "Create korRoutingStatusSm, vrf: " << vrfName_);
   korNexthopGroupRouteSm_ = Vix::makePtr<NexthopGroupRouteSm>(acsd, vrfName_, watchedNexthopGroupConfig_);
   KOR_TRACE(5, "Create korNexthopGroupRouteSm, vrf: " << vrfName_);
