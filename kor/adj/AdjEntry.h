@@ -19,6 +19,7 @@
 #include "nollo/IntfId.h"
 #include "nollo/IpPrefix.h"
 #include "quill/FecId.h"
+#include "vix/HashMap.h"
 #include "vix/Ptr.h"
 
 namespace Kor {
@@ -27,8 +28,10 @@ class L2Adjacency;
 
 class KOR_EXPORT AdjEntry : public Vix::PtrInterface {
  public:
-  using PrefixSet = std::set<Nollo::IpPrefix>;
-  using Prefix6Set = std::set<Nollo::Ip6Prefix>;
+  // Hash sets (the value is unused): a FEC carrying a full table's share of
+  // routes is attached and detached once per route, in no order.
+  using PrefixSet = Vix::HashMap<Nollo::IpPrefix, bool>;
+  using Prefix6Set = Vix::HashMap<Nollo::Ip6Prefix, bool>;
 
   explicit AdjEntry(Quill::Fib::FecId fecId);
   ~AdjEntry() override;
@@ -65,12 +68,12 @@ class KOR_EXPORT AdjEntry : public Vix::PtrInterface {
   size_t reviewPendingPrefixs() const { return reviewPendingPrefix_.size(); }
   size_t reviewPendingPrefix6s() const { return reviewPendingPrefix6_.size(); }
   // Returns true when the set changed.
-  bool prefixIs(Nollo::IpPrefix const& p) { return prefixList_.insert(p).second; }
-  bool prefixIs(Nollo::Ip6Prefix const& p) { return prefix6List_.insert(p).second; }
+  bool prefixIs(Nollo::IpPrefix const& p) { return prefixList_.try_emplace(p, true).second; }
+  bool prefixIs(Nollo::Ip6Prefix const& p) { return prefix6List_.try_emplace(p, true).second; }
   bool prefixDel(Nollo::IpPrefix const& p) { return prefixList_.erase(p) != 0; }
   bool prefixDel(Nollo::Ip6Prefix const& p) { return prefix6List_.erase(p) != 0; }
-  bool reviewPendingPrefixIs(Nollo::IpPrefix const& p) { return reviewPendingPrefix_.insert(p).second; }
-  bool reviewPendingPrefixIs(Nollo::Ip6Prefix const& p) { return reviewPendingPrefix6_.insert(p).second; }
+  bool reviewPendingPrefixIs(Nollo::IpPrefix const& p) { return reviewPendingPrefix_.try_emplace(p, true).second; }
+  bool reviewPendingPrefixIs(Nollo::Ip6Prefix const& p) { return reviewPendingPrefix6_.try_emplace(p, true).second; }
   bool reviewPendingPrefixDel(Nollo::IpPrefix const& p) { return reviewPendingPrefix_.erase(p) != 0; }
   bool reviewPendingPrefixDel(Nollo::Ip6Prefix const& p) { return reviewPendingPrefix6_.erase(p) != 0; }
 

@@ -277,8 +277,8 @@ void RouteSmT<AF>::handleRoute(Prefix const& prefix) {
     maybeScheduleRouteReview();
     return;
   }
-  routesForReview_.erase(prefix);
-  nhgRoutesForReview_.erase(prefix);
+  if (!routesForReview_.empty()) routesForReview_.erase(prefix);
+  if (!nhgRoutesForReview_.empty()) nhgRoutesForReview_.erase(prefix);
   ++updatesSeen_;
   processRouteUpdate(prefix);
 }
@@ -548,10 +548,10 @@ void RouteSmT<AF>::handlePrefixWalk(FecId const& fecId) {
   if (!entry) return;
   size_t n = 0;
   auto walk = [&](auto const& prefixes) {
-    for (auto const& p : prefixes) {
-      if (auto it = fibRoute_.find(p); it != fibRoute_.end()) {
+    for (auto const& kv : prefixes) {
+      if (auto it = fibRoute_.find(kv.first); it != fibRoute_.end()) {
         it->second.stateIs(RouteReviewState::changedRoute);
-        enqueueForReview(p);
+        enqueueForReview(kv.first);
         ++n;
       }
     }
