@@ -998,7 +998,9 @@ void RouteSmT<AF>::syncRoutingStateOnInit() {
   in_.helper->forEachHardwareRoute(vrfId_, [&](Prefix const& p, uint64_t nextHopId) {
     if (routingEnabled_ && fibEntry(p)) {
       KOR_TRACE(8, "Route " << p << " in routeStatus, nextHop: " << nextHopId);
-      if (nextHopId) restartNextHopId_[p] = nextHopId;
+      // Kept even without a next hop: a claim the first pass does not take
+      // up is removed at its end.
+      restartNextHopId_[p] = nextHopId;
       if (p.isDefault()) KOR_TRACE(8, "Updating default route");
     } else {
       stale.push_back(p);
@@ -1016,6 +1018,13 @@ void RouteSmT<AF>::maybeEndOfSync() {
   if (!reader_ || !reader_->drained() || routesForReviews()) return;
   if (!reviewComplete_) {
     reviewComplete_ = true;
+    // A chip route claimed at start whose FIB route went before the reader
+    // reached it was never handed over, so no hand-over removal takes it out.
+    for (auto const& [p, nextHopId] : restartNextHopId_) {
+      if (fibRoute(p)) continue;
+      KOR_TRACE(5, "Route " << p << " deleted during sync. Delete it");
+      if (in_.helper) in_.helper->deleteHardwareRoute(vrfId_, p);
+    }
     // The next hops an earlier run programmed matter only for the first pass.
     restartNextHopId_.clear();
   }
