@@ -1020,13 +1020,16 @@ void RouteSmT<AF>::maybeEndOfSync() {
     reviewComplete_ = true;
     // A chip route claimed at start whose FIB route went before the reader
     // reached it was never handed over, so no hand-over removal takes it out.
-    for (auto const& [p, nextHopId] : restartNextHopId_) {
-      if (fibRoute(p)) continue;
+    // Collected first: a delete can free room and wake the route machines.
+    std::vector<Prefix> gone;
+    for (auto const& [p, nextHopId] : restartNextHopId_)
+      if (!fibRoute(p)) gone.push_back(p);
+    // The next hops an earlier run programmed matter only for the first pass.
+    restartNextHopId_.clear();
+    for (auto const& p : gone) {
       KOR_TRACE(5, "Route " << p << " deleted during sync. Delete it");
       if (in_.helper) in_.helper->deleteHardwareRoute(vrfId_, p);
     }
-    // The next hops an earlier run programmed matter only for the first pass.
-    restartNextHopId_.clear();
   }
   if (!endOfSyncDone()) {
     if constexpr (isV4) in_.vrfL3Status->endOfV4SyncDoneIs(true);
