@@ -1,0 +1,349 @@
+// Randomized test of the route path driven through the agent: IPv4 and IPv6
+// routes added, moved to another FEC and deleted in the default VRF and
+// three others, FECs and neighbours changing under them, VRFs withdrawn and
+// announced again, routing switched off and on per VRF and family, the
+// exact-match prefix lengths changing, and the chip refusing route writes
+// (kind rules, random faults) or running out of room (small capacities).
+// Then every fault is cleared, capacities raised, and the loop run past the
+// retry period until idle.
+//
+// The end state is checked against the test's own copy of the FIB: each VRF
+// routing a family holds in the chip exactly its FIB routes of that family
+// (IPv6: both tables together), each on the FIB route's FEC and on the L2
+// adjacency the adjacency machine gave that FEC; a family switched off holds
+// nothing; no chip route belongs to a VRF that is gone; nothing is counted
+// unprogrammed.
+//
+// Seeds: a fixed list by default; KOR_RANDOM_SEED=N runs that seed only and
+// KOR_RANDOM_STEPS=N changes the number of random changes per run (1000), e.g.
+//   KOR_RANDOM_SEED=77 KOR_RANDOM_STEPS=1000 ./adj_tests --gtest_filter='RandomRoute*'
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <map>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "agent/Agent.h"
+#include "kor/adj/AdjEntry.h"
+#include "kor/l3/L3Status.h"
+#include "kor/l3/VrfL3Status.h"
+#include "nollo/IpPrefix.h"
+#include "softchip/SoftChip.h"
+#include "vix/Time.h"
+
+namespace {
+
+using KorAgent::Agent;
+using Nollo::IntfId;
+
+uint64_t envNumber(char const* name, uint64_t dflt) {
+  char const* v = std::getenv(name);
+  return v && *v ? std::strtoull(v, nullptr, 10) : dflt;
+}
+
+std::vector<uint64_t> seeds() {
+  if (std::getenv("KOR_RANDOM_SEED")) return {envNumber("KOR_RANDOM_SEED", 1)};
+  return {1, 2, 3, 42, 1234, 99991};
+}
+
+Quill::Fib::FecId fecId(uint64_t id) { return Quill::Fib::FecId::make(Quill::Fib::nexthopAdj(), id); }
+
+// One VRF of the test network: its routed interface, the subnets behind it,
+// and the FIB as the test wrote it. FEC ids 10 * index + 1..8, the even ones
+// IPv6; they stay in the FIB while the VRF is withdrawn.
+struct Vrf {
+  Vrf(Kor::VrfName n, IntfId i, uint16_t vl, bool routed) : name(n), intf(i), vlan(vl), routedPort(routed) {}
+  Kor::VrfName name;
+  IntfId intf;
+  uint16_t vlan;
+  bool routedPort;
+  bool announced = true;
+  bool on4 = true;
+  bool on6 = true;
+  std::map<uint64_t, bool> fecs;  // id -> IPv6
+  std::map<std::string, uint64_t> routes4, routes6;  // prefix text -> FEC id
+  std::map<std::string, bool> neigh;  // next hops with a neighbour entry
+};
+
+class RandomRouteTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    unsetenv("SIMULATION_VMID");
+    unsetenv("KOR_ADJ_REVIEW_INTERVAL");
+  }
+
+  void build(uint64_t seed) {
+    rng_.seed(seed);
+    agent_ = std::make_unique<Agent>(Vix::makePtr<Vix::ManualTimeSource>(0.0));
+    agent_->exitFnIs([](int status) { FAIL() << "agent asked to exit with " << status; });
+    vrfs_ = {{Kor::VrfName("default"), IntfId::vlan(10), 10, false},
+             {Kor::VrfName("red"), IntfId::ethernet(5), 1005, true},
+             {Kor::VrfName("blue"), IntfId::ethernet(6), 1006, true},
+             {Kor::VrfName("green"), IntfId::vlan(30), 30, false}};
+    agent_->routingIs(vrfs_[0].name, true, true, true);
+    for (size_t i = 1; i < vrfs_.size(); ++i) agent_->vrfAdd(vrfs_[i].name);
+    for (auto const& v : vrfs_)
+      agent_->intfAdd(v.intf, v.name.isDefault() ? std::nullopt : std::optional(v.name), Kor::VlanId(v.vlan),
+                      v.routedPort);
+    agent_->exactMatchLengthsIs({64});
+  }
+
+  size_t pick(size_t n) { return std::uniform_int_distribution<size_t>(0, n - 1)(rng_); }
+  bool coin(double p) { return std::uniform_real_distribution<double>(0, 1)(rng_) < p; }
+  Vrf& anyVrf() { return vrfs_[pick(vrfs_.size())]; }
+  size_t index(Vrf const& v) const { return size_t(&v - vrfs_.data()); }
+
+  std::string host(Vrf const& v, bool v6) {
+    size_t i = index(v);
+    return v6 ? "2001:db8:" + std::to_string(i) + "::" + std::to_string(1 + pick(4))
+              : "10." + std::to_string(i) + ".0." + std::to_string(1 + pick(4));
+  }
+
+  // A small pool per family so that routes meet again: the default route,
+  // overlapping /16 and /24 (IPv6: /48, and /64 for the exact-match table).
+  std::string prefix(bool v6) {
+    size_t k = pick(9);
+    if (k == 0) return v6 ? "::/0" : "0.0.0.0/0";
+    if (v6) return k < 5 ? "2001:db8:" + std::to_string(k) + "::/48" : "2001:db8:1:" + std::to_string(k) + "::/64";
+    return k < 5 ? "20." + std::to_string(k) + ".0.0/16" : "20.1." + std::to_string(k) + ".0/24";
+  }
+  static Agent::Prefix parse(std::string const& p, bool v6) {
+    if (v6) return Nollo::Ip6Prefix(p);
+    return Nollo::IpPrefix(p);
+  }
+
+  void fecChange() {
+    Vrf& v = anyVrf();
+    if (!v.announced) return;
+    uint64_t id = 10 * index(v) + 1 + pick(8);
+    bool v6 = id % 2 == 0;
+    auto& routes = v6 ? v.routes6 : v.routes4;
+    if (v.fecs.count(id) && coin(0.3)) {
+      for (auto const& [p, f] : routes)
+        if (f == id) return;
+      agent_->fecDel(id);
+      v.fecs.erase(id);
+      return;
+    }
+    std::vector<Agent::Via> vias(1 + pick(3));
+    for (auto& via : vias) {
+      via.hop = Nollo::IpGenAddr(host(v, v6));
+      via.intf = v.intf;
+    }
+    if (v.fecs.count(id)) agent_->fecUpdate(id, vias);
+    else agent_->fecAdd(id, vias, v.name);
+    v.fecs[id] = v6;
+  }
+
+  // Adds a route, points it at another FEC, or deletes it.
+  void routeChange() {
+    Vrf& v = anyVrf();
+    bool v6 = coin(0.5);
+    auto& routes = v6 ? v.routes6 : v.routes4;
+    std::string p = prefix(v6);
+    auto it = routes.find(p);
+    if (it != routes.end() && coin(0.35)) {
+      agent_->routeDel(v.name, parse(p, v6));
+      routes.erase(it);
+      return;
+    }
+    if (!v.announced) return;
+    std::vector<uint64_t> fecs;
+    for (auto const& [id, fam] : v.fecs)
+      if (fam == v6) fecs.push_back(id);
+    if (fecs.empty()) return;
+    uint64_t id = fecs[pick(fecs.size())];
+    agent_->routeAdd(v.name, parse(p, v6), id);
+    routes[p] = id;
+  }
+
+  void neighChange() {
+    Vrf& v = anyVrf();
+    if (!v.announced) return;
+    std::string h = host(v, coin(0.5));
+    if (v.neigh.count(h)) {
+      agent_->arpDel(v.name, Nollo::IpGenAddr(h));
+      v.neigh.erase(h);
+    } else {
+      agent_->arpAdd(v.name, Nollo::IpGenAddr(h), Nollo::EthAddr::fromUint64(0x001c73000000ull + 1 + pick(6)), v.intf);
+      v.neigh[h] = true;
+    }
+  }
+
+  void vrfChange() {
+    Vrf& v = vrfs_[1 + pick(vrfs_.size() - 1)];
+    if (v.announced) {
+      agent_->vrfDel(v.name);
+      v.announced = false;
+    } else {
+      // Announced again with both families on; its FIB is still there.
+      agent_->vrfAdd(v.name);
+      v.announced = true;
+      v.on4 = v.on6 = true;
+    }
+  }
+
+  void routingChange() {
+    Vrf& v = anyVrf();
+    if (!v.announced) return;
+    bool v6 = coin(0.5);
+    bool& on = v6 ? v.on6 : v.on4;
+    on = !on;
+    agent_->routingIs(v.name, !v6, v6, on);
+  }
+
+  void chipChange() {
+    static SoftChip::ChipAnswer const answers[] = {SoftChip::ChipAnswer::fail, SoftChip::ChipAnswer::notReady,
+                                                   SoftChip::ChipAnswer::resourceFull};
+    static char const* const tables[] = {"route4", "route6", "route6em"};
+    auto* chip = agent_->chip();
+    auto& inj = chip->injector();
+    size_t k = pick(6);
+    if (k == 0) inj.randomFaultIs(0.1 + 0.3 * coin(0.5), rng_(), answers[pick(3)]);
+    else if (k == 1 || k == 2) inj.kindFaultIs(tables[pick(3)], answers[pick(3)]);
+    else if (k == 3) inj.faultsDelAll();
+    else if (k == 4) {
+      auto* t = chip->table(tables[pick(3)]);
+      t->capacityIs(coin(0.5) ? t->size() + pick(3) : SoftChip::ChipTableBase::kUnlimited);
+    } else {
+      static std::vector<uint32_t> const lengths[] = {{}, {64}, {48, 64}};
+      agent_->exactMatchLengthsIs(lengths[pick(3)]);
+    }
+    agent_->chipRulesChanged();
+  }
+
+  void run(uint64_t steps) {
+    for (uint64_t s = 0; s < steps; ++s) {
+      size_t k = pick(20);
+      if (k < 3) fecChange();
+      else if (k < 10) routeChange();
+      else if (k < 12) neighChange();
+      else if (k < 13) vrfChange();
+      else if (k < 15) routingChange();
+      else chipChange();
+      if (coin(0.3)) agent_->runFor(0.001 * double(pick(300)));
+      if (agent_->l3Status()->numUnprogrammedRoutes() + agent_->l3Status()->numUnprogrammedV6Routes()) ++unprogrammedSteps_;
+      if (coin(0.02)) agent_->runFor(double(pick(12)));
+    }
+    auto* chip = agent_->chip();
+    chip->injector().faultsDelAll();
+    for (char const* t : {"route4", "route6", "route6em"})
+      chip->table(t)->capacityIs(SoftChip::ChipTableBase::kUnlimited);
+    agent_->chipRulesChanged();
+    // Past the deletion delay, then past the retry period of whatever a
+    // refusal left unprogrammed.
+    for (int i = 0; i < 3; ++i) {
+      agent_->runFor(i ? 11.0 : 1.0);
+      agent_->runUntilIdle();
+    }
+  }
+
+  // Chip routes of one VRF id and family as prefix text -> route.
+  template <class AF>
+  std::map<std::string, SoftChip::ChipRoute> chipRoutes(Kor::VrfId id) {
+    std::map<std::string, SoftChip::ChipRoute> out;
+    auto add = [&](SoftChip::ChipRouteTable<AF> const& t) {
+      for (auto const& [key, route] : t.entries()) {
+        if (key.vrfId != id) continue;
+        EXPECT_TRUE(out.emplace(key.prefix.str(), route).second) << key.prefix << " held twice";
+      }
+    };
+    if constexpr (AF::version == 4) {
+      add(agent_->chip()->route4Table());
+    } else {
+      add(agent_->chip()->route6Table());
+      add(agent_->chip()->route6EmTable());
+    }
+    return out;
+  }
+
+  void checkFamily(Vrf const& v, Kor::VrfL3Status const& vs, Kor::VrfId id, bool v6) {
+    SCOPED_TRACE(v.name.str() + (v6 ? " ipv6" : " ipv4"));
+    auto held = v6 ? chipRoutes<Nollo::Ipv6>(id) : chipRoutes<Nollo::Ipv4>(id);
+    bool on = v6 ? v.on6 : v.on4;
+    auto const& fib = v6 ? v.routes6 : v.routes4;
+    if (!on) {
+      EXPECT_TRUE(held.empty()) << held.size() << " routes with routing off, " << held.begin()->first;
+      return;
+    }
+    for (auto const& [p, route] : held)
+      EXPECT_TRUE(fib.count(p)) << "chip route " << p << " " << route << " not in the FIB";
+    for (auto const& [p, fec] : fib) {
+      auto it = held.find(p);
+      if (it == held.end()) {
+        ADD_FAILURE() << "FIB route " << p << " fec " << fec << " not in the chip";
+        continue;
+      }
+      EXPECT_EQ(it->second.fibAdjIndex(), fecId(fec).value()) << p;
+      auto e = vs.adjEntryList(fecId(fec));
+      if (!e || !e->l2Adj()) {
+        ADD_FAILURE() << p << ": FEC " << fec << " has no L2 adjacency";
+        continue;
+      }
+      EXPECT_EQ(it->second.l2AdjIndex(), e->l2Adj()->index()) << p << " " << it->second;
+    }
+  }
+
+  void check(uint64_t seed) {
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    auto const* l3 = agent_->l3Status();
+    size_t expected = 0;
+    for (auto const& v : vrfs_) {
+      if (!v.announced) continue;
+      auto vs = l3->vrfL3Status(v.name);
+      ASSERT_TRUE(vs && l3->vrfIdHas(v.name)) << v.name;
+      Kor::VrfId id = l3->vrfId(v.name);
+      checkFamily(v, *vs, id, false);
+      checkFamily(v, *vs, id, true);
+      expected += (v.on4 ? v.routes4.size() : 0) + (v.on6 ? v.routes6.size() : 0);
+      EXPECT_EQ(vs->numUnprogrammedRoutes(), 0u) << v.name;
+      EXPECT_EQ(vs->numUnprogrammedV6Routes(), 0u) << v.name;
+    }
+    // Nothing left behind by a withdrawn VRF.
+    auto* chip = agent_->chip();
+    EXPECT_EQ(chip->route4Table().size() + chip->route6Table().size() + chip->route6EmTable().size(), expected);
+    EXPECT_EQ(l3->numUnprogrammedRoutes(), 0u);
+    EXPECT_EQ(l3->numUnprogrammedV6Routes(), 0u);
+    EXPECT_FALSE(l3->routingResourceFull());
+    EXPECT_FALSE(l3->ip6RoutingResourceFull());
+    checked_ += expected;
+    for (char const* t : {"route4", "route6", "route6em"}) {
+      auto c = chip->injector().counters(t);
+      refusals_ += c.calls - c.success;
+    }
+  }
+
+  std::mt19937_64 rng_;
+  std::unique_ptr<Agent> agent_;
+  std::vector<Vrf> vrfs_;
+  size_t checked_ = 0;
+  uint64_t refusals_ = 0;
+  uint64_t unprogrammedSteps_ = 0;
+};
+
+// FECs, neighbours and a first set of routes exist before the library
+// starts; then everything changes under chip faults.
+TEST_F(RandomRouteTest, RoutesFollowTheFibUnderChipFaults) {
+  uint64_t steps = envNumber("KOR_RANDOM_STEPS", 1000);
+  for (uint64_t seed : seeds()) {
+    build(seed);
+    for (int i = 0; i < 30; ++i) {
+      fecChange();
+      neighChange();
+      routeChange();
+    }
+    agent_->init();
+    run(steps);
+    check(seed);
+    if (HasFailure()) return;
+  }
+  // The runs reached what they are for: routes checked, writes refused,
+  // routes left unprogrammed for a while.
+  EXPECT_GT(checked_, 0u);
+  EXPECT_GT(refusals_, 0u);
+  EXPECT_GT(unprogrammedSteps_, 0u);
+}
+
+}  // namespace
