@@ -13,11 +13,13 @@ char const* chipAnswerName(ChipAnswer a) {
 }
 
 void FaultInjector::objectFaultIs(std::string const& kind, std::string const& key, ChipAnswer a) {
+  ++rulesVersion_;
   if (a == ChipAnswer::success) objectFault_.erase({kind, key});
   else objectFault_[{kind, key}] = a;
 }
 
 void FaultInjector::kindFaultIs(std::string const& kind, ChipAnswer a) {
+  ++rulesVersion_;
   if (a == ChipAnswer::success) kindFault_.erase(kind);
   else kindFault_[kind] = a;
 }
@@ -30,13 +32,19 @@ void FaultInjector::randomFaultIs(double rate, uint64_t seed, ChipAnswer a) {
 }
 
 void FaultInjector::faultsDelAll() {
+  ++rulesVersion_;
   objectFault_.clear();
   kindFault_.clear();
   rate_ = 0.0;
 }
 
-ChipAnswer FaultInjector::count(std::string const& kind, ChipAnswer a) {
-  Counters& c = counters_[kind];
+bool FaultInjector::kindRuled(std::string const& kind) const {
+  if (kindFault_.count(kind)) return true;
+  auto it = objectFault_.lower_bound({kind, std::string()});
+  return it != objectFault_.end() && it->first.first == kind;
+}
+
+ChipAnswer FaultInjector::count(Counters& c, ChipAnswer a) {
   ++c.calls;
   switch (a) {
     case ChipAnswer::success: ++c.success; break;
@@ -48,16 +56,21 @@ ChipAnswer FaultInjector::count(std::string const& kind, ChipAnswer a) {
 }
 
 ChipAnswer FaultInjector::answer(std::string const& kind, std::string const& key, bool tableFull) {
-  if (auto it = objectFault_.find({kind, key}); it != objectFault_.end()) return count(kind, it->second);
-  if (auto it = kindFault_.find(kind); it != kindFault_.end()) return count(kind, it->second);
+  Counters& c = counters_[kind];
+  if (auto it = objectFault_.find({kind, key}); it != objectFault_.end()) return count(c, it->second);
+  if (auto it = kindFault_.find(kind); it != kindFault_.end()) return count(c, it->second);
+  return answerUnruled(c, tableFull);
+}
+
+ChipAnswer FaultInjector::answerUnruled(Counters& c, bool tableFull) {
   if (rate_ > 0.0) {
     // The draw happens on every uncovered call, so the sequence of answers
     // depends only on the seed and the order of calls.
     // 53 random bits as a fraction: the same on every standard library.
     double draw = static_cast<double>(rng_() >> 11) * 0x1.0p-53;
-    if (draw < rate_) return count(kind, rateAnswer_);
+    if (draw < rate_) return count(c, rateAnswer_);
   }
-  return count(kind, tableFull ? ChipAnswer::resourceFull : ChipAnswer::success);
+  return count(c, tableFull ? ChipAnswer::resourceFull : ChipAnswer::success);
 }
 
 FaultInjector::Counters FaultInjector::counters(std::string const& kind) const {

@@ -8,6 +8,12 @@
 // configured rate (std::mt19937_64 with the configured seed, so runs repeat),
 // and finally "resourceFull" when the table has no room for a new entry, or
 // success. Every call and every answer is counted per kind.
+//
+// Tables that take a million writes (the route tables) must not build a key
+// text per call: they ask kindRuled() once per rulesVersion() and, while no
+// rule names their kind, answer through answerUnruled() with their own
+// counters. The random draw is taken on that path too, so the sequence of
+// answers stays a function of the seed and the order of calls.
 #include <cstdint>
 #include <map>
 #include <random>
@@ -41,6 +47,17 @@ class FaultInjector {
   // table that is at capacity.
   ChipAnswer answer(std::string const& kind, std::string const& key, bool tableFull = false);
 
+  // Changes whenever a rule is set or removed.
+  uint64_t rulesVersion() const { return rulesVersion_; }
+  // Whether an object rule or a kind rule names `kind`.
+  bool kindRuled(std::string const& kind) const;
+  // The counters of one kind, created on first use; the reference stays
+  // valid for the injector's life (counters are never removed).
+  Counters& kindCounters(std::string const& kind) { return counters_[kind]; }
+  // The answer to a call of a kind no rule names: the random draw, then
+  // "full" or success; counted in `c` (from kindCounters()).
+  ChipAnswer answerUnruled(Counters& c, bool tableFull);
+
   Counters counters(std::string const& kind) const;
   std::map<std::string, Counters> const& countersMap() const { return counters_; }
   std::map<std::pair<std::string, std::string>, ChipAnswer> const& objectFaults() const { return objectFault_; }
@@ -50,13 +67,14 @@ class FaultInjector {
   ChipAnswer rateAnswer() const { return rateAnswer_; }
 
  private:
-  ChipAnswer count(std::string const& kind, ChipAnswer a);
+  static ChipAnswer count(Counters& c, ChipAnswer a);
 
   std::map<std::pair<std::string, std::string>, ChipAnswer> objectFault_;
   std::map<std::string, ChipAnswer> kindFault_;
   double rate_ = 0.0;
   uint64_t seed_ = 0;
   ChipAnswer rateAnswer_ = ChipAnswer::fail;
+  uint64_t rulesVersion_ = 0;
   std::mt19937_64 rng_;
   std::map<std::string, Counters> counters_;
 };

@@ -1,5 +1,6 @@
 #include "softchip/SoftChip.h"
 
+#include "softchip/RouteResolverSm.h"
 #include "softchip/SoftAdjSmHelper.h"
 #include "softchip/SoftRouteSmHelper.h"
 #include "softchip/SoftRoutingStatusSmHelper.h"
@@ -11,6 +12,9 @@ SoftChip::SoftChip() {
   tableAdd(&vrf_);
   tableAdd(&sync_);
   tableAdd(&l2Adj_);
+  tableAdd(&route4_);
+  tableAdd(&route6_);
+  tableAdd(&route6em_);
   vrfHelper_ = Vix::makePtr<SoftVrfHelper>(this);
   routingStatusSmHelper_ = Vix::makePtr<SoftRoutingStatusSmHelper>(this);
   routeSmHelper_ = Vix::makePtr<SoftRouteSmHelper<Nollo::Ipv4>>(this);
@@ -21,6 +25,8 @@ SoftChip::SoftChip() {
 SoftChip::~SoftChip() = default;
 
 Vix::Ptr<KorHelper::AdjSmHelper> SoftChip::adjSmHelper() const { return softAdjSmHelper_; }
+
+void SoftChip::routeResolverIs(Vix::Ptr<RouteResolverSm> const& r) { routeResolver_ = r; }
 
 void SoftChip::tableAdd(ChipTableBase* t) { tables_.push_back(t); }
 

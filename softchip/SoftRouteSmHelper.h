@@ -1,12 +1,17 @@
 #pragma once
-// The software chip's route hook for one address family: records in the
-// chip's "sync" table ("<vrf>/v4" / "<vrf>/v6" -> "done") that
-// a VRF's initial route sync is over. A restart that announces it again
-// counts as a sync of the same entry, not a new write.
+// The software chip's route hook for one address family. The routes
+// themselves reach the chip through the route resolver (RouteResolverSm),
+// which watches the hand-over lists; this hook answers the route machine
+// from the resolver (no resolver attached: "failed", nothing can be
+// programmed), walks the family's chip tables for a restarted library
+// (IPv6: exact-match, then longest-prefix) and takes out the routes it no
+// longer has (counted as deletes). The end of a VRF's initial sync is
+// recorded in the "sync" table ("<vrf>/v4" / "<vrf>/v6" -> "done"); a
+// restart that announces it again counts as a sync of the same entry.
 #include <string>
-#include <type_traits>
 
 #include "kor/helpers/RouteSmHelperT.h"
+#include "softchip/RouteResolverSm.h"
 #include "softchip/SoftChip.h"
 
 namespace SoftChip {
@@ -14,9 +19,41 @@ namespace SoftChip {
 template <class AF>
 class SoftRouteSmHelper : public KorHelper::RouteSmHelperT<AF> {
  public:
+  using Prefix = Nollo::IpPrefixT<AF>;
+  using Key = Kor::VrfAndPrefixT<AF>;
+  using Visitor = typename KorHelper::RouteSmHelperT<AF>::HardwareRouteVisitor;
+
   explicit SoftRouteSmHelper(SoftChip* chip) : chip_(chip) {}
+
   void handleEndOfSync(Kor::VrfName const& vrfName) override {
     chip_->syncTable().write(vrfName.str() + (AF::version == 4 ? "/v4" : "/v6"), "done");
+  }
+
+  KorHelper::RouteUpdateAnswer handleRouteUpdate(Kor::VrfId vrfId, Prefix const& prefix, uint64_t) override {
+    auto const& resolver = chip_->routeResolver();
+    if (!resolver) return KorHelper::RouteUpdateAnswer::failed;
+    return resolver->routeUpdateAnswer(Key{vrfId, prefix});
+  }
+
+  void forEachHardwareRoute(Kor::VrfId vrfId, Visitor const& visit) const override {
+    auto each = [&](Key const& key, ChipRoute const& route) { visit(key.prefix, route.l2AdjIndex()); };
+    if constexpr (AF::version == 4) {
+      chip_->route4Table().forEachRoute(vrfId, each);
+    } else {
+      chip_->route6EmTable().forEachRoute(vrfId, each);
+      chip_->route6Table().forEachRoute(vrfId, each);
+    }
+  }
+
+  void deleteHardwareRoute(Kor::VrfId vrfId, Prefix const& prefix) override {
+    Key key{vrfId, prefix};
+    if (auto const& resolver = chip_->routeResolver()) return resolver->doDeleteHardwareRoute(key);
+    if constexpr (AF::version == 4) {
+      chip_->route4Table().erase(key);
+    } else {
+      chip_->route6Table().erase(key);
+      chip_->route6EmTable().erase(key);
+    }
   }
 
  private:
