@@ -339,8 +339,10 @@ TEST_F(RandomRouteTest, RoutesFollowTheFibUnderChipFaults) {
     check(seed);
     if (HasFailure()) return;
   }
-  // The runs reached what they are for: routes checked, writes refused,
-  // routes left unprogrammed for a while.
+  // The fixed seeds reach what they are for: routes checked, writes
+  // refused, routes left unprogrammed for a while. One chosen seed may end
+  // with every VRF withdrawn or switched off.
+  if (std::getenv("KOR_RANDOM_SEED")) return;
   EXPECT_GT(checked_, 0u);
   EXPECT_GT(refusals_, 0u);
   EXPECT_GT(unprogrammedSteps_, 0u);
