@@ -7,6 +7,7 @@
 #include <iomanip>
 #include <sstream>
 #include <stdexcept>
+#include <type_traits>
 
 #include "agent/AgentInputs.h"
 #include "agent/ScenarioRunner.h"
@@ -18,6 +19,7 @@
 #include "kor/l3/VrfL3Status.h"
 #include "kor/l3/VrfRoot.h"
 #include "kor/l3/VrfRootSm.h"
+#include "softchip/RouteResolverSm.h"
 #include "softchip/SoftAdjSmHelper.h"
 
 namespace KorAgent {
@@ -52,7 +54,7 @@ Knob const* knobFind(std::string const& name) {
   return nullptr;
 }
 
-char const* kShows[] = {"vrfs", "l3", "chip", "inputs", "adj", "l2adj"};
+char const* kShows[] = {"vrfs", "l3", "chip", "inputs", "adj", "l2adj", "routes"};
 
 // JSON string literal.
 std::string js(std::string const& s) {
@@ -133,12 +135,17 @@ void Agent::doCreateLibrary() {
   l2AdjHelper_ = Vix::makePtr<Kor::L2AdjHelper>(acsd_, in_->l3Status_, in_->hwConfig_, in_->allIntfStatusDir_,
                                                 chip_->adjSmHelper());
   l2AdjHelper_->exitFnIs([this](int status) { exitFn_(status); });
+  // The resolver is in place before any route machine hands a route over.
+  chip_->routeResolverIs(Vix::makePtr<SoftChip::RouteResolverSm>(chip_.ptr(), in_->l3Status_, in_->hwStatus_));
   doCreateVrfRoot();
 }
 
 void Agent::doDestroyLibrary() {
-  // Children before the common data they hold on to; the adjacency helper
-  // after the VRF machines that call it.
+  // The route resolver first: whatever the dying machines take out of the
+  // hand-over lists stays in the chip for the next run to claim. Children
+  // before the common data they hold on to; the adjacency helper after the
+  // VRF machines that call it.
+  chip_->routeResolverIs(nullptr);
   doDestroyVrfRoot();
   l2AdjHelper_ = nullptr;
   if (acsd_) {
@@ -192,6 +199,13 @@ void Agent::doDropRunOutputs() {
   }
   l3.nextHopsToL2AdjDelAll();
   l3.l2AdjListDelAll();
+  // The route hand-over lists and what the old resolver raised: the new run
+  // hands every route over again and walks the chip for the rest.
+  l3.adjInfoListDelAll();
+  l3.adjInfo6ListDelAll();
+  l3.ip6OverflowRouteDelAll();
+  l3.routingResourceFullIs(false);
+  l3.ip6RoutingResourceFullIs(false);
 }
 
 void Agent::restart() {
@@ -397,13 +411,32 @@ void Agent::maxEcmpIs(uint32_t n) { in_->hwStatus_->maxEcmpIs(n); }
 
 void Agent::adjSharingIs(Routing::Hardware::AdjSharing mode) { in_->hwConfig_->adjSharingIs(mode); }
 
+void Agent::exactMatchLengthsIs(std::vector<uint32_t> const& bits) {
+  std::vector<Routing::RoutesInExactMatch> lengths;
+  for (uint32_t b : bits) {
+    Routing::RoutesInExactMatch len;
+    if (!Routing::RoutesInExactMatch::fromBits(b, len))
+      fail("bad exact-match prefix length " + std::to_string(b) + ": must be a multiple of 4 in 48..112");
+    lengths.push_back(len);
+  }
+  auto& st = *in_->hwStatus_;
+  std::vector<Routing::RoutesInExactMatch> gone;
+  for (auto const& [len, on] : st.prefixLenInExactMatchMap())
+    if (std::find(lengths.begin(), lengths.end(), len) == lengths.end()) gone.push_back(len);
+  for (auto const& len : gone) st.prefixLenInExactMatchDel(len);
+  for (auto const& len : lengths) st.prefixLenInExactMatchIs(len, true);
+}
+
 void Agent::envIs(std::string const& name, std::optional<std::string> const& value) {
   if (name.empty() || name.find('=') != std::string::npos) fail("bad environment variable name '" + name + "'");
   if (value) ::setenv(name.c_str(), value->c_str(), 1);
   else ::unsetenv(name.c_str());
 }
 
-void Agent::chipRulesChanged() { chip_->softAdjSmHelper().recheckResourceFull(); }
+void Agent::chipRulesChanged() {
+  chip_->softAdjSmHelper().recheckResourceFull();
+  if (auto const& resolver = chip_->routeResolver()) resolver->doRecheckResourceFull();
+}
 
 uint32_t Agent::arpVrfId(Kor::VrfName const& name) {
   auto it = in_->arpVrfIds_.find(name);
@@ -549,6 +582,7 @@ std::string Agent::show(std::string const& what, bool json) const {
   if (what == "inputs") return showInputs(json);
   if (what == "adj") return showAdj(json);
   if (what == "l2adj") return showL2Adj(json);
+  if (what == "routes") return showRoutes(json);
   fail("unknown show '" + what + "'");
 }
 
@@ -805,6 +839,100 @@ std::string Agent::showL2Adj(bool json) const {
     for (uint64_t u : l2->adjEntry()) os << " " << Quill::Fib::FecId(u).index();
     os << ": " << l2->via().str() << "\n";
   }
+  return os.str();
+}
+
+std::string Agent::vrfText(uint32_t vrfId) const {
+  auto const& l3 = *in_->l3Status_;
+  if (l3.vrfNameHas(Kor::VrfId(vrfId))) return l3.vrfName(Kor::VrfId(vrfId)).str();
+  return "#" + std::to_string(vrfId);  // a VRF the library no longer knows
+}
+
+std::string Agent::showRoutes(bool json) const {
+  // Every VRF's routes as the chip holds them: table by table, each in
+  // (VRF id, prefix) order.
+  auto const& l3 = *in_->l3Status_;
+  struct Row {
+    std::string table, vrf, prefix;
+    uint32_t vrfId;
+    SoftChip::ChipRoute route;
+  };
+  std::vector<Row> rows;
+  auto addTable = [&](auto const& table) {
+    using Entry = typename std::remove_reference_t<decltype(table)>::Entry;
+    std::vector<Entry const*> sorted;
+    for (auto const& e : table.entries()) sorted.push_back(&e);
+    std::sort(sorted.begin(), sorted.end(), [](Entry const* a, Entry const* b) { return a->first < b->first; });
+    for (auto const* e : sorted)
+      rows.push_back({table.name(), vrfText(e->first.vrfId.value()), e->first.prefix.str(), e->first.vrfId.value(),
+                      e->second});
+  };
+  addTable(chip_->route4Table());
+  addTable(chip_->route6Table());
+  addTable(chip_->route6EmTable());
+  std::vector<unsigned> em;
+  for (auto const& [len, on] : in_->hwStatus_->prefixLenInExactMatchMap()) em.push_back(len.bits());
+  std::sort(em.begin(), em.end());
+  std::vector<Nollo::Ip6Prefix> overflow;
+  for (auto const& [p, on] : l3.ip6OverflowRouteMap()) overflow.push_back(p);
+  std::sort(overflow.begin(), overflow.end());
+  std::ostringstream os;
+  if (json) {
+    os << "{\"exactMatch\": [";
+    for (size_t i = 0; i < em.size(); ++i) os << (i ? ", " : "") << em[i];
+    os << "], \"routingResourceFull\": " << (l3.routingResourceFull() ? "true" : "false")
+       << ", \"ip6RoutingResourceFull\": " << (l3.ip6RoutingResourceFull() ? "true" : "false") << ", \"overflow\": [";
+    for (size_t i = 0; i < overflow.size(); ++i) os << (i ? ", " : "") << js(overflow[i].str());
+    os << "], \"routes\": [";
+    for (size_t i = 0; i < rows.size(); ++i) {
+      auto const& r = rows[i];
+      os << (i ? ", " : "") << "{\"table\": " << js(r.table) << ", \"vrf\": " << js(r.vrf) << ", \"vrfId\": " << r.vrfId
+         << ", \"prefix\": " << js(r.prefix) << ", \"routeType\": " << js(Kor::toString(r.route.routeType()))
+         << ", \"fec\": " << Quill::Fib::FecId(r.route.fibAdjIndex()).index() << ", \"l2Adj\": " << r.route.l2AdjIndex()
+         << "}";
+    }
+    os << "]}\n";
+    return os.str();
+  }
+  os << "chip routes: exact-match";
+  if (em.empty()) os << " none";
+  for (unsigned b : em) os << " /" << b;
+  os << "; resource full ipv4 " << (l3.routingResourceFull() ? "yes" : "no") << ", ipv6 "
+     << (l3.ip6RoutingResourceFull() ? "yes" : "no") << "\n";
+  for (auto const& p : overflow) os << "  overflow " << p << "\n";
+  for (auto const& r : rows)
+    os << "  " << std::left << std::setw(9) << r.table << std::setw(11) << r.vrf << r.prefix << " " << r.route << "\n";
+  return os.str();
+}
+
+std::string Agent::showRouteLookup(Kor::VrfName const& vrf, Nollo::IpGenAddr const& addr, bool json) const {
+  auto const& l3 = *in_->l3Status_;
+  if (!l3.vrfIdHas(vrf)) fail("vrf '" + vrf.str() + "' has no id");
+  Kor::VrfId id = l3.vrfId(vrf);
+  std::string table, prefix;
+  SoftChip::ChipRoute route;
+  auto take = [&](auto const& found) {
+    if (!found.second) return;
+    table = found.first->name();
+    prefix = found.second->first.prefix.str();
+    route = found.second->second;
+  };
+  if (addr.isV4()) take(chip_->routeLookup<Nollo::Ipv4>(id, addr.v4()));
+  else take(chip_->routeLookup<Nollo::Ipv6>(id, addr.v6()));
+  std::ostringstream os;
+  if (json) {
+    os << "{\"vrf\": " << js(vrf.str()) << ", \"address\": " << js(addr.str()) << ", \"route\": ";
+    if (table.empty()) os << "null";
+    else
+      os << "{\"table\": " << js(table) << ", \"prefix\": " << js(prefix) << ", \"routeType\": "
+         << js(Kor::toString(route.routeType())) << ", \"fec\": " << Quill::Fib::FecId(route.fibAdjIndex()).index()
+         << ", \"l2Adj\": " << route.l2AdjIndex() << "}";
+    os << "}\n";
+    return os.str();
+  }
+  os << "route " << vrf.str() << " " << addr.str() << ": ";
+  if (table.empty()) os << "no route\n";
+  else os << table << " " << prefix << " " << route << "\n";
   return os.str();
 }
 

@@ -6,9 +6,12 @@
 //
 // Invariants: inputs and the chip outlive the library objects; restart()
 // destroys only the library objects and creates them again over the same
-// inputs and chip. Every input operation is all-or-nothing: it checks first
-// and throws std::invalid_argument without changing anything, so the
-// scenario runner can report a bad line and go on.
+// inputs and chip. The chip's route resolver lives exactly as long as one
+// run of the library: detached before the library goes, created again
+// before the new one starts, so what a restart empties in the L3 status
+// never reaches the chip. Every input operation is all-or-nothing: it
+// checks first and throws std::invalid_argument without changing anything,
+// so the scenario runner can report a bad line and go on.
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -100,6 +103,9 @@ class Agent {
   // The hardware: its ECMP limit and the configured sharing mode.
   void maxEcmpIs(uint32_t n);
   void adjSharingIs(Routing::Hardware::AdjSharing mode);
+  // The IPv6 prefix lengths (in bits: multiples of 4 in 48..112) the
+  // hardware keeps in its exact-match route table; empty: none.
+  void exactMatchLengthsIs(std::vector<uint32_t> const& bits);
   // An environment variable of the agent process (none: unset).
   static void envIs(std::string const& name, std::optional<std::string> const& value);
   // After a change of the chip's fault rules or capacities: the platform
@@ -128,6 +134,8 @@ class Agent {
   // Output.
   static bool showKnown(std::string const& what);
   std::string show(std::string const& what, bool json) const;
+  // The chip route a packet to `addr` in the VRF takes.
+  std::string showRouteLookup(Kor::VrfName const& vrf, Nollo::IpGenAddr const& addr, bool json) const;
   // The VRF root's command channel ("FR4 a", "SR4u a", ...); fd is the
   // client's socket, -1 for a scenario.
   std::string command(int fd, std::string const& text);
@@ -162,6 +170,8 @@ class Agent {
   std::string showInputs(bool json) const;
   std::string showAdj(bool json) const;
   std::string showL2Adj(bool json) const;
+  std::string showRoutes(bool json) const;
+  std::string vrfText(uint32_t vrfId) const;
 
   Vix::Ptr<Vix::ActivityLoop> loop_;
   Vix::Ptr<SoftChip::SoftChip> chip_;

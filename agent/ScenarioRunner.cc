@@ -373,7 +373,17 @@ void ScenarioRunner::doStatement(std::vector<std::string> const& w) {
     return agent_->runFor(d);
   }
   if (verb == "chip") {
-    std::string op = a.next("capacity or fault");
+    std::string op = a.next("capacity, em or fault");
+    if (op == "em") {
+      std::vector<uint32_t> bits;
+      if (a.accept("none")) {
+        a.end();
+      } else {
+        do bits.push_back(uint32_t(parseUnsigned(a.next("prefix lengths or none"), "prefix length", 128)));
+        while (a.more());
+      }
+      return agent_->exactMatchLengthsIs(bits);
+    }
     if (op == "capacity") {
       std::string table = a.next("table name");
       uint64_t n = parseUnsigned(a.next("capacity"), "capacity");
@@ -382,7 +392,7 @@ void ScenarioRunner::doStatement(std::vector<std::string> const& w) {
       agent_->chip()->table(table)->capacityIs(n);
       return agent_->chipRulesChanged();
     }
-    if (op != "fault") fail("expected capacity or fault, got '" + op + "'");
+    if (op != "fault") fail("expected capacity, em or fault, got '" + op + "'");
     std::string kind = a.next("object kind, rate or clear");
     if (kind == "clear") {
       a.end();
@@ -411,6 +421,16 @@ void ScenarioRunner::doStatement(std::vector<std::string> const& w) {
   }
   if (verb == "show") {
     std::string what = a.next("what to show");
+    if (what == "route") {
+      Kor::VrfName vrf(a.next("VRF name"));
+      Nollo::IpGenAddr addr(a.next("IP address"));
+      bool json = a.accept("json");
+      a.end();
+      std::string shown = agent_->showRouteLookup(vrf, addr, json);
+      agent_->drainEvents(*out_);
+      *out_ << shown;
+      return;
+    }
     bool json = a.accept("json");
     a.end();
     if (!Agent::showKnown(what)) fail("unknown show '" + what + "'");

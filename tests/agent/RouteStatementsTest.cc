@@ -1,0 +1,98 @@
+// The agent's route side: `chip em` is checked whole before it changes
+// anything; a restart keeps the chip's routes while the new run starts with
+// empty hand-over lists; chip rules, capacities and shows reach the route
+// tables. The test writes the hand-over lists itself, as the route machines
+// of a run would.
+#include <gtest/gtest.h>
+
+#include <sstream>
+#include <string>
+#include <utility>
+
+#include "agent/Agent.h"
+#include "agent/ScenarioRunner.h"
+#include "kor/l3/L3Status.h"
+#include "softchip/SoftChip.h"
+#include "vix/Time.h"
+
+namespace {
+
+using KorAgent::Agent;
+
+class RouteStatementsTest : public ::testing::Test {
+ protected:
+  size_t run(std::string const& text) {
+    out_.str("");
+    KorAgent::ScenarioRunner r(&agent_, &out_);
+    return r.runText(text);
+  }
+  // The route machines' side of the hand-over.
+  Kor::L3Status& l3() { return const_cast<Kor::L3Status&>(*agent_.l3Status()); }
+  void hand(char const* prefix, uint64_t fec, uint64_t l2) {
+    l3().adjInfoListIs({Kor::VrfId(0), Nollo::IpPrefix(prefix)},
+                       Vix::makePtr<Kor::AdjInfo>(Kor::RouteType::forwardRoute, fec, l2, true));
+  }
+  SoftChip::ChipRouteTable<Nollo::Ipv4>& route4() { return agent_.chip()->route4Table(); }
+
+  Agent agent_{Vix::makePtr<Vix::ManualTimeSource>(0.0)};
+  std::ostringstream out_;
+};
+
+TEST_F(RouteStatementsTest, ExactMatchLengthsAreCheckedBeforeAnyChange) {
+  ASSERT_EQ(run("chip em 64 48\n"), 0u) << out_.str();
+  std::string const before = agent_.show("routes", false);
+  EXPECT_NE(before.find("exact-match /48 /64;"), std::string::npos) << before;
+  // Each bad line names the word at fault.
+  for (auto [line, word] : {std::pair{"chip em 64 50", "50"}, {"chip em 44", "44"}, {"chip em 116", "116"},
+                            {"chip em 64 x", "x"}, {"chip em", "none"}, {"chip em none 64", "64"}}) {
+    EXPECT_EQ(run(line), 1u) << line;
+    EXPECT_EQ(out_.str().rfind("line 1: ", 0), 0u) << line << ": " << out_.str();
+    EXPECT_NE(out_.str().find(word), std::string::npos) << line << ": " << out_.str();
+    EXPECT_EQ(agent_.show("routes", false), before) << line;
+  }
+  ASSERT_EQ(run("chip em none\n"), 0u);
+  EXPECT_NE(agent_.show("routes", false).find("exact-match none;"), std::string::npos);
+}
+
+TEST_F(RouteStatementsTest, RestartKeepsChipRoutesAndEmptiesTheHandOverLists) {
+  hand("10.1.0.0/16", 1, 3);
+  ASSERT_EQ(run("chip fault route4 0:10.9.0.0/16 fail\n"), 0u) << out_.str();
+  hand("10.9.0.0/16", 1, 3);
+  ASSERT_TRUE(route4().has({Kor::VrfId(0), Nollo::IpPrefix("10.1.0.0/16")}));
+  ASSERT_FALSE(route4().has({Kor::VrfId(0), Nollo::IpPrefix("10.9.0.0/16")}));
+
+  ASSERT_EQ(run("restart\n"), 0u);
+  EXPECT_EQ(l3().adjInfoListSize(), 0u);
+  EXPECT_EQ(route4().size(), 1u);
+  EXPECT_EQ(route4().counters().deletes, 0u);
+  // The new run's resolver is in place: an unchanged route is a sync, and
+  // the refused one goes in once the rule is gone.
+  hand("10.1.0.0/16", 1, 3);
+  EXPECT_EQ(route4().counters().creates, 1u);
+  EXPECT_EQ(route4().counters().syncs, 1u);
+  ASSERT_EQ(run("chip fault clear\n"), 0u);
+  hand("10.9.0.0/16", 1, 3);
+  EXPECT_EQ(route4().size(), 2u);
+}
+
+TEST_F(RouteStatementsTest, CapacityAndShowsReachTheRouteTables) {
+  ASSERT_EQ(run("init\nrun until idle\nchip capacity route4 1\n"), 0u) << out_.str();
+  hand("10.1.0.0/16", 1, 3);
+  hand("10.1.2.0/24", 2, 4);
+  std::string routes = agent_.show("routes", false);
+  EXPECT_NE(routes.find("resource full ipv4 yes, ipv6 no\n"
+                        "  route4   default    10.1.0.0/16 forwardRoute fec 1 l2adj 3\n"),
+            std::string::npos)
+      << routes;
+  ASSERT_EQ(run("chip capacity route4 2\n"), 0u);
+  EXPECT_FALSE(l3().routingResourceFull());
+  l3().adjInfoListNotify({Kor::VrfId(0), Nollo::IpPrefix("10.1.2.0/24")});
+  ASSERT_EQ(run("show route default 10.1.2.9\nshow route default 10.1.3.9\nshow route default 11.0.0.1\n"), 0u);
+  EXPECT_EQ(out_.str(),
+            "route default 10.1.2.9: route4 10.1.2.0/24 forwardRoute fec 2 l2adj 4\n"
+            "route default 10.1.3.9: route4 10.1.0.0/16 forwardRoute fec 1 l2adj 3\n"
+            "route default 11.0.0.1: no route\n");
+  EXPECT_EQ(run("show route nowhere 10.1.2.9\n"), 1u);
+}
+
+}  // namespace
