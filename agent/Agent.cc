@@ -544,15 +544,28 @@ void Agent::routeAdd(Kor::VrfName const& vrf, Prefix const& prefix, uint64_t fec
   if (auto const* p4 = std::get_if<Nollo::IpPrefix>(&prefix)) {
     if (!fecKnown(em, in_->fecVrf_, fecId, false)) fail("no IPv4 FEC " + std::to_string(fecIndex));
     auto& t = in_->routes4_[vrf];
-    if (!t) t = Vix::makePtr<Quill::Fib::RouteStatus>(vrf.str());
+    // The VRF's table of the shared-memory FIB: the one its route machine reads.
+    if (!t) t = em->routeStatus<Nollo::Ipv4>(vrf.str());
     t->routeIs(Quill::Fib::Route(*p4, fecId));
   } else {
     auto const& p6 = std::get<Nollo::Ip6Prefix>(prefix);
     if (!fecKnown(em, in_->fecVrf_, fecId, true)) fail("no IPv6 FEC " + std::to_string(fecIndex));
     auto& t = in_->routes6_[vrf];
-    if (!t) t = Vix::makePtr<Quill::Fib6::RouteStatus>(vrf.str());
+    if (!t) t = em->routeStatus<Nollo::Ipv6>(vrf.str());
     t->routeIs(Quill::Fib6::Route(p6, fecId));
   }
+}
+
+Vix::Ptr<Quill::Fib::RouteStatus> Agent::fibRoutes4(Kor::VrfName const& vrf) {
+  auto& t = in_->routes4_[vrf];
+  if (!t) t = in_->entityManager_->routeStatus<Nollo::Ipv4>(vrf.str());
+  return t;
+}
+
+Vix::Ptr<Quill::Fib6::RouteStatus> Agent::fibRoutes6(Kor::VrfName const& vrf) {
+  auto& t = in_->routes6_[vrf];
+  if (!t) t = in_->entityManager_->routeStatus<Nollo::Ipv6>(vrf.str());
+  return t;
 }
 
 void Agent::routeDel(Kor::VrfName const& vrf, Prefix const& prefix) {

@@ -31,6 +31,7 @@
 #include "nollo/IpGenAddr.h"
 #include "models/routing/hardware/AdjSharing.h"
 #include "nollo/IpPrefix.h"
+#include "quill/RouteStatus.h"
 #include "softchip/SoftChip.h"
 #include "vix/ActivityLoop.h"
 #include "vix/Log.h"
@@ -121,6 +122,11 @@ class Agent {
   void fecDel(uint64_t id);
   void routeAdd(Kor::VrfName const& vrf, Prefix const& prefix, uint64_t fecId);
   void routeDel(Kor::VrfName const& vrf, Prefix const& prefix);
+  // The VRF's route table of the shared-memory FIB, for a routing agent that
+  // writes it directly (benchmarks): no checks, as the routing agent's own
+  // writes have none.
+  Vix::Ptr<Quill::Fib::RouteStatus> fibRoutes4(Kor::VrfName const& vrf);
+  Vix::Ptr<Quill::Fib6::RouteStatus> fibRoutes6(Kor::VrfName const& vrf);
   // Trace levels of one main state machine (a TractoLevels field such as
   // korVrfRootSm); from then on the library's traces appear in the output.
   void traceIs(std::string const& field, std::string const& levels);

@@ -1,0 +1,312 @@
+// kor-bench routes: a full dual-stack Internet table through the real agent
+// path - FIB tables, route machines, adjacency machine, route resolver and
+// the software chip - on the real clock with time slices and yields on and
+// tracing at its default level.
+//
+// Table: 1,040,000 IPv4 prefixes (about 60% /24, the rest mostly /16-/23)
+// and 225,000 IPv6 prefixes (about half /48, then /32-/44), over 4,096 FECs
+// (3,072 IPv4, 1,024 IPv6) whose ECMP widths go up to 64, every next hop
+// resolved. It reports the time from the first FIB write to the last route
+// programmed in the chip, routes/s, peak RSS per route, the longest time one
+// pass held the loop, and, in the same run, the bare cost: inserting the
+// same prefixes into a plain open-addressing hash map with values of the
+// hand-over record's size. Then churn: 100,000 updates on the full table
+// (FEC changes, deletes followed by re-adds) written in bursts, with the
+// delay of each from FIB write to chip programmed.
+//
+// `kor-bench routes --json` prints one JSON object instead of the table;
+// KOR_BENCH_ROUTES_SCALE (0 < s <= 1) shrinks the table for quick runs.
+#include <sys/resource.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "BenchRegistry.h"
+#include "agent/Agent.h"
+#include "kor/l3/AdjInfo.h"
+#include "kor/l3/L3Status.h"
+#include "nollo/IpPrefix.h"
+#include "quill/RouteStatus.h"
+#include "softchip/ChipTableBase.h"
+#include "softchip/SoftChip.h"
+#include "vix/HashMap.h"
+#include "vix/MonotonicTimeSource.h"
+
+namespace {
+
+using Nollo::Ip6Prefix;
+using Nollo::IpAddr4;
+using Nollo::IpAddr6;
+using Nollo::IpPrefix;
+using SteadyClock = std::chrono::steady_clock;
+
+double secondsSince(SteadyClock::time_point t) {
+  return std::chrono::duration<double>(SteadyClock::now() - t).count();
+}
+
+long peakRssKb() {
+  rusage ru{};
+  getrusage(RUSAGE_SELF, &ru);
+  return ru.ru_maxrss;
+}
+
+struct Table {
+  std::vector<IpPrefix> v4;
+  std::vector<Ip6Prefix> v6;
+  std::vector<uint32_t> fec4;  // FEC index of each IPv4 route
+  std::vector<uint32_t> fec6;
+};
+
+// Prefix lengths as they are spread in today's table (weights in permille).
+int pickLen(std::mt19937_64& rng, std::vector<std::pair<int, int>> const& mix) {
+  int r = int(rng() % 1000), acc = 0;
+  for (auto [len, w] : mix) {
+    acc += w;
+    if (r < acc) return len;
+  }
+  return mix.back().first;
+}
+
+Table makeTable(size_t n4, size_t n6, uint32_t fecs4, uint32_t fecs6) {
+  std::mt19937_64 rng(20261121);
+  static const std::vector<std::pair<int, int>> mix4{{24, 600}, {23, 70}, {22, 110}, {21, 50}, {20, 50}, {19, 40},
+                                                     {18, 25},  {17, 15}, {16, 25},  {15, 5},  {14, 5},  {13, 5}};
+  static const std::vector<std::pair<int, int>> mix6{{48, 500}, {32, 120}, {44, 110}, {40, 90}, {36, 50},
+                                                     {46, 40},  {47, 30},  {29, 30},  {56, 20}, {64, 10}};
+  Table t;
+  t.v4.reserve(n4);
+  t.v6.reserve(n6);
+  Vix::HashMap<IpPrefix, bool> seen4;
+  seen4.reserve(n4);
+  while (t.v4.size() < n4) {
+    // Unicast space only, away from 0/8 and 127/8.
+    uint32_t a = uint32_t(rng()) % 0xDF000000u + 0x01000000u;
+    if ((a >> 24) == 127) continue;
+    IpPrefix p(IpAddr4(a), pickLen(rng, mix4));
+    if (seen4.try_emplace(p, true).second) t.v4.push_back(p);
+  }
+  Vix::HashMap<Ip6Prefix, bool> seen6;
+  seen6.reserve(n6);
+  while (t.v6.size() < n6) {
+    std::array<uint8_t, 16> b{};
+    b[0] = 0x20;
+    b[1] = uint8_t(rng() % 4);  // 2000::/14
+    for (int i = 2; i < 8; ++i) b[i] = uint8_t(rng());
+    Ip6Prefix p(IpAddr6(b), pickLen(rng, mix6));
+    if (seen6.try_emplace(p, true).second) t.v6.push_back(p);
+  }
+  // Routes over FECs: a few FECs carry many routes, as transit next hops do.
+  std::geometric_distribution<uint32_t> skew(0.002);
+  for (size_t i = 0; i < n4; ++i) t.fec4.push_back(1 + skew(rng) % fecs4);
+  for (size_t i = 0; i < n6; ++i) t.fec6.push_back(fecs4 + 1 + skew(rng) % fecs6);
+  return t;
+}
+
+// The bare cost: the same prefixes into plain open-addressing maps whose
+// values are the size of the hand-over record.
+struct HandOverSized {
+  uint64_t words[sizeof(Kor::AdjInfo) / 8];
+};
+
+double bareSeconds(Table const& t) {
+  auto start = SteadyClock::now();
+  {
+    Vix::HashMap<IpPrefix, HandOverSized> m4;
+    Vix::HashMap<Ip6Prefix, HandOverSized> m6;
+    for (auto const& p : t.v4) m4.try_emplace(p, HandOverSized{});
+    for (auto const& p : t.v6) m6.try_emplace(p, HandOverSized{});
+    if (m4.size() + m6.size() != t.v4.size() + t.v6.size()) std::abort();
+  }
+  return secondsSince(start);
+}
+
+size_t chipRoutes(SoftChip::SoftChip const* chip) {
+  size_t n = 0;
+  for (char const* name : {"route4", "route6", "route6em"})
+    if (auto* table = chip->table(name)) n += table->size();
+  return n;
+}
+
+// Next hops: 256 IPv4 and 256 IPv6 neighbours on 16 routed ports.
+constexpr int kPorts = 16;
+constexpr int kHops = 256;
+
+Nollo::IntfId port(int i) { return Nollo::IntfId::ethernet(1 + i); }
+IpAddr4 hop4(int i) { return IpAddr4(0x0a000000u + uint32_t((i % kPorts) << 16) + uint32_t(i / kPorts) + 2); }
+IpAddr6 hop6(int i) {
+  std::array<uint8_t, 16> b{0x20, 0x01, 0x0d, 0xb8};
+  b[5] = uint8_t(i % kPorts);
+  b[15] = uint8_t(i / kPorts + 2);
+  return IpAddr6(b);
+}
+
+// ECMP widths: most FECs one or two paths, a tail up to 64.
+int ecmpWidth(uint32_t fec) {
+  static const int widths[] = {1, 1, 1, 1, 2, 2, 2, 4, 4, 8, 16, 64};
+  return widths[(fec * 2654435761u >> 7) % (sizeof(widths) / sizeof(widths[0]))];
+}
+
+void setUp(KorAgent::Agent& agent, uint32_t fecs4, uint32_t fecs6) {
+  Kor::VrfName def("default");
+  agent.routingIs(def, true, true, true);
+  for (int i = 0; i < kPorts; ++i) agent.intfAdd(port(i), def, Kor::VlanId(1000 + i), true);
+  for (int i = 0; i < kHops; ++i) {
+    Nollo::EthAddr mac = Nollo::EthAddr::fromUint64(0x001c73000000ull + uint64_t(i));
+    agent.arpAdd(def, Nollo::IpGenAddr(hop4(i)), mac, port(i % kPorts));
+    agent.arpAdd(def, Nollo::IpGenAddr(hop6(i)), mac, port(i % kPorts));
+  }
+  for (uint32_t f = 1; f <= fecs4 + fecs6; ++f) {
+    bool v6 = f > fecs4;
+    std::vector<KorAgent::Agent::Via> vias;
+    int w = ecmpWidth(f);
+    for (int k = 0; k < w; ++k) {
+      int h = int((f * 7 + uint32_t(k) * 37) % kHops);
+      KorAgent::Agent::Via v;
+      v.hop = v6 ? Nollo::IpGenAddr(hop6(h)) : Nollo::IpGenAddr(hop4(h));
+      v.intf = port(h % kPorts);
+      vias.push_back(v);
+    }
+    agent.fecAdd(f, vias);
+  }
+  agent.init();
+}
+
+struct Figures {
+  size_t routes = 0;
+  double seconds = 0, bare = 0, maxPassMs = 0, bytesPerRoute = 0;
+  double churnPerS = 0, churnP50Ms = 0, churnP99Ms = 0;
+  size_t churnUpdates = 0;
+};
+
+// Runs the loop until `done()` or `limit` seconds pass; false on timeout.
+template <class Done>
+bool runUntil(KorAgent::Agent& agent, Done done, double limit) {
+  auto start = SteadyClock::now();
+  while (!done()) {
+    agent.runFor(0.001);
+    if (secondsSince(start) > limit) return false;
+  }
+  return true;
+}
+
+int runRoutes(bool json) {
+  double scale = 1.0;
+  if (char const* s = std::getenv("KOR_BENCH_ROUTES_SCALE")) scale = std::clamp(std::atof(s), 0.001, 1.0);
+  size_t n4 = size_t(1040000 * scale), n6 = size_t(225000 * scale);
+  uint32_t fecs4 = 3072, fecs6 = 1024;
+  Table table = makeTable(n4, n6, fecs4, fecs6);
+  Figures fig;
+  fig.routes = n4 + n6;
+  fig.bare = bareSeconds(table);
+
+  KorAgent::Agent agent(Vix::makePtr<Vix::MonotonicTimeSource>());
+  setUp(agent, fecs4, fecs6);
+  if (!runUntil(agent, [&] { return agent.runUntilIdle(); }, 60)) std::fprintf(stderr, "setup did not settle\n");
+  long rssBefore = peakRssKb();
+  (void)rssBefore;
+  agent.loop()->longestHandlerTimeReset();
+
+  Kor::VrfName def("default");
+  auto start = SteadyClock::now();
+  // The routing agent writes while the forwarding agent runs: chunks of
+  // writes with a turn of the loop between them.
+  constexpr size_t kChunk = 10000;
+  auto fib4 = agent.fibRoutes4(def);
+  auto fib6 = agent.fibRoutes6(def);
+  auto fec = [](uint32_t i) { return Quill::Fib::FecId::make(Quill::Fib::nexthopAdj(), i); };
+  for (size_t i = 0; i < n4 + n6; ++i) {
+    if (i < n4) fib4->routeIs(Quill::Fib::Route(table.v4[i], fec(table.fec4[i])));
+    else fib6->routeIs(Quill::Fib6::Route(table.v6[i - n4], fec(table.fec6[i - n4])));
+    if (i % kChunk == kChunk - 1) agent.loop()->runDue();
+  }
+  bool ok = runUntil(agent, [&] { return chipRoutes(agent.chip()) >= fig.routes; }, 300);
+  fig.seconds = secondsSince(start);
+  fig.maxPassMs = agent.loop()->longestHandlerTime() * 1e3;
+  fig.bytesPerRoute = double(peakRssKb()) * 1024.0 / double(fig.routes);
+  if (!ok) {
+    std::fprintf(stderr, "only %zu of %zu routes programmed\n", chipRoutes(agent.chip()), fig.routes);
+    return 1;
+  }
+
+  // Churn: bursts of 1,000 updates, each burst programmed before the next.
+  size_t updates = std::min<size_t>(100000, n4 + n6);
+  std::vector<double> delays;
+  delays.reserve(updates);
+  std::mt19937_64 rng(7);
+  auto churnStart = SteadyClock::now();
+  size_t done = 0;
+  while (done < updates) {
+    size_t burst = std::min<size_t>(1000, updates - done);
+    auto t0 = SteadyClock::now();
+    uint64_t before = agent.l3Status()->unicastReviewPending() + agent.l3Status()->unicast6ReviewPending();
+    for (size_t k = 0; k < burst; ++k) {
+      size_t i = rng() % (n4 + n6);
+      bool v4 = i < n4;
+      bool readd = rng() % 2;
+      if (v4) {
+        if (readd) agent.routeDel(def, table.v4[i]);
+        else table.fec4[i] = 1 + uint32_t(rng() % fecs4);
+        agent.routeAdd(def, table.v4[i], table.fec4[i]);
+      } else {
+        i -= n4;
+        if (readd) agent.routeDel(def, table.v6[i]);
+        else table.fec6[i] = fecs4 + 1 + uint32_t(rng() % fecs6);
+        agent.routeAdd(def, table.v6[i], table.fec6[i]);
+      }
+    }
+    // Programmed: the route machines have handed every change over and the
+    // chip holds the whole table again.
+    runUntil(
+        agent,
+        [&] {
+          uint64_t now = agent.l3Status()->unicastReviewPending() + agent.l3Status()->unicast6ReviewPending();
+          return now != before && chipRoutes(agent.chip()) >= fig.routes && agent.runUntilIdle();
+        },
+        60);
+    double d = secondsSince(t0);
+    for (size_t k = 0; k < burst; ++k) delays.push_back(d);
+    done += burst;
+  }
+  double churnSeconds = secondsSince(churnStart);
+  fig.churnUpdates = updates;
+  fig.churnPerS = double(updates) / churnSeconds;
+  std::sort(delays.begin(), delays.end());
+  fig.churnP50Ms = delays[delays.size() / 2] * 1e3;
+  fig.churnP99Ms = delays[delays.size() * 99 / 100] * 1e3;
+
+  double ratio = fig.seconds / fig.bare;
+  if (json) {
+    std::printf(
+        "{\"routes\": %zu, \"seconds\": %.3f, \"routes_per_s\": %.0f, \"bytes_per_route\": %.1f, "
+        "\"peak_rss_mb\": %.1f, \"bare_seconds\": %.3f, \"ratio_to_bare\": %.2f, \"max_pass_ms\": %.2f, "
+        "\"churn_updates\": %zu, \"churn_updates_per_s\": %.0f, \"churn_p50_ms\": %.2f, \"churn_p99_ms\": %.2f}\n",
+        fig.routes, fig.seconds, double(fig.routes) / fig.seconds, fig.bytesPerRoute,
+        double(peakRssKb()) / 1024.0, fig.bare, ratio, fig.maxPassMs, fig.churnUpdates, fig.churnPerS,
+        fig.churnP50Ms, fig.churnP99Ms);
+  } else {
+    std::printf("routes: %zu IPv4 + %zu IPv6 over %u FECs, real clock, yields on\n", n4, n6, fecs4 + fecs6);
+    std::printf("  %-34s %10.3f s\n", "first FIB write -> last programmed", fig.seconds);
+    std::printf("  %-34s %10.0f\n", "routes/s", double(fig.routes) / fig.seconds);
+    std::printf("  %-34s %10.1f MB (%.1f bytes/route)\n", "peak RSS", double(peakRssKb()) / 1024.0,
+                fig.bytesPerRoute);
+    std::printf("  %-34s %10.2f ms\n", "longest pass", fig.maxPassMs);
+    std::printf("  %-34s %10.3f s (ratio %.2fx)\n", "bare hash-map insert", fig.bare, ratio);
+    std::printf("  %-34s %10.0f updates/s (%zu updates)\n", "churn", fig.churnPerS, fig.churnUpdates);
+    std::printf("  %-34s %10.2f ms p50, %.2f ms p99\n", "churn delay FIB write -> chip", fig.churnP50Ms,
+                fig.churnP99Ms);
+  }
+  return 0;
+}
+
+}  // namespace
+
+KOR_BENCH(routes, "full dual-stack table through the agent path; churn") {
+  return runRoutes(KorBench::jsonOutput());
+}
