@@ -40,6 +40,24 @@ run until idle
 vrf add purple
 run until idle
 show vrfs
+echo == the road of a route: FIB route and FEC, the hand-over, the chip's route on the L2 adjacency
+echo == two VRFs, IPv4 and IPv6, ECMP over two next hops in red
+intf add Ethernet5 vrf red vlan 50 routed
+arp add red 10.1.0.3 00:1c:73:00:00:06 Ethernet5
+arp add red 2001:db8:1::2 00:1c:73:00:00:07 Ethernet1
+arp add red 2001:db8:1::3 00:1c:73:00:00:08 Ethernet5
+fec add 3 vrf red via 10.1.0.2 Ethernet1 via 10.1.0.3 Ethernet5
+fec add 4 vrf red via 2001:db8:1::2 Ethernet1 via 2001:db8:1::3 Ethernet5
+route add red 10.9.0.0/16 fec 3
+route add red 2001:db8:9::/48 fec 4
+fec add 5 via 2001:db8::2 Ethernet3
+route add default 192.0.2.0/24 fec 2
+route add default 2001:db8:5::/48 fec 5
+run until idle
+cmd AR4 a
+cmd AR6 a
+show l2adj
+show routes
 show chip
 )";
 }

@@ -516,6 +516,7 @@ void RouteSmT<AF>::doUpdateRoute(Prefix const& prefix, FibRoute& fib, Vix::Ptr<A
   } else {
     KOR_TRACE(5, "Hw update failure, adding unprogrammed route. " << prefix);
   }
+  refusedSincePass_ = true;
   if (unprogrammedRoute_.contains(prefix)) KOR_TRACE(8, "Member of unprogrammed route list, state: " << answer);
   addUnprogrammed(prefix);
   if (answer == KorHelper::RouteUpdateAnswer::resourceFull && parentDropRoute_) programParentDropRoute(prefix);
@@ -814,7 +815,10 @@ void RouteSmT<AF>::reviewUnprogrammedRoutes() {
     scheduleUnprogrammedReview(false);
     return;
   }
-  if (!unprogrammedRoute_.bookmark()) lastUnprogrammedRetry_ = now;
+  if (!unprogrammedRoute_.bookmark()) {
+    lastUnprogrammedRetry_ = now;
+    refusedSincePass_ = false;
+  }
   Vix::PassDeadline deadline(loop->timeSource(), routeReviewQuanta_);
   bool fullAgain = false;
   auto result = unprogrammedRoute_.runPass(deadline, [&](Prefix const& p, bool&) {
@@ -852,7 +856,7 @@ void RouteSmT<AF>::reviewUnprogrammedRoutes() {
     restoreParentDropRoutes();
   } else {
     KOR_TRACE(3, "Unable to restore all the unprogrammed routes");
-    scheduleUnprogrammedReview(false);
+    if (refusedSincePass_ || resourceFull()) scheduleUnprogrammedReview(false);
   }
   KOR_TRACE(5, "Unprogrammed route review complete");
   pendingClock_.timeMinEarlierIs(loop->now());
@@ -1227,7 +1231,7 @@ void RouteSmT<AF>::showKorRoutes(std::ostream& out, std::optional<Prefix> prefix
   for (auto const& [p, fib] : sorted) {
     out << p << " ";
     if (AdjInfo const* a = fib->adjInfo()) {
-      out << a->routeType() << " fec " << a->fibAdjIndex() << " l2adj " << a->l2AdjIndex()
+      out << a->routeType() << " fec " << FecId(a->fibAdjIndex()) << " l2adj " << a->l2AdjIndex()
           << (a->vias() ? " vias" : "");
     } else {
       out << "no adjacency information";

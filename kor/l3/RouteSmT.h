@@ -246,6 +246,10 @@ class RouteSmT : public KorBaseSm {
   bool nexthopGroupRouteReviewStart_ = false;
   bool reviewPendingBump_ = false;
   bool resourceFullSeen_ = false;
+  // The platform refused a hand-over since the last unprogrammed pass
+  // started: only then is a timed retry worth it (routes waiting for their
+  // FEC are woken by the FEC).
+  bool refusedSincePass_ = false;
   Vix::Seconds lastUnprogrammedRetry_ = -1e300;
 
   Vix::HashMap<Prefix, FibRoute> fibRoute_;
