@@ -99,7 +99,9 @@ void end(std::vector<uint8_t>* out, size_t start) {
 void NetlinkEncoder::encode(NlRoute const& r, std::vector<uint8_t>* out) {
   bool const v4 = r.prefix.index() == 0;
   uint8_t const family = v4 ? AF_INET : AF_INET6;
-  uint16_t const flags = r.add ? NLM_F_REQUEST | NLM_F_CREATE | NLM_F_REPLACE : NLM_F_REQUEST;
+  // Zebra replaces IPv4 routes in place; IPv6 adds (the kernel's IPv6
+  // replace semantics differ) and deletes carry NLM_F_CREATE all the same.
+  uint16_t const flags = NLM_F_REQUEST | NLM_F_CREATE | (r.add && v4 ? NLM_F_REPLACE : 0);
   size_t const start = begin(out, r.add ? RTM_NEWROUTE : RTM_DELROUTE, flags, ++seq_);
   rtmsg rtm{};
   rtm.rtm_family = family;
@@ -122,7 +124,7 @@ void NetlinkEncoder::encode(NlRoute const& r, std::vector<uint8_t>* out) {
   pad(out);
   attr(out, RTA_DST, dst, dstLen);
   attr32(out, RTA_PRIORITY, r.priority);
-  attr32(out, RTA_TABLE, r.table);
+  if (r.table >= 256) attr32(out, RTA_TABLE, r.table);
   if (r.nhId) {
     attr32(out, RTA_NH_ID, r.nhId);
   } else if (!r.blackhole() && !r.nexthops.empty()) {
@@ -131,7 +133,7 @@ void NetlinkEncoder::encode(NlRoute const& r, std::vector<uint8_t>* out) {
       if (only.gateway) gatewayAttr(out, family, *only.gateway);
       if (only.oif) attr32(out, RTA_OIF, only.oif);
     } else {
-      size_t const mp = nestBegin(out, RTA_MULTIPATH);
+      size_t const mp = nestBegin(out, RTA_MULTIPATH | NLA_F_NESTED);
       for (NlNexthop const& h : r.nexthops) {
         size_t const at = out->size();
         rtnexthop const nh{0, 0, weightByte(h.weight), int(h.oif)};
@@ -146,11 +148,11 @@ void NetlinkEncoder::encode(NlRoute const& r, std::vector<uint8_t>* out) {
 }
 
 void NetlinkEncoder::encode(NlNexthopObject const& o, std::vector<uint8_t>* out) {
-  uint16_t const flags = o.add ? NLM_F_REQUEST | NLM_F_CREATE | NLM_F_REPLACE : NLM_F_REQUEST;
+  uint16_t const flags = NLM_F_REQUEST | NLM_F_CREATE | (o.add ? NLM_F_REPLACE : 0);
   size_t const start = begin(out, o.add ? RTM_NEWNEXTHOP : RTM_DELNEXTHOP, flags, ++seq_);
   nhmsg nhm{};
   nhm.nh_family = o.family;
-  nhm.nh_protocol = kProtoZebra;
+  nhm.nh_protocol = o.add ? kProtoZebra : 0;
   put(out, &nhm, sizeof nhm);
   pad(out);
   attr32(out, NHA_ID, o.id);

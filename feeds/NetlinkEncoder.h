@@ -8,10 +8,12 @@
 // appends one whole message (aligned to 4 bytes) to *out and leaves what was
 // there untouched; fpmFrame() / encodeFrame() add the FPM header. Decoding
 // what it encodes gives back the same record:
-//   route: RTA_TABLE always, RTA_PRIORITY always, RTA_NH_ID when nhId is set,
-//     else RTA_GATEWAY (RTA_VIA for a gateway of the other family) + RTA_OIF
-//     for one next hop of weight 1, RTA_MULTIPATH for any other list; none
-//     for a blackhole. New routes carry NLM_F_CREATE | NLM_F_REPLACE.
+//   route: RTA_PRIORITY always, RTA_TABLE for a table above 255 (else
+//     rtm_table), RTA_NH_ID when nhId is set, else RTA_GATEWAY (RTA_VIA for a
+//     gateway of the other family) + RTA_OIF for one next hop of weight 1,
+//     RTA_MULTIPATH (nested) for any other list; none for a blackhole. Flags
+//     NLM_F_CREATE, and NLM_F_REPLACE on new IPv4 routes and next-hop
+//     objects, as zebra's captured streams have them.
 //   next-hop object: NHA_ID, then NHA_GROUP, or NHA_BLACKHOLE, or
 //     NHA_GATEWAY + NHA_OIF.
 //   link: IFLA_IFNAME, IFLA_MTU, IFLA_ADDRESS, IFLA_MASTER, IFLA_LINK and
