@@ -11,6 +11,7 @@ struct NlAddr {
   uint32_t ifindex = 0;
   Nollo::IpGenAddr addr;  // IFA_LOCAL, else IFA_ADDRESS
   uint8_t prefixLen = 0;
+  bool operator==(NlAddr const&) const = default;
 };
 
 }  // namespace KorFeeds

@@ -19,6 +19,7 @@ struct NlLink {
   uint16_t vlanId = 0;     // IFLA_VLAN_ID of a "vlan" link
   uint32_t vrfTable = 0;   // IFLA_VRF_TABLE of a "vrf" link
   std::optional<Nollo::EthAddr> mac;  // IFLA_ADDRESS when 6 bytes
+  bool operator==(NlLink const&) const = default;
 };
 
 }  // namespace KorFeeds

@@ -14,6 +14,7 @@ struct NlNeigh {
   Nollo::IpGenAddr addr;              // NDA_DST
   std::optional<Nollo::EthAddr> mac;  // NDA_LLADDR when 6 bytes
   uint16_t state = 0;                 // ndm_state (NUD_*)
+  bool operator==(NlNeigh const&) const = default;
   // A usable entry: a MAC and a state that is neither incomplete nor failed.
   bool resolved() const { return mac && (state & (0x01 | 0x20)) == 0; }
 };

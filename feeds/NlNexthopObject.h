@@ -22,6 +22,7 @@ struct NlNexthopObject {
     auto operator<=>(Member const&) const = default;
   };
   std::vector<Member> group;  // NHA_GROUP; empty: a single next hop
+  bool operator==(NlNexthopObject const&) const = default;
 };
 
 }  // namespace KorFeeds

@@ -22,6 +22,7 @@ struct NlRoute {
   uint32_t nhId = 0;      // RTA_NH_ID, 0: none
   std::vector<NlNexthop> nexthops;
   bool blackhole() const { return type == 6; }
+  bool operator==(NlRoute const&) const = default;
 };
 
 }  // namespace KorFeeds
