@@ -1,0 +1,328 @@
+#!/usr/bin/env python3
+"""kor-agent beside the real routing suite: zebra sends its routes over FPM,
+the kernel its links and neighbours over rtnetlink, and the agent's FIB and
+chip must hold exactly the routes zebra has installed.
+
+  frr_fpm_test.py --agent PATH [--routes N] [--keep]
+
+Runs in a network and PID namespace of its own (see frr_lab.py). Steps:
+  connected and static routes (staticd), IPv4 and IPv6, ECMP, blackhole;
+  neighbours from `ip neigh` resolving their next hops; N kernel routes from
+  `ip -batch` that zebra reflects (a tenth IPv6, a tenth ECMP); a restart of
+  the FPM connection whose replay must write nothing to the chip; static
+  route changes; the kernel routes removed.
+Exit 0: passed; 1: failed (with the daemons' and the agent's last lines);
+77: skipped, with the reason (no frr, no namespaces, an agent without
+--fpm/--netlink).
+"""
+import argparse
+import ipaddress
+import json
+import os
+import shutil
+import subprocess
+import sys
+import tempfile
+import time
+
+sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
+import frr_lab  # noqa: E402
+from frr_lab import GW4, GW6, MACS, LabError  # noqa: E402
+
+FPM_PORT = 26200  # not zebra's default, so the configured port is the one used
+
+STATICS = [
+    "ip route 192.0.2.0/24 10.0.0.2",
+    "ip route 198.51.100.0/24 10.0.0.2",
+    "ip route 198.51.100.0/24 10.0.0.3",
+    "ip route 203.0.113.0/24 blackhole",
+    "ipv6 route 2001:db8:100::/48 2001:db8::2",
+    "ipv6 route 2001:db8:200::/48 2001:db8::2",
+    "ipv6 route 2001:db8:200::/48 2001:db8::3",
+]
+ECMP4 = ipaddress.ip_network("198.51.100.0/24")
+ECMP6 = ipaddress.ip_network("2001:db8:200::/48")
+SINGLE4 = ipaddress.ip_network("192.0.2.0/24")
+DROP4 = ipaddress.ip_network("203.0.113.0/24")
+
+
+def kernel_route(i):
+    """The i-th kernel route: (prefix, next hops)."""
+    if i % 10 == 9:
+        return "2001:db8:%x:%x::/64" % (0x1000 + i // 65536, i % 65536), GW6
+    return "%d.%d.%d.0/24" % (20 + i // 65536, (i // 256) % 256, i % 256), GW4
+
+
+class CheckFailed(Exception):
+    pass
+
+
+class FpmTest:
+    def __init__(self, lab, agent, routes):
+        self.lab = lab
+        self.agent = agent
+        self.routes = routes
+        self.sock = lab.path("agent.sock")
+        self.passed = 0
+
+    # -- the agent ----------------------------------------------------------
+
+    def ask(self, cmd):
+        r = subprocess.run([self.agent, "--ask", self.sock, cmd], capture_output=True, text=True, timeout=120)
+        if r.returncode != 0:
+            raise LabError("kor-agent --ask '%s': %s" % (cmd, r.stderr.strip()))
+        return r.stdout
+
+    def ask_json(self, cmd):
+        text = self.ask(cmd)
+        try:
+            return json.loads(text)
+        except ValueError:
+            raise LabError("kor-agent --ask '%s': not JSON: %s" % (cmd, text[:300]))
+
+    def chip_routes(self):
+        """The chip's routes of VRF default: {network: route record}."""
+        return {ipaddress.ip_network(r["prefix"]): r for r in self.ask_json("show routes json")["routes"]
+                if r["vrf"] == "default"}
+
+    def fib_routes(self):
+        """The prefixes of the agent's FIB route tables (VRF default)."""
+        out = set()
+        for line in self.ask_json("show inputs json")["routes"]:
+            words = line.split()
+            if words[0] == "default":
+                out.add(ipaddress.ip_network(words[1]))
+        return out
+
+    def adjs(self):
+        return {a["fec"]: a for a in self.ask_json("show adj json")["adjs"] if a["vrf"] == "default"}
+
+    def chip_writes(self):
+        return {t["name"]: (t["creates"], t["updates"], t["deletes"])
+                for t in self.ask_json("show chip json")["tables"]}
+
+    def fpm_state(self):
+        return self.ask_json("show fpm json")
+
+    # -- checks -------------------------------------------------------------
+
+    def check(self, cond, what, detail=""):
+        if not cond:
+            raise CheckFailed(what + (": " + detail if detail else ""))
+        self.passed += 1
+        print("ok   %s" % what, flush=True)
+
+    @staticmethod
+    def diff(expected, actual, limit=8):
+        missing = sorted(set(expected) - set(actual), key=str)[:limit]
+        extra = sorted(set(actual) - set(expected), key=str)[:limit]
+        return "%d expected, %d held; missing %s; extra %s" % (
+            len(expected), len(actual), [str(p) for p in missing], [str(p) for p in extra])
+
+    def converge(self, what, timeout, expect_count=None):
+        """Waits until the chip holds exactly zebra's FIB; returns that FIB."""
+        deadline = time.monotonic() + timeout
+        pause = 0.2
+        while True:
+            fib = self.lab.zebra_fib()
+            chip = self.chip_routes()
+            if set(chip) == set(fib) and (expect_count is None or len(fib) == expect_count):
+                return fib, chip
+            if not self.lab.alive("agent"):
+                raise CheckFailed("kor-agent exited:\n" + self.lab.tail("agent", 30))
+            if not self.lab.alive("zebra"):
+                raise CheckFailed("zebra exited:\n" + self.lab.tail("zebra", 30))
+            if time.monotonic() > deadline:
+                raise CheckFailed("%s: the chip does not hold zebra's routes after %.0f s" % (what, timeout),
+                                  self.diff(fib, chip))
+            time.sleep(pause)
+            pause = min(pause * 2, 3.0)
+
+    def check_same(self, what, timeout, expect_count=None):
+        fib, chip = self.converge(what, timeout, expect_count)
+        self.check(True, "%s: chip holds zebra's %d routes" % (what, len(fib)))
+        agent_fib = self.fib_routes()
+        self.check(agent_fib == set(fib), "%s: agent FIB holds zebra's routes" % what, self.diff(fib, agent_fib))
+        return fib, chip
+
+    def check_vias(self, chip, adjs, prefix, vias, resolved):
+        r = chip.get(prefix)
+        self.check(r is not None, "%s in the chip" % prefix)
+        a = adjs.get(r["fec"])
+        self.check(a is not None and a["vias"] == vias,
+                   "%s: FEC %s has %d vias" % (prefix, r["fec"], vias), "adjacency %s" % a)
+        if resolved:
+            self.check(a["state"] == "resolved" and r["l2Adj"] != 0,
+                       "%s: next hops resolved in the chip" % prefix, "route %s, adjacency %s" % (r, a))
+
+    # -- steps --------------------------------------------------------------
+
+    def start(self):
+        self.lab.links_up()
+        self.lab.start("agent", [self.agent, "--fpm", "127.0.0.1:%d" % FPM_PORT, "--netlink",
+                                 "--socket", self.sock], ready=self.sock)
+        self.lab.start_zebra()
+        self.lab.start_staticd(STATICS)
+        self.lab.start_bgpd()
+        self.lab.wait_for(lambda: self.fpm_state().get("connected"), "zebra to connect to the agent", 30,
+                          alive="agent")
+        self.check(True, "zebra connected to kor-agent on 127.0.0.1:%d" % FPM_PORT)
+
+    def statics(self):
+        fib, chip = self.check_same("static", 30)
+        for p in (SINGLE4, ECMP4, DROP4, ECMP6):
+            self.check(p in fib, "zebra installed %s" % p)
+        self.check(chip[DROP4]["routeType"] != chip[SINGLE4]["routeType"],
+                   "blackhole %s is not a forwarding route" % DROP4, "%s" % chip[DROP4])
+        adjs = self.adjs()
+        self.check_vias(chip, adjs, ECMP4, 2, resolved=False)
+        self.check_vias(chip, adjs, ECMP6, 2, resolved=False)
+
+    def neighbours(self):
+        self.lab.neighbours_add(GW4 + GW6)
+        want = {(a, MACS[a]) for a in GW4 + GW6}
+
+        def held():
+            arps = self.ask_json("show inputs json")["arp"]
+            have = {(w[1], w[3]) for w in (s.split() for s in arps) if len(w) >= 4}
+            return want <= have
+        self.lab.wait_for(held, "the agent to learn the neighbours", 20, alive="agent", every=0.3)
+        self.check(True, "agent learned the %d neighbours from the kernel" % len(want))
+
+        def resolved():
+            chip, adjs = self.chip_routes(), self.adjs()
+            return all(adjs.get(chip[p]["fec"], {}).get("state") == "resolved"
+                       for p in (SINGLE4, ECMP4, ECMP6) if p in chip)
+        self.lab.wait_for(resolved, "the static routes' next hops to resolve", 20, alive="agent", every=0.3)
+        chip, adjs = self.chip_routes(), self.adjs()
+        self.check_vias(chip, adjs, SINGLE4, 1, resolved=True)
+        self.check_vias(chip, adjs, ECMP4, 2, resolved=True)
+        self.check_vias(chip, adjs, ECMP6, 2, resolved=True)
+
+    def kernel_routes(self):
+        self.base = set(self.lab.zebra_fib())
+        add, prefixes = [], []
+        for i in range(self.routes):
+            p, hops = kernel_route(i)
+            prefixes.append(ipaddress.ip_network(p))
+            if i % 10 == 4:
+                add.append("route add %s %s" % (p, " ".join("nexthop via " + h for h in hops)))
+            else:
+                add.append("route add %s via %s" % (p, hops[0]))
+        secs = self.lab.ip_batch(add, "add.batch")
+        print("     ip -batch: %d kernel routes in %.2f s" % (self.routes, secs), flush=True)
+        t0 = time.monotonic()
+        fib, chip = self.check_same("kernel", 150, expect_count=len(self.base) + self.routes)
+        print("     zebra -> agent -> chip: %.1f s after ip -batch ended" % (time.monotonic() - t0), flush=True)
+        self.check(all(p in chip for p in prefixes), "every kernel route is in the chip")
+        adjs = self.adjs()
+        for i in (4, 14, 9):  # ECMP IPv4, ECMP IPv4, single IPv6
+            p, hops = kernel_route(i)
+            self.check_vias(chip, adjs, ipaddress.ip_network(p), 2 if i % 10 == 4 else 1, resolved=True)
+        self.kernel = prefixes
+
+    def replay(self):
+        before = self.chip_writes()
+        state = self.fpm_state()
+        self.lab.vtysh("conf", "no fpm address")
+        self.lab.wait_for(lambda: not self.fpm_state().get("connected"), "the agent to see zebra go", 20,
+                          alive="agent")
+        self.check(True, "zebra disconnected (no fpm address)")
+        self.check(self.chip_writes() == before, "chip untouched while zebra is away")
+        self.lab.vtysh("conf", "fpm address 127.0.0.1 port %d" % FPM_PORT)
+        self.lab.wait_for(lambda: self.fpm_state().get("connected"), "zebra to reconnect", 30, alive="agent")
+        # The replay is over once zebra's queue is empty and the agent has
+        # swept what the new connection did not re-send.
+        self.lab.wait_for(lambda: not self.fpm_state().get("sweepPending"), "the replay to end", 120,
+                          alive="agent", every=0.5)
+        after = self.fpm_state()
+        self.check(after.get("connections", 0) > state.get("connections", 0), "the agent counted a new connection",
+                   "before %s, after %s" % (state, after))
+        self.check_same("replay", 30)
+        writes = self.chip_writes()
+        self.check(writes == before, "replay of %d routes wrote nothing to the chip" % len(self.lab.zebra_fib()),
+                   "before %s, after %s" % (before, writes))
+
+    def static_changes(self):
+        self.lab.vtysh("conf", "no ip route 198.51.100.0/24 10.0.0.3", "no ip route 192.0.2.0/24 10.0.0.2")
+        self.lab.wait_for(lambda: SINGLE4 not in self.chip_routes(), "192.0.2.0/24 to leave the chip", 20,
+                          alive="agent", every=0.3)
+        self.check(True, "removed static 192.0.2.0/24 left the chip")
+
+        def one_via():
+            chip, adjs = self.chip_routes(), self.adjs()
+            return ECMP4 in chip and adjs.get(chip[ECMP4]["fec"], {}).get("vias") == 1
+        self.lab.wait_for(one_via, "198.51.100.0/24 to drop to one via", 20, alive="agent", every=0.3)
+        self.check(True, "ECMP static 198.51.100.0/24 down to one via")
+
+    def kernel_removed(self):
+        dels = ["route del %s" % kernel_route(i)[0] for i in range(self.routes)]
+        self.lab.ip_batch(dels, "del.batch")
+        fib, chip = self.check_same("removed", 150, expect_count=len(self.base) - 1)
+        self.check(not any(p in chip for p in self.kernel), "no kernel route is left in the chip")
+
+
+def inside(args):
+    lab = frr_lab.FrrLab(args.work, FPM_PORT)
+    t = FpmTest(lab, args.agent, args.routes)
+    t0 = time.monotonic()
+    try:
+        t.start()
+        t.statics()
+        t.neighbours()
+        t.kernel_routes()
+        t.replay()
+        t.static_changes()
+        t.kernel_removed()
+    except (CheckFailed, LabError, subprocess.TimeoutExpired) as e:
+        print("FAIL %s" % e, flush=True)
+        for name in ("agent", "zebra", "staticd"):
+            print("--- last lines of %s:\n%s" % (name, lab.tail(name, 15)), flush=True)
+        print("%d passed, 1 failed" % t.passed)
+        return 1
+    finally:
+        lab.stop_all()
+    print("%d passed, 0 failed (%.0f s)" % (t.passed, time.monotonic() - t0))
+    return 0
+
+
+def main():
+    ap = argparse.ArgumentParser()
+    ap.add_argument("--agent", required=True)
+    ap.add_argument("--routes", type=int, default=100000)
+    ap.add_argument("--keep", action="store_true", help="keep the work directory")
+    ap.add_argument("--inside", action="store_true", help=argparse.SUPPRESS)
+    ap.add_argument("--work", help=argparse.SUPPRESS)
+    args = ap.parse_args()
+    if args.inside:
+        return inside(args)
+
+    if not os.access(args.agent, os.X_OK):
+        print("FAIL no agent at %s" % args.agent)
+        return 1
+    reason = frr_lab.missing_frr()
+    if not reason:
+        usage = subprocess.run([args.agent, "--help"], capture_output=True, text=True)
+        missing = [f for f in ("--fpm", "--netlink") if f not in usage.stdout + usage.stderr]
+        if missing:
+            reason = "%s has no %s option" % (args.agent, " or ".join(missing))
+    if reason:
+        print("SKIPPED: " + reason)
+        return frr_lab.SKIP
+    work = tempfile.mkdtemp(prefix="kor-frr-")
+    try:
+        rc, why = frr_lab.isolate([sys.executable, os.path.abspath(__file__), "--inside", "--agent",
+                                   os.path.abspath(args.agent), "--routes", str(args.routes), "--work", work])
+        if why:
+            print("SKIPPED: " + why)
+            return frr_lab.SKIP
+        return rc
+    finally:
+        if args.keep:
+            print("work directory kept: " + work)
+        else:
+            shutil.rmtree(work, ignore_errors=True)
+
+
+if __name__ == "__main__":
+    sys.exit(main())
