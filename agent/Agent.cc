@@ -54,7 +54,7 @@ Knob const* knobFind(std::string const& name) {
   return nullptr;
 }
 
-char const* kShows[] = {"vrfs", "l3", "chip", "inputs", "adj", "l2adj", "routes"};
+char const* kShows[] = {"vrfs", "l3", "chip", "inputs", "adj", "l2adj", "routes", "fpm", "kernel"};
 
 // JSON string literal.
 std::string js(std::string const& s) {
@@ -480,20 +480,31 @@ void Agent::arpDel(Kor::VrfName const& vrf, Nollo::IpGenAddr const& ip) {
   if (!found) fail("no ARP entry " + ip.str() + " in vrf '" + vrf.str() + "'");
 }
 
-void Agent::doCheckVias(uint64_t id, std::vector<Via> const& vias) {
-  if (vias.empty()) fail("FEC " + std::to_string(id) + " has no via");
+void Agent::doCheckVias(uint64_t id, std::vector<Via> const& vias, Quill::Fib::FecType type) {
+  using Quill::Fib::FecType;
+  std::string const fec = "FEC " + std::to_string(id);
+  if (type != FecType::forward && type != FecType::attached && type != FecType::drop)
+    fail(fec + ": type " + Quill::Fib::str(type) + " not supported");
+  if (type == FecType::drop) {
+    if (!vias.empty()) fail(fec + ": a drop FEC has no via");
+    return;
+  }
+  if (vias.empty()) fail(fec + " has no via");
+  if (type == FecType::attached && (vias.size() != 1 || !vias[0].hop.isZero()))
+    fail(fec + ": an attached FEC has one via, an interface without address");
   bool v6 = vias.at(0).hop.isV6();
   for (auto const& v : vias) {
-    if (v.hop.isV6() != v6) fail("FEC " + std::to_string(id) + " mixes IPv4 and IPv6 next hops");
+    if (v.hop.isV6() != v6) fail(fec + " mixes IPv4 and IPv6 next hops");
     if (v.intf.isNone()) fail("empty interface name");
+    if (v.weight == 0) fail(fec + ": weight 0");
     for (uint32_t l : v.labels)
       if (l > kMaxMplsLabel) fail("bad MPLS label " + std::to_string(l));
   }
 }
 
 template <class AF>
-void Agent::doWriteFec(Kor::VrfName const& vrf, uint64_t id, std::vector<Via> const& vias) {
-  Quill::Fib::FecT<AF> f(Quill::Fib::FecId::make(Quill::Fib::nexthopAdj(), id), Quill::Fib::FecType::forward);
+void Agent::doWriteFec(Kor::VrfName const& vrf, uint64_t id, std::vector<Via> const& vias, Quill::Fib::FecType type) {
+  Quill::Fib::FecT<AF> f(Quill::Fib::FecId::make(Quill::Fib::nexthopAdj(), id), type);
   for (auto const& v : vias) {
     Quill::Fib::ViaT<AF> via;
     if constexpr (std::is_same_v<AF, Nollo::Ipv4>) via.nextHopIs(v.hop.v4());
@@ -502,29 +513,32 @@ void Agent::doWriteFec(Kor::VrfName const& vrf, uint64_t id, std::vector<Via> co
     via.vlanIs(v.vlan);
     via.mplsLabelsIs(v.labels);
     via.backupIs(v.backup);
+    via.weightIs(v.weight);
     f.viaAdd(via);
   }
   in_->entityManager_->forwardingStatus<AF>(vrf.str())->fecIs(f);
 }
 
-void Agent::fecAdd(uint64_t id, std::vector<Via> const& vias, Kor::VrfName const& vrf) {
-  doCheckVias(id, vias);
+void Agent::fecAdd(uint64_t id, std::vector<Via> const& vias, Kor::VrfName const& vrf, Quill::Fib::FecType type,
+                   bool v6) {
+  doCheckVias(id, vias, type);
   if (!in_->vrfInfoDir_->vrfInfoHas(vrf.str())) fail("vrf '" + vrf.str() + "' is not announced");
   if (in_->fecVrf_.count(id)) fail("FEC " + std::to_string(id) + " already added");
   in_->fecVrf_[id] = vrf;
-  if (vias[0].hop.isV6()) doWriteFec<Nollo::Ipv6>(vrf, id, vias);
-  else doWriteFec<Nollo::Ipv4>(vrf, id, vias);
+  if (vias.empty() ? v6 : vias[0].hop.isV6()) doWriteFec<Nollo::Ipv6>(vrf, id, vias, type);
+  else doWriteFec<Nollo::Ipv4>(vrf, id, vias, type);
 }
 
-void Agent::fecUpdate(uint64_t id, std::vector<Via> const& vias) {
-  doCheckVias(id, vias);
+void Agent::fecUpdate(uint64_t id, std::vector<Via> const& vias, Quill::Fib::FecType type) {
+  doCheckVias(id, vias, type);
   auto it = in_->fecVrf_.find(id);
   if (it == in_->fecVrf_.end()) fail("no FEC " + std::to_string(id));
   auto fecId = Quill::Fib::FecId::make(Quill::Fib::nexthopAdj(), id);
   bool wasV6 = in_->entityManager_->forwardingStatus<Nollo::Ipv6>(it->second.str())->fecHas(fecId);
-  if (wasV6 != vias[0].hop.isV6()) fail("FEC " + std::to_string(id) + " cannot change its address family");
-  if (wasV6) doWriteFec<Nollo::Ipv6>(it->second, id, vias);
-  else doWriteFec<Nollo::Ipv4>(it->second, id, vias);
+  if (!vias.empty() && wasV6 != vias[0].hop.isV6())
+    fail("FEC " + std::to_string(id) + " cannot change its address family");
+  if (wasV6) doWriteFec<Nollo::Ipv6>(it->second, id, vias, type);
+  else doWriteFec<Nollo::Ipv4>(it->second, id, vias, type);
 }
 
 void Agent::fecDel(uint64_t id) {
@@ -596,7 +610,15 @@ std::string Agent::show(std::string const& what, bool json) const {
   if (what == "adj") return showAdj(json);
   if (what == "l2adj") return showL2Adj(json);
   if (what == "routes") return showRoutes(json);
+  if (auto it = showSources_.find(what); it != showSources_.end()) return it->second(json);
+  if (what == "fpm") return json ? "{\"fpm\": null}\n" : "fpm: not serving\n";
+  if (what == "kernel") return json ? "{\"kernel\": null}\n" : "kernel: not running\n";
   fail("unknown show '" + what + "'");
+}
+
+void Agent::showSourceIs(std::string const& what, std::function<std::string(bool json)> fn) {
+  if (fn) showSources_[what] = std::move(fn);
+  else showSources_.erase(what);
 }
 
 std::string Agent::showVrfs(bool json) const {

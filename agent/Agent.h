@@ -31,6 +31,7 @@
 #include "nollo/IpGenAddr.h"
 #include "models/routing/hardware/AdjSharing.h"
 #include "nollo/IpPrefix.h"
+#include "quill/FecType.h"
 #include "quill/RouteStatus.h"
 #include "softchip/SoftChip.h"
 #include "vix/ActivityLoop.h"
@@ -58,8 +59,13 @@ class Agent {
     uint16_t vlan = 0;  // 0: none
     std::vector<uint32_t> labels;
     bool backup = false;
+    uint32_t weight = 1;  // ECMP weight, at least 1
+    bool operator==(Via const&) const = default;
   };
   static constexpr uint32_t kMaxMplsLabel = 1048575;
+  // FEC ids the route sources (FPM) hand out start here; scenario FEC ids
+  // stay below it, so the two never collide.
+  static constexpr uint64_t kRouteSourceFecBase = uint64_t(1) << 48;
 
   explicit Agent(Vix::Ptr<Vix::TimeSource> ts);
   Agent(Agent const&) = delete;
@@ -116,9 +122,13 @@ class Agent {
               Nollo::IntfId const& intf);
   void arpDel(Kor::VrfName const& vrf, Nollo::IpGenAddr const& ip);
   // A FEC in the FIB FEC table of a VRF (IPv4 or IPv6 by its next hops).
-  void fecAdd(uint64_t id, std::vector<Via> const& vias, Kor::VrfName const& vrf = Kor::VrfName("default"));
-  // New vias for an existing FEC (same VRF and address family).
-  void fecUpdate(uint64_t id, std::vector<Via> const& vias);
+  // forward: one via or more; attached (a connected subnet): one via, the
+  // interface, with a zero address; drop: no via, the family from `v6`.
+  void fecAdd(uint64_t id, std::vector<Via> const& vias, Kor::VrfName const& vrf = Kor::VrfName("default"),
+              Quill::Fib::FecType type = Quill::Fib::FecType::forward, bool v6 = false);
+  // New vias (and type) for an existing FEC (same VRF and address family).
+  void fecUpdate(uint64_t id, std::vector<Via> const& vias,
+                 Quill::Fib::FecType type = Quill::Fib::FecType::forward);
   void fecDel(uint64_t id);
   void routeAdd(Kor::VrfName const& vrf, Prefix const& prefix, uint64_t fecId);
   void routeDel(Kor::VrfName const& vrf, Prefix const& prefix);
@@ -140,6 +150,9 @@ class Agent {
   // Output.
   static bool showKnown(std::string const& what);
   std::string show(std::string const& what, bool json) const;
+  // A show answered by a route source main wired in ("fpm"); a null fn
+  // removes it. Without one, the show says the source is not running.
+  void showSourceIs(std::string const& what, std::function<std::string(bool json)> fn);
   // The chip route a packet to `addr` in the VRF takes.
   std::string showRouteLookup(Kor::VrfName const& vrf, Nollo::IpGenAddr const& addr, bool json) const;
   // The VRF root's command channel ("FR4 a", "SR4u a", ...); fd is the
@@ -163,8 +176,8 @@ class Agent {
   void doMaybeEndSync();
   void doApplyLags();
   template <class AF>
-  void doWriteFec(Kor::VrfName const& vrf, uint64_t id, std::vector<Via> const& vias);
-  void doCheckVias(uint64_t id, std::vector<Via> const& vias);
+  void doWriteFec(Kor::VrfName const& vrf, uint64_t id, std::vector<Via> const& vias, Quill::Fib::FecType type);
+  void doCheckVias(uint64_t id, std::vector<Via> const& vias, Quill::Fib::FecType type);
   void doDestroyVrfRoot();
   void doApplyKnobs();
   void doAnnounce(Kor::VrfName const& name);
@@ -196,6 +209,7 @@ class Agent {
   bool syncEndPending_ = false;
   bool initialized_ = false;
   uint32_t restarts_ = 0;
+  std::map<std::string, std::function<std::string(bool)>> showSources_;
 };
 
 }  // namespace KorAgent

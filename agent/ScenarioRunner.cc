@@ -332,7 +332,7 @@ void ScenarioRunner::doStatement(std::vector<std::string> const& w) {
   }
   if (verb == "fec") {
     std::string op = a.next("add, update or del");
-    uint64_t id = parseUnsigned(a.next("FEC id"), "FEC id", Quill::Fib::FecIdConstants::indexMask_);
+    uint64_t id = parseUnsigned(a.next("FEC id"), "FEC id", Agent::kRouteSourceFecBase - 1);
     if (op == "del") {
       a.end();
       return agent_->fecDel(id);

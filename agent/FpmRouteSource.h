@@ -1,0 +1,213 @@
+#pragma once
+// Applies what zebra sends over FPM - routes and next-hop objects - to the
+// agent: next-hop sets become FECs in the FIB FEC tables of the route's VRF,
+// routes go straight into the VRF's FIB route table.
+//
+// Owns the bookkeeping between the two: every route it wrote (its FEC, its
+// metric and the connection generation that last sent it), the FECs it made
+// and the next-hop objects zebra announced. FECs: one per (VRF, family,
+// inline next-hop set), one per (VRF, family, next-hop object id), one drop
+// FEC per (VRF, family); ids from Agent::kRouteSourceFecBase up, never
+// reused. Invariants:
+//  - a prefix it holds is in the VRF's FIB table with the FEC of its lowest
+//    metric entry; every FEC a held route uses is in the FIB;
+//  - a FEC left without routes is removed after kFecGrace (zebra replaces a
+//    route by a delete and an add: the FEC outlives the gap and is taken
+//    again), unless a route took it in the meantime;
+//  - a message applies whole or not at all: bad input is counted, logged
+//    with what it names, and changes nothing;
+//  - an identical re-add writes nothing, so a replay after a reconnect
+//    leaves the FIB (and the chip) untouched.
+// Replay rule: each connection is a generation. Routes and next-hop objects
+// the current connection re-sent carry its generation; once it has been
+// quiet (no message) for kStaleQuiet, whatever is older is removed. While
+// zebra is away nothing is removed: the switch keeps forwarding.
+//
+// Fed by FpmServer (decoded messages, connection up and down); interface and
+// VRF names come through the lookups main wires to the kernel's maps.
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "agent/Agent.h"
+#include "feeds/NlNexthopObject.h"
+#include "feeds/NlRoute.h"
+#include "kor/common/VrfName.h"
+#include "nollo/IntfId.h"
+#include "nollo/IpPrefix.h"
+#include "quill/FecType.h"
+#include "quill/RouteStatus.h"
+#include "vix/Clock.h"
+#include "vix/HashMap.h"
+#include "vix/Log.h"
+
+// Raised once per second at most for skipped routes (the counters have them all).
+VIX_LOG_EXTERN(FPM_ROUTE_SKIPPED);
+VIX_LOG_EXTERN(FPM_NEXTHOP_SKIPPED);
+
+namespace KorAgent {
+
+class FpmRouteSource {
+ public:
+  using IntfLookup = std::function<std::optional<Nollo::IntfId>(uint32_t ifindex)>;
+  using VrfLookup = std::function<std::optional<Kor::VrfName>(uint32_t table)>;
+  static constexpr uint32_t kMainTable = 254;  // zebra's main table: VRF default
+  static constexpr Vix::Seconds kFecGrace = 1.0;
+  static constexpr Vix::Seconds kStaleQuiet = 5.0;
+  // Stale routes removed per loop turn, so a sweep never holds the loop.
+  static constexpr size_t kSweepBatch = 10000;
+
+  struct Counters {
+    uint64_t routeWrites = 0;      // RTM_NEWROUTE written to the FIB (new prefix or new FEC)
+    uint64_t routeUnchanged = 0;   // RTM_NEWROUTE the FIB already held: nothing written
+    uint64_t routeShadowed = 0;    // RTM_NEWROUTE of a higher metric than the one in the FIB
+    uint64_t routeDels = 0;
+    uint64_t routeDelUnknown = 0;  // RTM_DELROUTE of nothing held
+    uint64_t routeStale = 0;       // removed: not re-sent by a new connection
+    uint64_t nexthopAdds = 0, nexthopUpdates = 0, nexthopUnchanged = 0, nexthopDels = 0;
+    uint64_t nexthopDelUnknown = 0, nexthopStale = 0;
+    uint64_t fecAdds = 0, fecUpdates = 0, fecReuses = 0, fecDels = 0;
+    // Skipped routes / next-hop objects, by cause.
+    uint64_t unknownTable = 0, unknownNexthop = 0, unknownIntf = 0, familyMismatch = 0;
+    uint64_t unsupported = 0, refused = 0;
+    uint64_t connections = 0;
+  };
+
+  FpmRouteSource(Agent* agent, IntfLookup intfLookup, VrfLookup vrfLookup);
+  FpmRouteSource(FpmRouteSource const&) = delete;
+  FpmRouteSource& operator=(FpmRouteSource const&) = delete;
+  ~FpmRouteSource();
+
+  void handle(KorFeeds::NlRoute const& r);
+  void handle(KorFeeds::NlNexthopObject const& o);
+  // A new zebra connection: a new generation, and the quiet timer of the
+  // stale sweep. A lost one stops a pending sweep.
+  void handleConnectionUp();
+  void handleConnectionDown();
+  // The table -> VRF map changed: table lookups are asked again.
+  void handleTablesChanged();
+
+  Counters const& counters() const { return counters_; }
+  size_t routes() const;
+  size_t fecs() const { return fecs_.size(); }
+  size_t nexthopObjects() const { return objects_.size(); }
+  bool sweepPending() const { return sweepClock_.armed(); }
+  std::string show(bool json) const;
+
+ private:
+  struct FecEntry;
+  struct VrfState;
+  struct NhObject;
+  // A route's FEC and metric; gen: the connection that last sent it; alt:
+  // the prefix has entries of other metrics (VrfState's others).
+  struct Entry {
+    FecEntry* fec = nullptr;
+    uint32_t priority = 0;
+    uint32_t gen : 31 = 0;
+    uint32_t alt : 1 = 0;
+  };
+  struct Candidate {
+    FecEntry* fec;
+    uint32_t priority;
+    uint32_t gen;
+  };
+  template <class AF>
+  struct Table {
+    Vix::Ptr<Quill::Fib::RouteStatusT<AF>> fib;
+    Vix::HashMap<Nollo::IpPrefixT<AF>, Entry> routes;
+    // Entries of a prefix not in the FIB (higher metric), lowest first.
+    Vix::HashMap<Nollo::IpPrefixT<AF>, std::vector<Candidate>> others;
+  };
+  // An inline next-hop set (sorted) of one VRF and family; empty: the drop FEC.
+  struct SetKey {
+    uint32_t vrf = 0;
+    bool v6 = false;
+    std::vector<KorFeeds::NlNexthop> hops;
+    bool operator==(SetKey const&) const = default;
+  };
+  struct SetKeyHash {
+    size_t operator()(SetKey const& k) const noexcept;
+  };
+  enum class Fault : uint8_t { none, unknownTable, unknownNexthop, unknownIntf, familyMismatch, unsupported, refused };
+  struct Idle {
+    FecEntry* fec;
+    Vix::Seconds due;
+  };
+
+  template <class AF>
+  void doRoute(KorFeeds::NlRoute const& r, Nollo::IpPrefixT<AF> const& prefix);
+  template <class AF>
+  void doRouteAdd(Table<AF>& t, Nollo::IpPrefixT<AF> const& p, uint32_t priority, FecEntry* fec);
+  template <class AF>
+  void doRouteDel(Table<AF>& t, Nollo::IpPrefixT<AF> const& p, uint32_t priority);
+  // The lowest-metric entry waiting behind `e` takes the FIB.
+  template <class AF>
+  void doPromote(Table<AF>& t, Nollo::IpPrefixT<AF> const& p, Entry& e);
+  template <class AF>
+  Fault fecFor(VrfState& vrf, KorFeeds::NlRoute const& r, FecEntry** out, std::string* why);
+  template <class AF>
+  Fault resolveHops(std::vector<KorFeeds::NlNexthop> const& hops, std::vector<Agent::Via>* vias,
+                    Quill::Fib::FecType* type, std::string* why);
+  template <class AF>
+  Fault resolveObject(NhObject const& o, std::vector<Agent::Via>* vias, Quill::Fib::FecType* type,
+                      std::string* why);
+  Fault doCreateFec(VrfState& vrf, bool v6, Quill::Fib::FecType type, std::vector<Agent::Via> const& vias,
+                    FecEntry** out, std::string* why);
+  void doRebuild(FecEntry& fe);
+  void doRefreshObject(NhObject& o);
+  void doNexthopDel(uint32_t id);
+  void doMaybeEraseObject(uint32_t id);
+  void doParentsIs(uint32_t id, std::vector<KorFeeds::NlNexthopObject::Member> const& members, bool add);
+  void doRef(FecEntry* fe);
+  void doUnref(FecEntry* fe);
+  void doFecDel(FecEntry* fe);
+  void doCount(Fault f);
+  void doSkip(Fault f, std::string const& prefix, uint32_t table, std::string const& why);
+  void doSkip(Fault f, uint32_t nhId, std::string const& why);
+  void handleGrace();
+  void handleSweep();
+  template <class AF>
+  void doCollectStale(VrfState& vrf);
+  template <class AF>
+  void doSweepOne(Table<AF>& t, Nollo::IpPrefixT<AF> const& p);
+  VrfState* vrfFor(uint32_t table);
+  bool stale(uint32_t gen) const { return gen != gen_; }
+
+  Agent* agent_;
+  IntfLookup intfLookup_;
+  VrfLookup vrfLookup_;
+  std::vector<std::unique_ptr<VrfState>> vrfs_;
+  Vix::HashMap<uint32_t, VrfState*> tableVrf_;
+  // The FECs by index (owning); the inline sets and the objects' FECs by key.
+  Vix::HashMap<uint64_t, std::unique_ptr<FecEntry>> fecs_;
+  Vix::HashMap<SetKey, FecEntry*, SetKeyHash> setFecs_;
+  Vix::HashMap<uint64_t, FecEntry*> objectFecs_;
+  Vix::HashMap<uint32_t, std::unique_ptr<NhObject>> objects_;
+  uint64_t nextFecIndex_ = Agent::kRouteSourceFecBase;
+  // Unreferenced FECs in order of due time (a FEC taken again and released
+  // appears twice; only the entry matching its idleUntil counts).
+  std::deque<Idle> idle_;
+  Vix::Clock graceClock_;
+  // Stale sweep: armed at connection up; runs once no message came for a
+  // whole quiet period; then removes stale routes a batch per turn.
+  Vix::Clock sweepClock_;
+  uint64_t messages_ = 0;
+  uint64_t messagesAtCheck_ = 0;
+  bool sweeping_ = false;
+  uint64_t staleAtStart_ = 0;
+  std::vector<std::pair<VrfState*, Nollo::IpPrefix>> stale4_;
+  std::vector<std::pair<VrfState*, Nollo::Ip6Prefix>> stale6_;
+  uint32_t gen_ = 0;
+  // Scratch storage reused by every route, so the hot path does not allocate.
+  SetKey key_;
+  std::vector<Agent::Via> vias_;
+  std::vector<KorFeeds::NlNexthop> groupHops_;
+  Counters counters_;
+};
+
+}  // namespace KorAgent
