@@ -54,7 +54,7 @@ Knob const* knobFind(std::string const& name) {
   return nullptr;
 }
 
-char const* kShows[] = {"vrfs", "l3", "chip", "inputs", "adj", "l2adj", "routes", "fpm"};
+char const* kShows[] = {"vrfs", "l3", "chip", "inputs", "adj", "l2adj", "routes", "fpm", "kernel"};
 
 // JSON string literal.
 std::string js(std::string const& s) {
@@ -612,6 +612,7 @@ std::string Agent::show(std::string const& what, bool json) const {
   if (what == "routes") return showRoutes(json);
   if (auto it = showSources_.find(what); it != showSources_.end()) return it->second(json);
   if (what == "fpm") return json ? "{\"fpm\": null}\n" : "fpm: not serving\n";
+  if (what == "kernel") return json ? "{\"kernel\": null}\n" : "kernel: not running\n";
   fail("unknown show '" + what + "'");
 }
 

@@ -3,14 +3,23 @@
 //   kor-agent                      runs the built-in demo and prints the state
 //   kor-agent FILE | -             runs a scenario file (or standard input)
 //   kor-agent --socket PATH        serves the command channel on a Unix socket
+//   kor-agent --netlink            takes interfaces, VRFs and neighbours from the
+//                                  kernel (with --socket: serves it too)
 //   kor-agent --ask PATH 'SR4u a'  asks a running agent
 // Options: --trace (library traces to stderr), --realtime (a scenario file
-// on the monotonic clock instead of the manual one).
+// on the monotonic clock instead of the manual one), --netns NAME (enters the
+// network namespace /var/run/netns/NAME before any socket is opened).
+#include <fcntl.h>
+#include <sched.h>
+#include <unistd.h>
+
+#include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <cstring>
 #include <fstream>
 #include <iostream>
+#include <memory>
 #include <sstream>
 #include <string>
 
@@ -18,6 +27,8 @@
 #include "agent/CommandClient.h"
 #include "agent/CommandServer.h"
 #include "agent/DemoScenario.h"
+#include "agent/KernelIntfMap.h"
+#include "agent/KernelNetlinkSource.h"
 #include "agent/ScenarioRunner.h"
 #include "vix/Log.h"
 #include "vix/Trace.h"
@@ -27,7 +38,7 @@ namespace {
 int usage() {
   std::fprintf(stderr,
                "usage: kor-agent [--trace] [--realtime] [FILE | -]\n"
-               "       kor-agent [--trace] --socket PATH\n"
+               "       kor-agent [--trace] [--netns NAME] [--netlink] [--socket PATH]\n"
                "       kor-agent --ask PATH COMMAND\n");
   return 2;
 }
@@ -38,21 +49,49 @@ void handleStopSignal(int) {
   if (servedAgent) servedAgent->loop()->stop();
 }
 
-int serve(std::string const& path) {
+// Enters a network namespace made by `ip netns add NAME`.
+bool enterNetns(std::string const& name) {
+  if (name.empty() || name == "." || name == ".." || name.find('/') != std::string::npos) {
+    std::fprintf(stderr, "kor-agent: --netns: bad namespace name '%s'\n", name.c_str());
+    return false;
+  }
+  std::string path = "/var/run/netns/" + name;
+  int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  if (fd < 0 || ::setns(fd, CLONE_NEWNET) < 0) {
+    std::fprintf(stderr, "kor-agent: --netns: %s: %s\n", path.c_str(), std::strerror(errno));
+    if (fd >= 0) ::close(fd);
+    return false;
+  }
+  ::close(fd);
+  return true;
+}
+
+int serve(std::string const& path, bool netlink) {
   KorAgent::Agent agent(Vix::makePtr<Vix::MonotonicTimeSource>());
   agent.init();
   std::ostringstream sink;
+  // The kernel's interface names, also for the route sources' lookups.
+  KorAgent::KernelIntfMap intfMap;
+  std::unique_ptr<KorAgent::KernelNetlinkSource> kernel;
+  if (netlink) {
+    kernel = std::make_unique<KorAgent::KernelNetlinkSource>(&agent, &intfMap);
+    if (!kernel->open()) {
+      std::fprintf(stderr, "kor-agent: --netlink: %s\n", kernel->errorText().c_str());
+      return 1;
+    }
+  }
   KorAgent::CommandServer server(agent.loop(), [&](int fd, std::string const& text) {
     return agent.channel(fd, text);
   });
-  if (!server.listenIs(path)) {
+  if (!path.empty() && !server.listenIs(path)) {
     std::fprintf(stderr, "kor-agent: %s\n", server.errorText().c_str());
     return 1;
   }
   servedAgent = &agent;
   std::signal(SIGTERM, handleStopSignal);
   std::signal(SIGINT, handleStopSignal);
-  std::fprintf(stderr, "kor-agent: serving %s\n", path.c_str());
+  if (!path.empty()) std::fprintf(stderr, "kor-agent: serving %s\n", path.c_str());
+  if (netlink) std::fprintf(stderr, "kor-agent: following the kernel's interfaces and neighbours\n");
   agent.loop()->run();
   servedAgent = nullptr;
   return 0;
@@ -62,8 +101,8 @@ int serve(std::string const& path) {
 
 int main(int argc, char** argv) {
   bool trace = false, realtime = false;
-  std::string socketPath, askPath, askText, file;
-  bool haveFile = false;
+  std::string socketPath, askPath, askText, file, netns;
+  bool haveFile = false, netlink = false;
   for (int i = 1; i < argc; ++i) {
     std::string a = argv[i];
     if (a == "--trace") {
@@ -72,6 +111,10 @@ int main(int argc, char** argv) {
       realtime = true;
     } else if (a == "--socket" && i + 1 < argc) {
       socketPath = argv[++i];
+    } else if (a == "--netlink") {
+      netlink = true;
+    } else if (a == "--netns" && i + 1 < argc) {
+      netns = argv[++i];
     } else if (a == "--ask" && i + 2 < argc) {
       askPath = argv[++i];
       askText = argv[++i];
@@ -86,6 +129,9 @@ int main(int argc, char** argv) {
     }
   }
 
+  // Before any socket: the command socket and every feed live in it.
+  if (!netns.empty() && !enterNetns(netns)) return 1;
+
   if (!askPath.empty()) {
     KorAgent::CommandClient client(askPath);
     std::string answer;
@@ -98,7 +144,7 @@ int main(int argc, char** argv) {
   }
 
   if (trace) KorAgent::Agent::traceToStderrIs(true);
-  if (!socketPath.empty()) return serve(socketPath);
+  if (!socketPath.empty() || netlink) return serve(socketPath, netlink);
 
   Vix::Ptr<Vix::TimeSource> ts;
   if (realtime) ts = Vix::makePtr<Vix::MonotonicTimeSource>();
