@@ -480,6 +480,23 @@ void Agent::arpDel(Kor::VrfName const& vrf, Nollo::IpGenAddr const& ip) {
   if (!found) fail("no ARP entry " + ip.str() + " in vrf '" + vrf.str() + "'");
 }
 
+void Agent::arpDel(Kor::VrfName const& vrf, Nollo::IpGenAddr const& ip, Nollo::IntfId const& intf) {
+  auto it = in_->arpVrfIds_.find(vrf);
+  bool found = false;
+  if (it != in_->arpVrfIds_.end()) {
+    if (ip.isV4()) {
+      Quill::Arp::ArpKey k(it->second, ip.v4(), intf);
+      found = in_->arpTable_->arpEntryHas(k);
+      if (found) in_->arpTable_->arpEntryDel(k);
+    } else {
+      Quill::Arp::NeighKey k(it->second, ip.v6(), intf);
+      found = in_->neighTable_->arpEntryHas(k);
+      if (found) in_->neighTable_->arpEntryDel(k);
+    }
+  }
+  if (!found) fail("no ARP entry " + ip.str() + " on " + intf.str() + " in vrf '" + vrf.str() + "'");
+}
+
 void Agent::doCheckVias(uint64_t id, std::vector<Via> const& vias, Quill::Fib::FecType type) {
   using Quill::Fib::FecType;
   std::string const fec = "FEC " + std::to_string(id);

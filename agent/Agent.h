@@ -121,6 +121,9 @@ class Agent {
   void arpAdd(Kor::VrfName const& vrf, Nollo::IpGenAddr const& ip, Nollo::EthAddr const& mac,
               Nollo::IntfId const& intf);
   void arpDel(Kor::VrfName const& vrf, Nollo::IpGenAddr const& ip);
+  // The entry of the address on one interface only, found by its key (the
+  // kernel source deletes its neighbours so, one lookup each).
+  void arpDel(Kor::VrfName const& vrf, Nollo::IpGenAddr const& ip, Nollo::IntfId const& intf);
   // A FEC in the FIB FEC table of a VRF (IPv4 or IPv6 by its next hops).
   // forward: one via or more; attached (a connected subnet): one via, the
   // interface, with a zero address; drop: no via, the family from `v6`.

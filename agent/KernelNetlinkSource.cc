@@ -572,7 +572,6 @@ void KernelNetlinkSource::doArpAdd(NeighKey const& k, Neigh& n, Applied const& a
   if (!doCall([&] { agent_->arpAdd(vrf, k.addr, n.mac, a.intf); },
               [&] { return "neighbour " + k.addr.str() + " on " + linkText(k.ifindex); }))
     return;
-  if (!n.inAgent) ++neighAddrsInAgent_[k.addr];
   n.inAgent = true;
   n.agentMac = n.mac;
 }
@@ -580,24 +579,8 @@ void KernelNetlinkSource::doArpAdd(NeighKey const& k, Neigh& n, Applied const& a
 void KernelNetlinkSource::doArpDel(NeighKey const& k, Neigh& n, Applied const& a) {
   Kor::VrfName const& vrf = a.vrf ? *a.vrf : defaultVrf();
   n.inAgent = false;
-  doCall([&] { agent_->arpDel(vrf, k.addr); },
+  doCall([&] { agent_->arpDel(vrf, k.addr, a.intf); },
          [&] { return "neighbour " + k.addr.str() + " on " + linkText(k.ifindex); });
-  auto c = neighAddrsInAgent_.find(k.addr);
-  if (c == neighAddrsInAgent_.end()) return;
-  if (--c->second == 0) {
-    neighAddrsInAgent_.erase(k.addr);
-    return;
-  }
-  // The same address on another interface of the VRF went with it.
-  for (auto& kv : neighs_) {
-    NeighKey const& k2 = kv.first;
-    Neigh& n2 = kv.second;
-    if (!n2.inAgent || !(k2.addr == k.addr) || k2.ifindex == k.ifindex) continue;
-    auto const* a2 = appliedOf(k2.ifindex);
-    if (!a2 || (a2->vrf ? *a2->vrf : defaultVrf()) != vrf) continue;
-    doCall([&] { agent_->arpAdd(vrf, k2.addr, n2.mac, a2->intf); },
-           [&] { return "neighbour " + k2.addr.str() + " on " + linkText(k2.ifindex); });
-  }
 }
 
 template <class Call, class What>

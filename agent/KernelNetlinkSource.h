@@ -199,9 +199,6 @@ class KernelNetlinkSource {
 
   Vix::HashMap<uint32_t, LinkState> linkState_;
   Vix::HashMap<NeighKey, Neigh, NeighKeyHash> neighs_;
-  // Entries in the agent per address: arpDel removes an address from every
-  // interface of the VRF, so the others are added back.
-  Vix::HashMap<Nollo::IpGenAddr, uint32_t> neighAddrsInAgent_;
   struct Vrf {
     bool announced = false;  // false: the agent refused it (asked again once the device is back)
     bool seen = false;       // in this reconcile
