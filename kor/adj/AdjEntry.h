@@ -5,7 +5,7 @@
 // FEC resolves to it. It holds the vias of one family (adjVia for IPv4,
 // adjVia6 for IPv6; an IPv4 entry holds an adjVia6 only for a next-hop group),
 // the shared L2 adjacency the L2 adjacency helper bound it to, and its users:
-// the prefixes attached by the route machines, the prefixes waiting for its
+// the count of prefixes attached by the route machines, the prefixes waiting for its
 // review, resilient-ECMP users and policy-routing users. adjToIntf lists the
 // interfaces its vias leave by (mirrored in L3Status::intfToAdjEntry).
 #include <cstddef>
@@ -28,8 +28,7 @@ class L2Adjacency;
 
 class KOR_EXPORT AdjEntry : public Vix::PtrInterface {
  public:
-  // Hash sets (the value is unused): a FEC carrying a full table's share of
-  // routes is attached and detached once per route, in no order.
+  // Hash sets (the value is unused) of the prefixes waiting for a review.
   using PrefixSet = Vix::HashMap<Nollo::IpPrefix, bool>;
   using Prefix6Set = Vix::HashMap<Nollo::Ip6Prefix, bool>;
 
@@ -58,20 +57,21 @@ class KOR_EXPORT AdjEntry : public Vix::PtrInterface {
   Vix::Ptr<L2Adjacency> const& l2Adj() const { return l2Adj_; }
   void l2AdjIs(Vix::Ptr<L2Adjacency> const& l2Adj);
 
-  PrefixSet const& prefixList() const { return prefixList_; }
-  Prefix6Set const& prefix6List() const { return prefix6List_; }
   PrefixSet const& reviewPendingPrefixList() const { return reviewPendingPrefix_; }
   Prefix6Set const& reviewPendingPrefix6List() const { return reviewPendingPrefix6_; }
   // Counts, as the review-completion check reads them.
-  size_t prefixs() const { return prefixList_.size(); }
-  size_t prefix6s() const { return prefix6List_.size(); }
+  // Attached prefixes are counted, not listed: the route machines keep the
+  // lists their prefix walks need (FecPrefixList), and attach a prefix to
+  // one entry at most once.
+  size_t prefixs() const { return prefixs_; }
+  size_t prefix6s() const { return prefix6s_; }
   size_t reviewPendingPrefixs() const { return reviewPendingPrefix_.size(); }
   size_t reviewPendingPrefix6s() const { return reviewPendingPrefix6_.size(); }
   // Returns true when the set changed.
-  bool prefixIs(Nollo::IpPrefix const& p) { return prefixList_.try_emplace(p, true).second; }
-  bool prefixIs(Nollo::Ip6Prefix const& p) { return prefix6List_.try_emplace(p, true).second; }
-  bool prefixDel(Nollo::IpPrefix const& p) { return prefixList_.erase(p) != 0; }
-  bool prefixDel(Nollo::Ip6Prefix const& p) { return prefix6List_.erase(p) != 0; }
+  void prefixIs(Nollo::IpPrefix const&) { ++prefixs_; }
+  void prefixIs(Nollo::Ip6Prefix const&) { ++prefix6s_; }
+  bool prefixDel(Nollo::IpPrefix const&) { return prefixs_ ? (--prefixs_, true) : false; }
+  bool prefixDel(Nollo::Ip6Prefix const&) { return prefix6s_ ? (--prefix6s_, true) : false; }
   bool reviewPendingPrefixIs(Nollo::IpPrefix const& p) { return reviewPendingPrefix_.try_emplace(p, true).second; }
   bool reviewPendingPrefixIs(Nollo::Ip6Prefix const& p) { return reviewPendingPrefix6_.try_emplace(p, true).second; }
   bool reviewPendingPrefixDel(Nollo::IpPrefix const& p) { return reviewPendingPrefix_.erase(p) != 0; }
@@ -94,7 +94,7 @@ class KOR_EXPORT AdjEntry : public Vix::PtrInterface {
 
   // Nothing uses the entry: no prefix, no resilient or policy-routing user.
   bool unused() const {
-    return prefixList_.empty() && prefix6List_.empty() && reviewPendingPrefix_.empty() &&
+    return prefixs_ == 0 && prefix6s_ == 0 && reviewPendingPrefix_.empty() &&
            reviewPendingPrefix6_.empty() && resilientAdjEntrys_ == 0 && resilientAdj6Entrys_ == 0 && pbr_ == 0;
   }
 
@@ -105,8 +105,8 @@ class KOR_EXPORT AdjEntry : public Vix::PtrInterface {
   Vix::Ptr<AdjVia> adjVia_;
   Vix::Ptr<AdjVia6> adjVia6_;
   Vix::Ptr<L2Adjacency> l2Adj_;
-  PrefixSet prefixList_;
-  Prefix6Set prefix6List_;
+  uint32_t prefixs_ = 0;
+  uint32_t prefix6s_ = 0;
   PrefixSet reviewPendingPrefix_;
   Prefix6Set reviewPendingPrefix6_;
   uint32_t resilientAdjEntrys_ = 0;

@@ -31,12 +31,17 @@ class FibRouteT {
   // programmed; its real hand-over waits until the children are back.
   bool parentDrop() const { return parentDrop_; }
   void parentDropIs(bool v) { parentDrop_ = v; }
+  // Counted as a user of the adjacency of adjInfo()'s FEC (and listed in the
+  // machine's prefix list of that FEC).
+  bool attached() const { return attached_; }
+  void attachedIs(bool v) { attached_ = v; }
 
  private:
   Vix::Ptr<AdjInfo> adjInfo_;
   RouteReviewState state_ = RouteReviewState::changedRoute;
   bool reconstructed_ = false;
   bool parentDrop_ = false;
+  bool attached_ = false;
 };
 
 using FibRoute = FibRouteT<Nollo::Ipv4>;

@@ -441,13 +441,11 @@ void RouteSmT<AF>::updateAdjInfo(Prefix const& prefix, FibRoute& fib, Route cons
   uint64_t oldFec = old ? old->fibAdjIndex() : 0;
   uint64_t newFec = next ? next->fibAdjIndex() : 0;
   auto& adjSm = *in_.adjSm;
-  if (oldFec != newFec) {
-    if (oldFec) {
-      if (!next) KOR_TRACE(8, "Deleting prefix " << prefix << " from adjInfoList");
-      adjSm.deletePrefixFromAdjEntry(oldFec, prefix);
-    }
-    if (newFec && adjSm.adjEntry(newFec)) adjSm.addPrefixToAdjEntry(newFec, prefix);
+  if (oldFec != newFec && oldFec) {
+    if (!next) KOR_TRACE(8, "Deleting prefix " << prefix << " from adjInfoList");
+    if (fib.attached()) detachFromFec(prefix, fib, oldFec);
   }
+  if (newFec && !fib.attached() && adjSm.adjEntry(newFec)) attachToFec(prefix, fib, newFec);
   if (newFec && adjSm.isAdjCreationDeferred(newFec)) {
     KOR_TRACE(5, "L2 adj creation for " << prefix << " is deferred");
     deferredAdjCreation_[prefix] = newFec;
@@ -522,6 +520,32 @@ void RouteSmT<AF>::doUpdateRoute(Prefix const& prefix, FibRoute& fib, Vix::Ptr<A
   if (answer == KorHelper::RouteUpdateAnswer::resourceFull && parentDropRoute_) programParentDropRoute(prefix);
 }
 
+template <class AF>
+void RouteSmT<AF>::attachToFec(Prefix const& prefix, FibRoute& fib, uint64_t fec) {
+  in_.adjSm->addPrefixToAdjEntry(fec, prefix);
+  fecPrefixes_[fec].attach(prefix);
+  fib.attachedIs(true);
+}
+
+template <class AF>
+void RouteSmT<AF>::detachFromFec(Prefix const& prefix, FibRoute& fib, uint64_t fec) {
+  fib.attachedIs(false);
+  in_.adjSm->deletePrefixFromAdjEntry(fec, prefix);
+  auto it = fecPrefixes_.find(fec);
+  if (it == fecPrefixes_.end()) return;
+  if (!it->second.detach()) return;
+  if (!it->second.live()) {
+    fecPrefixes_.erase(fec);
+    return;
+  }
+  it->second.compact([&](Prefix const& p) {
+    if (p == prefix) return false;
+    auto r = fibRoute_.find(p);
+    return r != fibRoute_.end() && r->second.attached() && r->second.adjInfo() &&
+           r->second.adjInfo()->fibAdjIndex() == fec;
+  });
+}
+
 // --- FEC, prefix walk ---
 
 template <class AF>
@@ -545,20 +569,18 @@ void RouteSmT<AF>::handlePrefixWalk(FecId const& fecId) {
   if (!set) return;
   if constexpr (isV4) vrf.adjEntryPrefixWalkListDel(fecId);
   else vrf.adjEntryIp6PrefixWalkListDel(fecId);
-  auto entry = in_.adjSm->adjEntry(fecId.value());
-  if (!entry) return;
+  auto list = fecPrefixes_.find(fecId.value());
+  if (list == fecPrefixes_.end()) return;
   size_t n = 0;
-  auto walk = [&](auto const& prefixes) {
-    for (auto const& kv : prefixes) {
-      if (auto it = fibRoute_.find(kv.first); it != fibRoute_.end()) {
-        it->second.stateIs(RouteReviewState::changedRoute);
-        enqueueForReview(kv.first);
-        ++n;
-      }
-    }
-  };
-  if constexpr (isV4) walk(entry->prefixList());
-  else walk(entry->prefix6List());
+  for (auto const& p : list->second.prefixes()) {
+    auto it = fibRoute_.find(p);
+    if (it == fibRoute_.end() || !it->second.attached() || !it->second.adjInfo() ||
+        it->second.adjInfo()->fibAdjIndex() != fecId.value())
+      continue;
+    it->second.stateIs(RouteReviewState::changedRoute);
+    enqueueForReview(p);
+    ++n;
+  }
   KOR_TRACE(5, "Prefix walk of adj " << fecId << ": " << n << " routes");
   maybeScheduleRouteReview();
 }
@@ -892,7 +914,8 @@ bool RouteSmT<AF>::programParentDropRoute(Prefix const& prefix) {
   uint64_t drop = in_.adjSm->dropAdjIndex(uint8_t(AF::version));
   auto info = adjInfoPool_.intern(RouteType::dropRoute, drop, drop, false);
   FibRoute& fib = it->second;
-  Vix::Ptr<AdjInfo> real = fib.adjInfoPtr();
+  // A drop route uses no FEC adjacency until it is restored.
+  if (fib.attached()) detachFromFec(*parent, fib, fib.adjInfo()->fibAdjIndex());
   doUpdateRoute(*parent, fib, info, false);
   if (unprogrammedRoute_.contains(*parent)) {
     KOR_TRACE(3, "Failed to convert route to drop");

@@ -54,6 +54,7 @@
 #include "quill/RouteStatus.h"
 #include "quill/SlicedReader.h"
 #include "vix/Clock.h"
+#include "kor/l3/FecPrefixList.h"
 #include "vix/HashMap.h"
 #include "vix/ReviewQueue.h"
 #include "vix/Time.h"
@@ -195,6 +196,9 @@ class RouteSmT : public KorBaseSm {
   Route const* fibEntry(Prefix const& prefix) const;
   bool isNhgRoute(Prefix const& prefix) const;
   void deleteFibRoute(Prefix const& prefix);
+  // The route as a user of its FEC's adjacency (counted there, listed here).
+  void attachToFec(Prefix const& prefix, FibRoute& fib, uint64_t fec);
+  void detachFromFec(Prefix const& prefix, FibRoute& fib, uint64_t fec);
 
   // Review.
   void enqueueForReview(Prefix const& prefix);
@@ -265,6 +269,8 @@ class RouteSmT : public KorBaseSm {
   Vix::HashMap<Prefix, bool> overflowRoutesForReview_;
   // The exact-match lengths the routes were last placed by.
   Vix::HashMap<Routing::RoutesInExactMatch, bool> lastExactMatch_;
+  // The routes attached to each FEC's adjacency, for prefix walks.
+  Vix::HashMap<uint64_t, FecPrefixList<Prefix>> fecPrefixes_;
   // Routes whose FEC is not in the FEC table yet, by FEC.
   Vix::HashMap<FecId, std::vector<Prefix>> waitingForFec_;
   RoutingTrieT<AF> trie_;

@@ -9,11 +9,13 @@
 #include <compare>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <functional>
 #include <optional>
 #include <ostream>
 #include <string>
 #include <string_view>
+#include <type_traits>
 
 namespace Nollo {
 
@@ -42,6 +44,14 @@ class IpAddr6 {
   std::string str() const;
 
   auto operator<=>(IpAddr6 const&) const = default;
+  // Two word compares: route tables compare keys on every probe.
+  constexpr bool operator==(IpAddr6 const& o) const {
+    if (std::is_constant_evaluated()) return bytes_ == o.bytes_;
+    uint64_t a[2], b[2];
+    std::memcpy(a, bytes_.data(), 16);
+    std::memcpy(b, o.bytes_.data(), 16);
+    return ((a[0] ^ b[0]) | (a[1] ^ b[1])) == 0;
+  }
 
  private:
   // Four-byte alignment keeps an IPv6 prefix (address + length) at 20 bytes.

@@ -1,14 +1,24 @@
 #pragma once
 // Open-addressing hash map for the big keyed collections (routes, FECs,
-// adjacency lists). Linear probing over a power-of-two table, load factor at
-// most 7/8, deletion by backward shift (no tombstones), so a million-entry
-// table is one flat array: no node per entry and one cache miss per lookup.
+// adjacency lists).
+//
+// The table is cut into segments of at most about a megabyte, found through
+// a directory indexed by the top bits of the hash (extendible hashing). A
+// segment is a flat array probed linearly, with a control byte per slot: 0
+// for empty, else 0x80 and seven bits of the key's hash, so a probe reads the
+// control bytes and compares a key only when its seven bits match. A full
+// segment doubles until it reaches the segment size, and is then split in
+// two by the next hash bit. So growing never copies more than one segment:
+// a million-entry table grows without a pause of tens of milliseconds in the
+// loop, and without holding an old and a new copy of the whole table at
+// once. Load factor at most 7/8 per segment; deletion by backward shift (no
+// tombstones).
 //
 // Interface: a subset of std::unordered_map (find, try_emplace,
 // insert_or_assign, operator[], erase(key), count, contains, size, clear,
-// reserve, iteration). Iteration order is the slot order. Inserting may move
-// every element (references and iterators are invalidated); erasing moves
-// later elements of the same cluster back.
+// reserve, iteration). Iteration order is segment by segment, slot by slot.
+// Inserting may move every element (references and iterators are
+// invalidated); erasing moves later elements of the same cluster back.
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -16,6 +26,7 @@
 #include <new>
 #include <type_traits>
 #include <utility>
+#include <vector>
 
 namespace Vix {
 
@@ -36,6 +47,24 @@ class HashMap {
   using mapped_type = V;
   using value_type = std::pair<K, V>;
 
+ private:
+  struct Raw {
+    alignas(value_type) unsigned char b[sizeof(value_type)];
+  };
+  struct Segment {
+    std::unique_ptr<Raw[]> slots;
+    std::unique_ptr<uint8_t[]> ctrl;
+    size_t cap = 0;
+    size_t size = 0;
+    unsigned depth = 0;   // hash bits that select this segment
+    uint32_t order = 0;   // position in segs_
+    value_type& slot(size_t i) { return *std::launder(reinterpret_cast<value_type*>(&slots[i])); }
+    value_type const& slot(size_t i) const {
+      return *std::launder(reinterpret_cast<value_type const*>(&slots[i]));
+    }
+  };
+
+ public:
   template <bool Const>
   class Iter {
    public:
@@ -43,70 +72,121 @@ class HashMap {
     using Ref = std::conditional_t<Const, value_type const&, value_type&>;
     using Pointer = std::conditional_t<Const, value_type const*, value_type*>;
     Iter() = default;
-    Iter(Map* m, size_t i) : m_(m), i_(i) { skip(); }
+    Iter(Map* m, size_t s, size_t i) : m_(m), s_(s), i_(i) { skip(); }
     template <bool C2, class = std::enable_if_t<Const && !C2>>
-    Iter(Iter<C2> const& o) : m_(o.m_), i_(o.i_) {}
-    Ref operator*() const { return m_->slot(i_); }
-    Pointer operator->() const { return &m_->slot(i_); }
-    Iter& operator++() { ++i_; skip(); return *this; }
-    bool operator==(Iter const& o) const { return i_ == o.i_; }
-    bool operator!=(Iter const& o) const { return i_ != o.i_; }
-    size_t slotIndex() const { return i_; }
+    Iter(Iter<C2> const& o) : m_(o.m_), s_(o.s_), i_(o.i_) {}
+    Ref operator*() const { return m_->segs_[s_]->slot(i_); }
+    Pointer operator->() const { return &m_->segs_[s_]->slot(i_); }
+    Iter& operator++() {
+      ++i_;
+      skip();
+      return *this;
+    }
+    bool operator==(Iter const& o) const { return s_ == o.s_ && i_ == o.i_; }
+    bool operator!=(Iter const& o) const { return !(*this == o); }
 
    private:
     friend class HashMap;
     template <bool>
     friend class Iter;
-    void skip() { while (i_ < m_->cap_ && !m_->used_[i_]) ++i_; }
+    void skip() {
+      while (s_ < m_->segs_.size()) {
+        Segment const& g = *m_->segs_[s_];
+        while (i_ < g.cap && !g.ctrl[i_]) ++i_;
+        if (i_ < g.cap) return;
+        ++s_;
+        i_ = 0;
+      }
+    }
     Map* m_ = nullptr;
+    size_t s_ = 0;
     size_t i_ = 0;
   };
   using iterator = Iter<false>;
   using const_iterator = Iter<true>;
 
+  // Slots per segment: about a megabyte of them, at least 1024.
+  static constexpr size_t kSegmentSlots = [] {
+    size_t n = 1024;
+    while (n * 2 * sizeof(value_type) <= (size_t(1) << 20)) n *= 2;
+    return n;
+  }();
+
   HashMap() = default;
-  HashMap(HashMap const& o) { reserve(o.size_); for (auto const& kv : o) try_emplace(kv.first, kv.second); }
+  HashMap(HashMap const& o) {
+    reserve(o.size_);
+    for (auto const& kv : o) try_emplace(kv.first, kv.second);
+  }
   HashMap(HashMap&& o) noexcept { swap(o); }
-  HashMap& operator=(HashMap o) noexcept { swap(o); return *this; }
+  HashMap& operator=(HashMap o) noexcept {
+    swap(o);
+    return *this;
+  }
   ~HashMap() { destroyAll(); }
 
   void swap(HashMap& o) noexcept {
-    std::swap(slots_, o.slots_);
-    std::swap(used_, o.used_);
-    std::swap(cap_, o.cap_);
+    std::swap(dir_, o.dir_);
+    std::swap(segs_, o.segs_);
+    std::swap(depth_, o.depth_);
     std::swap(size_, o.size_);
   }
 
   size_t size() const { return size_; }
   bool empty() const { return size_ == 0; }
-  size_t capacity() const { return cap_; }
+  size_t capacity() const {
+    size_t c = 0;
+    for (auto const& g : segs_) c += g->cap;
+    return c;
+  }
   // Bytes held by the table itself (not by what the values point to).
-  size_t memoryBytes() const { return cap_ * (sizeof(value_type) + 1); }
+  size_t memoryBytes() const {
+    return capacity() * (sizeof(value_type) + 1) + dir_.capacity() * sizeof(Segment*) +
+           segs_.capacity() * sizeof(void*) + segs_.size() * sizeof(Segment);
+  }
+  size_t segments() const { return segs_.size(); }
 
-  iterator begin() { return iterator(this, 0); }
-  iterator end() { return iterator(this, cap_); }
-  const_iterator begin() const { return const_iterator(this, 0); }
-  const_iterator end() const { return const_iterator(this, cap_); }
+  iterator begin() { return iterator(this, 0, 0); }
+  iterator end() { return iterator(this, segs_.size(), 0); }
+  const_iterator begin() const { return const_iterator(this, 0, 0); }
+  const_iterator end() const { return const_iterator(this, segs_.size(), 0); }
 
-  iterator find(K const& k) { size_t i = locate(k); return i == npos ? end() : iterator(this, i); }
-  const_iterator find(K const& k) const { size_t i = locate(k); return i == npos ? end() : const_iterator(this, i); }
-  size_t count(K const& k) const { return locate(k) != npos; }
-  bool contains(K const& k) const { return locate(k) != npos; }
+  iterator find(K const& k) {
+    auto [g, i] = locate(k);
+    return g ? iterator(this, g->order, i) : end();
+  }
+  const_iterator find(K const& k) const {
+    auto [g, i] = locate(k);
+    return g ? const_iterator(this, g->order, i) : end();
+  }
+  size_t count(K const& k) const { return locate(k).first != nullptr; }
+  bool contains(K const& k) const { return locate(k).first != nullptr; }
 
   template <class... A>
   std::pair<iterator, bool> try_emplace(K const& k, A&&... a) {
-    if (size_t i = locate(k); i != npos) return {iterator(this, i), false};
-    growIfNeeded();
-    size_t i = home(k);
-    while (used_[i]) i = (i + 1) & (cap_ - 1);
-    new (&slot(i)) value_type(std::piecewise_construct, std::forward_as_tuple(k),
-                              std::forward_as_tuple(std::forward<A>(a)...));
-    used_[i] = 1;
+    uint64_t h = hashOf(k);
+    if (segs_.empty()) addFirstSegment(8);
+    Segment* g = segmentOf(h);
+    size_t i = home(*g, h);
+    uint8_t tag = tagOf(h);
+    for (; g->ctrl[i]; i = (i + 1) & (g->cap - 1))
+      if (g->ctrl[i] == tag && Eq()(g->slot(i).first, k)) return {iterator(this, g->order, i), false};
+    if (g->size + 1 > g->cap - g->cap / 8) {
+      grow(g);
+      g = segmentOf(h);
+      for (i = home(*g, h); g->ctrl[i]; i = (i + 1) & (g->cap - 1)) {
+      }
+    }
+    new (&g->slot(i)) value_type(std::piecewise_construct, std::forward_as_tuple(k),
+                                 std::forward_as_tuple(std::forward<A>(a)...));
+    g->ctrl[i] = tag;
+    ++g->size;
     ++size_;
-    return {iterator(this, i), true};
+    return {iterator(this, g->order, i), true};
   }
   template <class... A>
-  std::pair<iterator, bool> emplace(K const& k, A&&... a) { return try_emplace(k, std::forward<A>(a)...); }
+  std::pair<iterator, bool> emplace(K const& k, A&&... a) {
+    return try_emplace(k, std::forward<A>(a)...);
+  }
   template <class M>
   std::pair<iterator, bool> insert_or_assign(K const& k, M&& v) {
     auto r = try_emplace(k, std::forward<M>(v));
@@ -114,93 +194,167 @@ class HashMap {
     return r;
   }
   V& operator[](K const& k) { return try_emplace(k).first->second; }
-  V& at(K const& k) { return slot(locate(k)).second; }
-  V const& at(K const& k) const { return slot(locate(k)).second; }
+  V& at(K const& k) {
+    auto [g, i] = locate(k);
+    return g->slot(i).second;
+  }
+  V const& at(K const& k) const {
+    auto [g, i] = locate(k);
+    return g->slot(i).second;
+  }
 
   size_t erase(K const& k) {
-    size_t i = locate(k);
-    if (i == npos) return 0;
-    eraseSlot(i);
+    auto [g, i] = locate(k);
+    if (!g) return 0;
+    eraseSlot(*g, i);
     return 1;
   }
 
-  void clear() { destroyAll(); slots_.reset(); used_.reset(); cap_ = 0; size_ = 0; }
+  void clear() {
+    destroyAll();
+    dir_.clear();
+    segs_.clear();
+    depth_ = 0;
+    size_ = 0;
+  }
 
+  // Room for n entries without growing, as far as one segment goes (a
+  // bigger table grows a segment at a time anyway).
   void reserve(size_t n) {
     size_t want = 8;
-    while (want - want / 8 < n) want *= 2;
-    if (want > cap_) rehash(want);
+    while (want - want / 8 < n && want < kSegmentSlots) want *= 2;
+    if (segs_.empty()) addFirstSegment(want);
+    else if (segs_.size() == 1 && want > segs_[0]->cap) rehashSegment(*segs_[0], want);
   }
 
  private:
-  friend iterator;
-  friend const_iterator;
-  static constexpr size_t npos = ~size_t(0);
-  struct Raw { alignas(value_type) unsigned char b[sizeof(value_type)]; };
+  static uint64_t hashOf(K const& k) { return mixHash(static_cast<uint64_t>(Hash()(k))); }
+  // Bits 32..38 of the hash; the directory takes the top bits, the home slot
+  // the low ones.
+  static uint8_t tagOf(uint64_t h) { return uint8_t(0x80 | ((h >> 32) & 0x7f)); }
+  static size_t home(Segment const& g, uint64_t h) { return size_t(h) & (g.cap - 1); }
+  Segment* segmentOf(uint64_t h) const { return depth_ ? dir_[h >> (64 - depth_)] : dir_[0]; }
 
-  value_type& slot(size_t i) { return *std::launder(reinterpret_cast<value_type*>(&slots_[i])); }
-  value_type const& slot(size_t i) const { return *std::launder(reinterpret_cast<value_type const*>(&slots_[i])); }
-  size_t home(K const& k) const { return mixHash(static_cast<uint64_t>(Hash()(k))) & (cap_ - 1); }
-
-  size_t locate(K const& k) const {
-    if (!size_) return npos;
-    for (size_t i = home(k);; i = (i + 1) & (cap_ - 1)) {
-      if (!used_[i]) return npos;
-      if (Eq()(slot(i).first, k)) return i;
-    }
+  std::pair<Segment*, size_t> locate(K const& k) const {
+    if (!size_) return {nullptr, 0};
+    uint64_t h = hashOf(k);
+    Segment* g = segmentOf(h);
+    uint8_t tag = tagOf(h);
+    for (size_t i = home(*g, h); g->ctrl[i]; i = (i + 1) & (g->cap - 1))
+      if (g->ctrl[i] == tag && Eq()(g->slot(i).first, k)) return {g, i};
+    return {nullptr, 0};
   }
 
-  void eraseSlot(size_t i) {
-    slot(i).~value_type();
-    used_[i] = 0;
+  void eraseSlot(Segment& g, size_t i) {
+    g.slot(i).~value_type();
+    g.ctrl[i] = 0;
+    --g.size;
     --size_;
     // Backward shift: pull later members of the cluster into the hole when
     // their home position allows it.
     size_t hole = i;
-    for (size_t j = (i + 1) & (cap_ - 1); used_[j]; j = (j + 1) & (cap_ - 1)) {
-      size_t h = home(slot(j).first);
+    for (size_t j = (i + 1) & (g.cap - 1); g.ctrl[j]; j = (j + 1) & (g.cap - 1)) {
+      size_t h = home(g, hashOf(g.slot(j).first));
       bool movable = hole <= j ? (h <= hole || h > j) : (h <= hole && h > j);
       if (!movable) continue;
-      new (&slot(hole)) value_type(std::move(slot(j)));
-      slot(j).~value_type();
-      used_[hole] = 1;
-      used_[j] = 0;
+      new (&g.slot(hole)) value_type(std::move(g.slot(j)));
+      g.slot(j).~value_type();
+      g.ctrl[hole] = g.ctrl[j];
+      g.ctrl[j] = 0;
       hole = j;
     }
   }
 
-  void growIfNeeded() {
-    if (cap_ == 0) rehash(8);
-    else if (size_ + 1 > cap_ - cap_ / 8) rehash(cap_ * 2);
+  static void allocate(Segment& g, size_t cap) {
+    g.slots.reset(new Raw[cap]);
+    g.ctrl.reset(new uint8_t[cap]());
+    g.cap = cap;
+    g.size = 0;
   }
 
-  void rehash(size_t newCap) {
-    std::unique_ptr<Raw[]> oldSlots(new Raw[newCap]);
-    std::unique_ptr<uint8_t[]> oldUsed(new uint8_t[newCap]());
-    std::swap(oldSlots, slots_);
-    std::swap(oldUsed, used_);
-    size_t oldCap = cap_;
-    cap_ = newCap;
-    for (size_t i = 0; i < oldCap; ++i) {
-      if (!oldUsed[i]) continue;
-      auto* v = std::launder(reinterpret_cast<value_type*>(&oldSlots[i]));
-      size_t j = home(v->first);
-      while (used_[j]) j = (j + 1) & (cap_ - 1);
-      new (&slot(j)) value_type(std::move(*v));
-      used_[j] = 1;
-      v->~value_type();
+  // Moves an entry into a segment that has room for it.
+  static void place(Segment& g, uint64_t h, value_type&& v) {
+    size_t j = home(g, h);
+    while (g.ctrl[j]) j = (j + 1) & (g.cap - 1);
+    new (&g.slot(j)) value_type(std::move(v));
+    g.ctrl[j] = tagOf(h);
+    ++g.size;
+  }
+
+  void addFirstSegment(size_t cap) {
+    auto g = std::make_unique<Segment>();
+    allocate(*g, cap);
+    dir_.assign(1, g.get());
+    segs_.push_back(std::move(g));
+  }
+
+  void grow(Segment* g) {
+    // A segment whose keys all share their top bits cannot be split: it
+    // keeps doubling instead.
+    if (g->cap < kSegmentSlots || g->depth >= 40) rehashSegment(*g, g->cap * 2);
+    else split(*g);
+  }
+
+  void rehashSegment(Segment& g, size_t newCap) {
+    Segment old;
+    std::swap(old.slots, g.slots);
+    std::swap(old.ctrl, g.ctrl);
+    old.cap = g.cap;
+    allocate(g, newCap);
+    for (size_t i = 0; i < old.cap; ++i) {
+      if (!old.ctrl[i]) continue;
+      value_type& v = old.slot(i);
+      place(g, hashOf(v.first), std::move(v));
+      v.~value_type();
     }
+  }
+
+  // Splits g by hash bit g.depth (counted from the top): entries with the
+  // bit set move to a new segment.
+  void split(Segment& g) {
+    if (g.depth == depth_) {
+      std::vector<Segment*> dir(dir_.size() * 2);
+      for (size_t i = 0; i < dir_.size(); ++i) dir[2 * i] = dir[2 * i + 1] = dir_[i];
+      dir_.swap(dir);
+      ++depth_;
+    }
+    auto upper = std::make_unique<Segment>();
+    allocate(*upper, g.cap);
+    upper->depth = g.depth + 1;
+    upper->order = uint32_t(segs_.size());
+    Segment old;
+    std::swap(old.slots, g.slots);
+    std::swap(old.ctrl, g.ctrl);
+    old.cap = g.cap;
+    allocate(g, old.cap);
+    g.depth += 1;
+    unsigned shift = 64 - g.depth;
+    for (size_t i = 0; i < old.cap; ++i) {
+      if (!old.ctrl[i]) continue;
+      value_type& v = old.slot(i);
+      uint64_t h = hashOf(v.first);
+      place((h >> shift) & 1 ? *upper : g, h, std::move(v));
+      v.~value_type();
+    }
+    // The directory entries of g form one aligned run; its upper half now
+    // belongs to the new segment.
+    size_t run = size_t(1) << (depth_ - (g.depth - 1));
+    size_t first = 0;
+    while (dir_[first] != &g) ++first;
+    for (size_t i = first + run / 2; i < first + run; ++i) dir_[i] = upper.get();
+    segs_.push_back(std::move(upper));
   }
 
   void destroyAll() {
     if constexpr (!std::is_trivially_destructible_v<value_type>)
-      for (size_t i = 0; i < cap_; ++i)
-        if (used_[i]) slot(i).~value_type();
+      for (auto& g : segs_)
+        for (size_t i = 0; i < g->cap; ++i)
+          if (g->ctrl[i]) g->slot(i).~value_type();
   }
 
-  std::unique_ptr<Raw[]> slots_;
-  std::unique_ptr<uint8_t[]> used_;
-  size_t cap_ = 0;
+  std::vector<Segment*> dir_;
+  std::vector<std::unique_ptr<Segment>> segs_;
+  unsigned depth_ = 0;
   size_t size_ = 0;
 };
 

@@ -1,8 +1,9 @@
 #pragma once
 // The reference count every shared record, entity and state machine carries
-// in itself, so a raw `this` can be turned back into a Ptr safely. Counts
-// change atomically.
-#include <atomic>
+// in itself, so a raw `this` can be turned back into a Ptr safely. Everything
+// runs on the one activity loop, so counts are plain integers: a route's
+// hand-over copies Ptrs a few times, and locked increments on shared records
+// would cost more than the rest of the hand-over.
 #include <cstdint>
 
 namespace Vix {
@@ -14,14 +15,14 @@ class PtrInterface {
   PtrInterface& operator=(PtrInterface const&) { return *this; }
   virtual ~PtrInterface() = default;
 
-  void ref() const noexcept { refs_.fetch_add(1, std::memory_order_relaxed); }
+  void ref() const noexcept { ++refs_; }
   void unref() const noexcept {
-    if (refs_.fetch_sub(1, std::memory_order_acq_rel) == 1) delete this;
+    if (--refs_ == 0) delete this;
   }
-  uint32_t references() const noexcept { return refs_.load(std::memory_order_relaxed); }
+  uint32_t references() const noexcept { return refs_; }
 
  private:
-  mutable std::atomic<uint32_t> refs_{0};
+  mutable uint32_t refs_ = 0;
 };
 
 }  // namespace Vix

@@ -1,5 +1,6 @@
 // The open-addressing map against std::unordered_map under random inserts and
-// erases: catches probing and backward-shift deletion errors.
+// erases: catches probing, backward-shift deletion, segment growth and split
+// errors.
 #include <gtest/gtest.h>
 
 #include <random>
@@ -39,6 +40,40 @@ TEST(HashMapTest, MatchesStdMapUnderRandomChurn) {
     EXPECT_EQ(ref.at(kv.first), kv.second);
   }
   EXPECT_EQ(seen, ref.size());
+}
+
+// Enough keys for many segment splits, with erases between the inserts and a
+// second fill after emptying it: every key is found in the segment its hash
+// selects after each split.
+TEST(HashMapTest, SplitsSegmentsWithoutLosingKeys) {
+  using Map = Vix::HashMap<uint64_t, uint64_t>;
+  Map m;
+  std::unordered_map<uint64_t, uint64_t> ref;
+  std::mt19937_64 rng(11);
+  size_t n = Map::kSegmentSlots * 12;
+  for (size_t i = 0; i < n; ++i) {
+    uint64_t k = rng();
+    m[k] = i;
+    ref[k] = i;
+    if (i % 3 == 0) {
+      uint64_t victim = ref.begin()->first;
+      EXPECT_EQ(m.erase(victim), 1u);
+      ref.erase(victim);
+    }
+  }
+  EXPECT_GT(m.segments(), 4u);
+  ASSERT_EQ(m.size(), ref.size());
+  for (auto const& [k, v] : ref) ASSERT_EQ(m.at(k), v) << k;
+  size_t seen = 0;
+  for (auto const& kv : m) seen += ref.count(kv.first);
+  EXPECT_EQ(seen, ref.size());
+  // Memory stays within a doubling of what the entries need.
+  EXPECT_LT(m.memoryBytes(), 2.5 * double(ref.size()) * (sizeof(Map::value_type) + 1));
+  for (auto const& kv : ref) m.erase(kv.first);
+  EXPECT_TRUE(m.empty());
+  EXPECT_EQ(m.begin(), m.end());
+  m[1] = 2;
+  EXPECT_EQ(m.at(1), 2u);
 }
 
 TEST(HashMapTest, CopyMoveAndClear) {
