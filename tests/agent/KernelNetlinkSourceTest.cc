@@ -414,7 +414,7 @@ TEST(KernelNetlinkSourceKernelTest, FollowsTheRealKernel) {
   if (!sh("ip -V")) GTEST_SKIP() << "the ip command is not installed";
   OwnNetns ns;
   if (!ns.entered()) GTEST_SKIP() << "no network namespace: " << ns.why();
-  ASSERT_TRUE(sh("ip link add ve0 type veth peer name ve1"));
+  if (!sh("ip link add ve0 type veth peer name ve1")) GTEST_SKIP() << "no veth links in this kernel";
   ASSERT_TRUE(sh("ip link set ve0 up && ip link set ve1 up"));
   ASSERT_TRUE(sh("ip addr add 10.77.0.1/24 dev ve0 && ip addr add 2001:db8:77::1/64 dev ve0"));
   ASSERT_TRUE(sh("ip neigh add 10.77.0.2 lladdr 02:00:00:00:77:02 dev ve0 nud permanent"));
