@@ -403,24 +403,45 @@ TYPED_TEST(RouteSmTest, RouteWaitsUnprogrammedForItsFec) {
   EXPECT_EQ(this->helper_->chip.size(), 1u);
 }
 
+// Routes come and go on FEC 1 (most move to FEC 2, some come back, some are
+// deleted), so its prefix list holds stale entries and repeats and is
+// compacted; then FEC 1's L2 adjacency changes: exactly its routes follow.
 TYPED_TEST(RouteSmTest, RoutesFollowTheL2AdjacencyOfTheirFec) {
+  constexpr int n = 120;
   this->fec(1, 1);
   this->fec(2, 2);
-  this->route(this->pfx(1), fecId(1));
-  this->route(this->pfx(2), fecId(1));
-  this->route(this->pfx(3), fecId(2));
+  for (int i = 1; i <= n; ++i) this->route(this->pfx(i), fecId(1));
   this->start();
   this->run();
-  uint64_t before = this->handed(this->pfx(1))->l2AdjIndex();
+  for (int i = 1; i <= n; ++i)
+    if (i % 4) this->route(this->pfx(i), fecId(2));
+  this->run();
+  for (int i = 1; i <= n; ++i)
+    if (i % 4 == 1) this->route(this->pfx(i), fecId(1));
+  for (int i = 1; i <= n; i += 8) this->unroute(this->pfx(i));
+  this->run();
+  auto onFec1 = [](int i) { return i % 8 != 1 && (i % 4 == 0 || i % 4 == 1); };
+  int count1 = 0;
+  for (int i = 1; i <= n; ++i) count1 += onFec1(i);
+  auto entry1 = this->adj_->adjEntry(fecId(1).value());
+  auto entry2 = this->adj_->adjEntry(fecId(2).value());
+  ASSERT_TRUE(entry1 && entry2);
+  EXPECT_EQ(entry1->prefixs() + entry1->prefix6s(), size_t(count1));
+  EXPECT_EQ(entry2->prefixs() + entry2->prefix6s(), size_t(n - n / 8 - count1));
+  uint64_t own2 = entry2->l2Adj()->index();
   // FEC 1 takes FEC 2's next hops: it shares FEC 2's L2 adjacency now.
   this->fec(1, 2, FecType::forward, FecId(), 2);
   this->run();
-  auto entry = this->adj_->adjEntry(fecId(1).value());
-  ASSERT_TRUE(entry && entry->l2Adj());
-  (void)before;
-  for (int i = 1; i <= 2; ++i) {
-    EXPECT_EQ(this->handed(this->pfx(i))->l2AdjIndex(), entry->l2Adj()->index());
-    EXPECT_EQ(this->helper_->chip[this->pfx(i)], entry->l2Adj()->index());
+  ASSERT_TRUE(entry1->l2Adj());
+  uint64_t shared = entry1->l2Adj()->index();
+  for (int i = 1; i <= n; ++i) {
+    if (i % 8 == 1) {
+      EXPECT_FALSE(this->handed(this->pfx(i))) << i;
+      continue;
+    }
+    uint64_t want = onFec1(i) ? shared : own2;
+    EXPECT_EQ(this->handed(this->pfx(i))->l2AdjIndex(), want) << i;
+    EXPECT_EQ(this->helper_->chip[this->pfx(i)], want) << i;
   }
 }
 
