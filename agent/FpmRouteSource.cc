@@ -376,6 +376,10 @@ FpmRouteSource::Fault FpmRouteSource::resolveObject(NhObject const& o, std::vect
       return Fault::unknownNexthop;
     }
     auto const& mo = it->second->o;
+    if (!mo.group.empty()) {
+      *why = "member " + std::to_string(m.id) + " of group " + std::to_string(o.o.id) + " is a group";
+      return Fault::unsupported;
+    }
     if (mo.blackhole) {
       ++blackholes;
       continue;
@@ -474,21 +478,27 @@ void FpmRouteSource::handle(NlNexthopObject const& o) {
     doSkip(f, o.id, why);
   };
   if (!o.id) return skip(Fault::unsupported, "no id");
+  // zebra may announce a group before its members: a member not known yet
+  // is linked when it comes, and the group resolves from then on.
   for (auto const& m : o.group) {
-    auto it = objects_.find(m.id);
     if (m.id == o.id) return skip(Fault::unsupported, "a group naming itself");
-    if (it == objects_.end() || it->second->gone)
-      return skip(Fault::unknownNexthop, "member " + std::to_string(m.id) + " unknown");
-    if (!it->second->o.group.empty())
+    auto it = objects_.find(m.id);
+    if (it != objects_.end() && !it->second->o.group.empty())
       return skip(Fault::unsupported, "member " + std::to_string(m.id) + " is a group");
   }
   auto [it, fresh] = objects_.try_emplace(o.id);
   if (fresh) {
     it->second = std::make_unique<NhObject>();
-    it->second->o = o;
-    it->second->gen = gen_;
+    NhObject& n = *it->second;
+    n.o = o;
+    n.gen = gen_;
     doParentsIs(o.id, o.group, true);
     ++counters_.nexthopAdds;
+    if (auto w = orphans_.find(o.id); w != orphans_.end()) {
+      n.parents = std::move(w->second);
+      orphans_.erase(o.id);
+      doRefreshObject(n);
+    }
     return;
   }
   NhObject& n = *it->second;
@@ -542,7 +552,15 @@ void FpmRouteSource::doRebuild(FecEntry& fe) {
 void FpmRouteSource::doParentsIs(uint32_t id, std::vector<NlNexthopObject::Member> const& members, bool add) {
   for (auto const& m : members) {
     auto it = objects_.find(m.id);
-    if (it == objects_.end()) continue;
+    if (it == objects_.end()) {
+      if (add) {
+        orphans_[m.id].push_back(id);
+      } else if (auto w = orphans_.find(m.id); w != orphans_.end()) {
+        if (auto p = std::find(w->second.begin(), w->second.end(), id); p != w->second.end()) w->second.erase(p);
+        if (w->second.empty()) orphans_.erase(m.id);
+      }
+      continue;
+    }
     auto& parents = it->second->parents;
     if (add) {
       parents.push_back(id);

@@ -188,6 +188,8 @@ class FpmRouteSource {
   Vix::HashMap<SetKey, FecEntry*, SetKeyHash> setFecs_;
   Vix::HashMap<uint64_t, FecEntry*> objectFecs_;
   Vix::HashMap<uint32_t, std::unique_ptr<NhObject>> objects_;
+  // Groups naming an object not announced yet, by that object's id.
+  Vix::HashMap<uint32_t, std::vector<uint32_t>> orphans_;
   uint64_t nextFecIndex_ = Agent::kRouteSourceFecBase;
   // Unreferenced FECs in order of due time (a FEC taken again and released
   // appears twice; only the entry matching its idleUntil counts).

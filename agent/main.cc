@@ -5,6 +5,10 @@
 //   kor-agent --socket PATH        serves the command channel on a Unix socket
 //   kor-agent --netlink            takes interfaces, VRFs and neighbours from the
 //                                  kernel (with --socket: serves it too)
+//   kor-agent --fpm ADDR:PORT      takes zebra's routes over FPM (IPv4 or IPv6
+//                                  address); combines with --netlink, which
+//                                  names the interfaces and VRF tables the
+//                                  routes use, and with --socket
 //   kor-agent --ask PATH 'SR4u a'  asks a running agent
 // Options: --trace (library traces to stderr), --realtime (a scenario file
 // on the monotonic clock instead of the manual one), --netns NAME (enters the
@@ -27,6 +31,8 @@
 #include "agent/CommandClient.h"
 #include "agent/CommandServer.h"
 #include "agent/DemoScenario.h"
+#include "agent/FpmRouteSource.h"
+#include "agent/FpmServer.h"
 #include "agent/KernelIntfMap.h"
 #include "agent/KernelNetlinkSource.h"
 #include "agent/ScenarioRunner.h"
@@ -38,7 +44,7 @@ namespace {
 int usage() {
   std::fprintf(stderr,
                "usage: kor-agent [--trace] [--realtime] [FILE | -]\n"
-               "       kor-agent [--trace] [--netns NAME] [--netlink] [--socket PATH]\n"
+               "       kor-agent [--trace] [--netns NAME] [--netlink] [--fpm ADDR:PORT] [--socket PATH]\n"
                "       kor-agent --ask PATH COMMAND\n");
   return 2;
 }
@@ -66,8 +72,11 @@ bool enterNetns(std::string const& name) {
   return true;
 }
 
-int serve(std::string const& path, bool netlink) {
+int serve(std::string const& path, bool netlink, std::string const& fpm) {
   KorAgent::Agent agent(Vix::makePtr<Vix::MonotonicTimeSource>());
+  // Fed by zebra or the kernel the agent runs unattended: log lines go to
+  // standard error as they come, not into the answers of the socket's shows.
+  if (netlink || !fpm.empty()) Vix::logSinkIs(Vix::makePtr<Vix::StderrLogSink>());
   agent.init();
   std::ostringstream sink;
   // The kernel's interface names, also for the route sources' lookups.
@@ -77,6 +86,20 @@ int serve(std::string const& path, bool netlink) {
     kernel = std::make_unique<KorAgent::KernelNetlinkSource>(&agent, &intfMap);
     if (!kernel->open()) {
       std::fprintf(stderr, "kor-agent: --netlink: %s\n", kernel->errorText().c_str());
+      return 1;
+    }
+  }
+  // Zebra's routes, their interfaces and VRFs named through the kernel's.
+  std::unique_ptr<KorAgent::FpmRouteSource> fpmSource;
+  std::unique_ptr<KorAgent::FpmServer> fpmServer;
+  if (!fpm.empty()) {
+    agent.routingIs(Kor::VrfName("default"), true, true, true);
+    fpmSource = std::make_unique<KorAgent::FpmRouteSource>(
+        &agent, [&](uint32_t ifindex) { return intfMap.intfOf(ifindex); },
+        [&](uint32_t table) { return intfMap.vrfOfTable(table); });
+    fpmServer = std::make_unique<KorAgent::FpmServer>(&agent, fpmSource.get());
+    if (!fpmServer->listenIs(fpm)) {
+      std::fprintf(stderr, "kor-agent: --fpm: %s\n", fpmServer->errorText().c_str());
       return 1;
     }
   }
@@ -92,6 +115,7 @@ int serve(std::string const& path, bool netlink) {
   std::signal(SIGINT, handleStopSignal);
   if (!path.empty()) std::fprintf(stderr, "kor-agent: serving %s\n", path.c_str());
   if (netlink) std::fprintf(stderr, "kor-agent: following the kernel's interfaces and neighbours\n");
+  if (fpmServer) std::fprintf(stderr, "kor-agent: fpm listening on %s\n", fpmServer->address().c_str());
   agent.loop()->run();
   servedAgent = nullptr;
   return 0;
@@ -101,7 +125,7 @@ int serve(std::string const& path, bool netlink) {
 
 int main(int argc, char** argv) {
   bool trace = false, realtime = false;
-  std::string socketPath, askPath, askText, file, netns;
+  std::string socketPath, askPath, askText, file, netns, fpm;
   bool haveFile = false, netlink = false;
   for (int i = 1; i < argc; ++i) {
     std::string a = argv[i];
@@ -111,6 +135,8 @@ int main(int argc, char** argv) {
       realtime = true;
     } else if (a == "--socket" && i + 1 < argc) {
       socketPath = argv[++i];
+    } else if (a == "--fpm" && i + 1 < argc) {
+      fpm = argv[++i];
     } else if (a == "--netlink") {
       netlink = true;
     } else if (a == "--netns" && i + 1 < argc) {
@@ -144,7 +170,7 @@ int main(int argc, char** argv) {
   }
 
   if (trace) KorAgent::Agent::traceToStderrIs(true);
-  if (!socketPath.empty() || netlink) return serve(socketPath, netlink);
+  if (!socketPath.empty() || netlink || !fpm.empty()) return serve(socketPath, netlink, fpm);
 
   Vix::Ptr<Vix::TimeSource> ts;
   if (realtime) ts = Vix::makePtr<Vix::MonotonicTimeSource>();
