@@ -208,9 +208,10 @@ void Agent::doDropRunOutputs() {
   l3.ip6RoutingResourceFullIs(false);
 }
 
-void Agent::restart() {
+void Agent::restart(std::function<void()> const& whileDown) {
   doDestroyLibrary();
   doDropRunOutputs();
+  if (whileDown) whileDown();
   ++restarts_;
   doCreateLibrary();
   // The inputs were all in before: the new objects start as the old ones did.

@@ -146,7 +146,10 @@ class Agent {
 
   // Life.
   void init();
-  void restart();
+  // Destroys the library and creates it again over the same inputs and chip;
+  // whileDown changes inputs in between (as other agents may while this one
+  // is down).
+  void restart(std::function<void()> const& whileDown = {});
   void runFor(Vix::Seconds d);
   bool runUntilIdle();
 

@@ -97,6 +97,14 @@ class ChipRouteTable : public ChipTableBase {
     for (auto const& e : found) visit(e.first, e.second);
   }
 
+  // Each VRF id that has a route here, once.
+  template <class Visit>
+  void forEachVrf(Visit&& visit) const {
+    Vix::HashMap<uint32_t, bool> seen;
+    for (auto const& e : entries_)
+      if (seen.try_emplace(e.first.vrfId.value(), true).second) visit(e.first.vrfId);
+  }
+
   size_t size() const override { return entries_.size(); }
   std::vector<std::pair<std::string, std::string>> entryTexts() const override {
     std::vector<Entry const*> sorted;

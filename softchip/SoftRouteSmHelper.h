@@ -45,6 +45,19 @@ class SoftRouteSmHelper : public KorHelper::RouteSmHelperT<AF> {
     }
   }
 
+  void forEachHardwareVrf(std::function<void(Kor::VrfId)> const& visit) const override {
+    if constexpr (AF::version == 4) {
+      chip_->route4Table().forEachVrf(visit);
+    } else {
+      Vix::HashMap<uint32_t, bool> seen;
+      auto once = [&](Kor::VrfId id) {
+        if (seen.try_emplace(id.value(), true).second) visit(id);
+      };
+      chip_->route6EmTable().forEachVrf(once);
+      chip_->route6Table().forEachVrf(once);
+    }
+  }
+
   void deleteHardwareRoute(Kor::VrfId vrfId, Prefix const& prefix) override {
     Key key{vrfId, prefix};
     if (auto const& resolver = chip_->routeResolver()) return resolver->doDeleteHardwareRoute(key);

@@ -11,8 +11,10 @@
 //
 // After a restart the chip still holds the routes of the earlier run: the
 // route machine walks them (forEachHardwareRoute) to reconcile with the FIB,
-// and removes those the FIB no longer has (deleteHardwareRoute). It tells
-// the platform when the VRF's initial sync is over.
+// and removes those the FIB no longer has (deleteHardwareRoute). The VRF
+// root asks which VRF ids the chip holds routes for (forEachHardwareVrf):
+// routes of a VRF that went away while the agent was down are removed the
+// same way. It tells the platform when the VRF's initial sync is over.
 #include <cstdint>
 #include <functional>
 #include <string>
@@ -49,6 +51,10 @@ class KOR_EXPORT RouteSmHelperT : public Kor::KorBaseHelper {
   virtual void forEachHardwareRoute(Kor::VrfId vrfId, HardwareRouteVisitor const& visit) const {
     unimplemented(helperName, "forEachHardwareRoute");
   }
+  // Every VRF id the chip holds at least one route for. A platform that
+  // cannot tell visits none (routes of VRFs deleted during a restart then
+  // stay in its chip).
+  virtual void forEachHardwareVrf(std::function<void(Kor::VrfId)> const& visit) const {}
   // Removes a route the FIB no longer has from the chip.
   virtual void deleteHardwareRoute(Kor::VrfId vrfId, Prefix const& prefix) {
     unimplemented(helperName, "deleteHardwareRoute");

@@ -405,6 +405,26 @@ void VrfRootSm::handleStaleVrfsOnInit() {
         std::find(freeVrfIndexQueue().begin(), freeVrfIndexQueue().end(), id) == freeVrfIndexQueue().end())
       freeVrfIndexEnq(id);
   }
+  // The hand-over lists may have been lost with the earlier run while its
+  // routes stay in the chip: a VRF id no VRF holds now has only stale ones.
+  std::set<VrfId> live;
+  for (auto const& [name, root] : vrfRootMap()) live.insert(root->vrfId());
+  auto purge = [&](auto* helper) {
+    if (!helper) return;
+    std::vector<VrfId> stale;
+    helper->forEachHardwareVrf([&](VrfId id) {
+      if (!live.count(id)) stale.push_back(id);
+    });
+    for (VrfId id : stale) {
+      using Prefix = typename std::remove_pointer_t<decltype(helper)>::Prefix;
+      std::vector<Prefix> prefixes;
+      helper->forEachHardwareRoute(id, [&](Prefix const& p, uint64_t) { prefixes.push_back(p); });
+      KOR_TRACE(1, "Deleting " << prefixes.size() << " chip routes of stale vrf id " << id);
+      for (auto const& p : prefixes) helper->deleteHardwareRoute(id, p);
+    }
+  };
+  purge(in_.routeSmHelper.ptr());
+  purge(in_.route6SmHelper.ptr());
 }
 
 void VrfRootSm::handleEndOfSync() {

@@ -114,8 +114,8 @@ class RestartRoutesTest : public ::testing::Test {
     return out;
   }
   uint64_t syncs(size_t table) { return tables()[table]->counters().syncs - before_[table].syncs; }
-  void restartAndSettle() {
-    agent_->restart();
+  void restartAndSettle(std::function<void()> const& whileDown = {}) {
+    agent_->restart(whileDown);
     agent_->runFor(1.0);
     agent_->runUntilIdle();
     // Past the deletion delay and the retry period: nothing is left pending.
@@ -171,6 +171,24 @@ TEST_F(RestartRoutesTest, OnlyRoutesChangedAcrossTheRestartAreWritten) {
   EXPECT_EQ(moved->fibAdjIndex(), fec(2).value());
   EXPECT_FALSE(routes4().has({vrf0, prefix4(5)}));
   EXPECT_TRUE(routes4().has({vrf0, prefix4(kRoutes4)}));
+}
+
+// VRF red is withdrawn while the agent is down: the new run never hears of
+// it, yet its routes leave the chip, and so do the two L2 adjacencies of its
+// next hops; the default VRF's stay untouched.
+TEST_F(RestartRoutesTest, RoutesOfAVrfDeletedWhileDownLeaveTheChip) {
+  Kor::VrfName red("red");
+  auto redId = agent_->l3Status()->vrfId(red);
+  size_t before = routes4().size();
+  size_t redRoutes = 0;
+  for (auto const& e : routes4().entries())
+    if (e.first.vrfId == redId) ++redRoutes;
+  ASSERT_GT(redRoutes, 0u);
+  restartAndSettle([&] { agent_->vrfDel(red); });
+  for (auto const& e : routes4().entries()) ASSERT_NE(e.first.vrfId, redId);
+  EXPECT_EQ(routes4().size(), before - redRoutes);
+  EXPECT_EQ(changes(), (std::vector<std::string>{"route4 0/0/" + std::to_string(redRoutes), "route6 0/0/0",
+                                                 "route6em 0/0/0", "l2adj 0/0/2"}));
 }
 
 }  // namespace
