@@ -9,8 +9,9 @@ Runs in a network and PID namespace of its own (see frr_lab.py). Steps:
   connected and static routes (staticd), IPv4 and IPv6, ECMP, blackhole;
   neighbours from `ip neigh` resolving their next hops; N kernel routes from
   `ip -batch` that zebra reflects (a tenth IPv6, a tenth ECMP); a restart of
-  the FPM connection whose replay must write nothing to the chip; static
-  route changes; the kernel routes removed.
+  the FPM connection whose replay must write nothing to the chip; zebra
+  switched to inline next hops (`no fpm use-next-hop-groups`) and its replay;
+  static route changes; the kernel routes removed.
 Exit 0: passed; 1: failed (with the daemons' and the agent's last lines);
 77: skipped, with the reason (no frr, no namespaces, an agent without
 --fpm/--netlink).
@@ -265,6 +266,22 @@ class FpmTest:
         self.check(writes == before, "replay of %d routes wrote nothing to the chip" % len(self.lab.zebra_fib()),
                    "before %s, after %s" % (before, writes))
 
+    def inline(self):
+        """Zebra switched to inline next hops: it reconnects and re-sends the
+        whole table without next-hop objects; the chip must still hold
+        exactly its routes, over FECs of the inline next-hop sets."""
+        accepted = self.fpm_accepted()
+        self.lab.vtysh("conf", "no fpm use-next-hop-groups")
+        self.lab.wait_for(lambda: self.fpm_accepted() > accepted, "zebra to reconnect in inline mode", 30,
+                          alive="agent")
+        self.lab.wait_for(lambda: not self.fpm_state()["routes"]["sweepPending"], "the inline replay to end", 120,
+                          alive="agent", every=0.5)
+        fib, chip = self.check_same("inline", 60)
+        self.check(self.fpm_state()["routes"]["nexthopObjects"] == 0, "no next-hop object left after the inline replay")
+        adjs, l2 = self.adjs(), self.chip_l2adj()
+        for p, gws in ((ECMP4, GW4), (ECMP6, GW6), (ipaddress.ip_network(kernel_route(4)[0]), GW4)):
+            self.check_vias(chip, adjs, l2, p, gws, resolved=True)
+
     def static_changes(self):
         self.lab.vtysh("conf", "no ip route 198.51.100.0/24 10.0.0.3", "no ip route 192.0.2.0/24 10.0.0.2")
         self.lab.wait_for(lambda: SINGLE4 not in self.chip_routes(), "192.0.2.0/24 to leave the chip", 20,
@@ -294,6 +311,7 @@ def inside(args):
         t.neighbours()
         t.kernel_routes()
         t.replay()
+        t.inline()
         t.static_changes()
         t.kernel_removed()
     except (CheckFailed, LabError, subprocess.TimeoutExpired) as e:
