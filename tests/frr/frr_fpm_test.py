@@ -162,6 +162,18 @@ class FpmTest:
     def check_same(self, what, timeout, expect_count=None):
         fib, chip = self.converge(what, timeout, expect_count)
         self.check(True, "%s: chip holds zebra's %d routes" % (what, len(fib)))
+        # Each route's L2 adjacency in the chip names zebra's gateways; a
+        # connected route's names the zero address, a blackhole none.
+        l2 = self.chip_l2adj()
+        wrong = []
+        for p, hops in fib.items():
+            zero = ipaddress.ip_address("::" if p.version == 6 else "0.0.0.0")
+            want = {ipaddress.ip_address(h["ip"]) if h.get("ip") else zero for h in hops if not h.get("blackhole")}
+            have = {ipaddress.ip_address(a) for a in l2.get(chip[p]["l2Adj"], {})}
+            if want != have:
+                wrong.append("%s: zebra %s, chip %s" % (p, sorted(map(str, want)), sorted(map(str, have))))
+        self.check(not wrong, "%s: every route's next hops in the chip are zebra's" % what,
+                   "%d differ: %s" % (len(wrong), "; ".join(wrong[:5])))
         agent_fib = self.fib_routes()
         self.check(agent_fib == set(fib), "%s: agent FIB holds zebra's routes" % what, self.diff(fib, agent_fib))
         return fib, chip

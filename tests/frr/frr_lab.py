@@ -214,16 +214,14 @@ class FrrLab:
 
     def zebra_fib(self):
         """The routes zebra has installed in its FIB (default VRF), both
-        families: {ip_network: [gateway or interface of each active next hop]}."""
+        families: {ip_network: [next hop as vtysh's JSON has it, for each one
+        in the FIB]}."""
         fib = {}
         for fam in ("ip", "ipv6"):
             for prefix, entries in self.vtysh_json("show %s route json" % fam).items():
                 for e in entries:
-                    if not e.get("installed"):
-                        continue
-                    hops = [h.get("ip") or h.get("interfaceName") for h in e.get("nexthops", [])
-                            if h.get("fib")]
-                    fib[ipaddress.ip_network(prefix)] = sorted(hops)
+                    if e.get("installed"):
+                        fib[ipaddress.ip_network(prefix)] = [h for h in e.get("nexthops", []) if h.get("fib")]
         return fib
 
     def fpm_counters(self):
