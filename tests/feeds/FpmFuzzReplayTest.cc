@@ -31,12 +31,12 @@ void replay(std::vector<fs::path> const& files) {
   }
 }
 
-TEST(FpmFuzzReplayTest, SeedCorpus) {
-  auto const files = inputs("corpus/fpm");
+TEST(FpmFuzzReplayTest, SeedCorpusAndRegressions) {
+  auto files = inputs("corpus/fpm");
   EXPECT_GE(files.size(), 24u) << "seed corpus missing under " << KOR_FUZZ_DIR;
+  auto const regressions = inputs("regressions/fpm");
+  files.insert(files.end(), regressions.begin(), regressions.end());
   replay(files);
 }
-
-TEST(FpmFuzzReplayTest, Regressions) { replay(inputs("regressions/fpm")); }
 
 }  // namespace
