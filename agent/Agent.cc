@@ -1,7 +1,6 @@
 #include "agent/Agent.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <cstdlib>
 #include <iostream>
 #include <iomanip>
@@ -10,6 +9,7 @@
 #include <type_traits>
 
 #include "agent/AgentInputs.h"
+#include "agent/JsonString.h"
 #include "agent/ScenarioRunner.h"
 #include "kor/adj/AdjEntry.h"
 #include "kor/adj/L2AdjHelper.h"
@@ -56,21 +56,7 @@ Knob const* knobFind(std::string const& name) {
 
 char const* kShows[] = {"vrfs", "l3", "chip", "inputs", "adj", "l2adj", "routes", "fpm", "kernel"};
 
-// JSON string literal.
-std::string js(std::string const& s) {
-  std::string o = "\"";
-  for (char c : s) {
-    if (c == '"' || c == '\\') o += '\\';
-    if (static_cast<unsigned char>(c) < 0x20) {
-      char buf[8];
-      std::snprintf(buf, sizeof buf, "\\u%04x", c);
-      o += buf;
-      continue;
-    }
-    o += c;
-  }
-  return o + "\"";
-}
+std::string js(std::string const& s) { return jsonString(s); }
 
 std::string capacityText(size_t c) {
   return c == SoftChip::ChipTableBase::kUnlimited ? std::string("unlimited") : std::to_string(c);

@@ -9,13 +9,13 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
 #include <sstream>
 #include <stdexcept>
 #include <type_traits>
 #include <variant>
 
+#include "agent/JsonString.h"
 #include "vix/Log.h"
 
 namespace KorAgent {
@@ -34,20 +34,7 @@ VIX_LOG_EVENT(KERNEL_DUMP_FAILED, 4, "Kernel %s dump failed: %s",
 
 namespace {
 
-std::string js(std::string const& s) {
-  std::string o = "\"";
-  for (char c : s) {
-    if (c == '"' || c == '\\') o += '\\';
-    if (static_cast<unsigned char>(c) < 0x20) {
-      char buf[8];
-      std::snprintf(buf, sizeof buf, "\\u%04x", c);
-      o += buf;
-      continue;
-    }
-    o += c;
-  }
-  return o + "\"";
-}
+std::string js(std::string const& s) { return jsonString(s); }
 
 bool isMulticast(Nollo::IpGenAddr const& a) { return a.isV4() ? a.v4().isMulticast() : a.v6().isMulticast(); }
 
