@@ -166,6 +166,9 @@ class FpmTest:
             if not self.lab.alive("zebra"):
                 raise CheckFailed("zebra exited:\n" + self.lab.tail("zebra", 30))
             if time.monotonic() > deadline:
+                if set(chip) == set(fib):
+                    raise CheckFailed("%s: the chip holds zebra's %d routes, but zebra's FIB is not as the kernel "
+                                      "changes left it after %.0f s" % (what, len(fib), timeout))
                 raise CheckFailed("%s: the chip does not hold zebra's routes after %.0f s" % (what, timeout),
                                   self.diff(fib, chip))
             time.sleep(pause)

@@ -158,7 +158,10 @@ class FrrLab:
         config = "fpm address 127.0.0.1 port %d\n" % self.fpm_port
         if not use_nhg:
             config += "no fpm use-next-hop-groups\n"
-        self.start_frr("zebra", config + extra_config, ["-M", "dplane_fpm_nl"])
+        # -s: the kernel socket's receive buffer, as Debian's daemons file
+        # sets it; with the default one, a burst of 100,000 route changes
+        # overruns it and zebra misses some of them.
+        self.start_frr("zebra", config + extra_config, ["-M", "dplane_fpm_nl", "-s", "90000000"])
 
     def start_staticd(self, routes):
         self.start_frr("staticd", "".join(r + "\n" for r in routes))
