@@ -228,6 +228,12 @@ void FpmRouteSource::doRouteDel(Table<AF>& t, Nollo::IpPrefixT<AF> const& p, uin
     ++counters_.routeDelUnknown;
     return;
   }
+  doRemoveCurrent(t, p, e);
+  ++counters_.routeDels;
+}
+
+template <class AF>
+void FpmRouteSource::doRemoveCurrent(Table<AF>& t, Nollo::IpPrefixT<AF> const& p, Entry& e) {
   FecEntry* old = e.fec;
   if (e.alt) doPromote(t, p, e);
   else {
@@ -235,7 +241,6 @@ void FpmRouteSource::doRouteDel(Table<AF>& t, Nollo::IpPrefixT<AF> const& p, uin
     t.fib->routeDel(p);
   }
   doUnref(old);
-  ++counters_.routeDels;
 }
 
 template <class AF>
@@ -646,13 +651,7 @@ void FpmRouteSource::doSweepOne(Table<AF>& t, Nollo::IpPrefixT<AF> const& p) {
     }
   }
   if (!stale(e.gen)) return;
-  FecEntry* old = e.fec;
-  if (e.alt) doPromote(t, p, e);
-  else {
-    t.routes.erase(p);
-    t.fib->routeDel(p);
-  }
-  doUnref(old);
+  doRemoveCurrent(t, p, e);
   ++counters_.routeStale;
 }
 

@@ -148,6 +148,10 @@ class FpmRouteSource {
   // The lowest-metric entry waiting behind `e` takes the FIB.
   template <class AF>
   void doPromote(Table<AF>& t, Nollo::IpPrefixT<AF> const& p, Entry& e);
+  // The prefix's current entry leaves: the next metric takes the FIB, or the
+  // route goes; its FEC loses a user.
+  template <class AF>
+  void doRemoveCurrent(Table<AF>& t, Nollo::IpPrefixT<AF> const& p, Entry& e);
   template <class AF>
   Fault fecFor(VrfState& vrf, KorFeeds::NlRoute const& r, FecEntry** out, std::string* why);
   template <class AF>

@@ -9,19 +9,13 @@
 #include <vector>
 
 #include "fuzz/FpmStreamCheck.h"
+#include "fuzz/FuzzInputs.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 
-std::vector<fs::path> inputs(char const* dir) {
-  std::vector<fs::path> files;
-  fs::path const p = fs::path(KOR_FUZZ_DIR) / dir;
-  if (!fs::is_directory(p)) return files;
-  for (auto const& e : fs::directory_iterator(p))
-    if (e.is_regular_file() && e.path().filename().string()[0] != '.') files.push_back(e.path());
-  return files;
-}
+std::vector<fs::path> inputs(char const* dir) { return KorFuzz::inputFiles(KOR_FUZZ_DIR, dir); }
 
 void replay(std::vector<fs::path> const& files) {
   for (auto const& f : files) {
