@@ -70,6 +70,7 @@ class ChipRouteTable : public ChipTableBase {
     return it == entries_.end() ? nullptr : &it->second;
   }
   bool has(Key const& key) const { return entries_.contains(key); }
+  void prefetch(Key const& key) const { entries_.prefetch(key); }
   // Whether a new entry fits under the capacity.
   bool hasRoom() const { return entries_.size() < capacity(); }
   size_t routesOfLength(int len) const { return lenCount_[size_t(len)]; }

@@ -35,6 +35,16 @@ class SoftRouteSmHelper : public KorHelper::RouteSmHelperT<AF> {
     return resolver->routeUpdateAnswer(Key{vrfId, prefix});
   }
 
+  void prefetchHardwareRoute(Kor::VrfId vrfId, Prefix const& prefix) const override {
+    Key key{vrfId, prefix};
+    if constexpr (AF::version == 4) {
+      chip_->route4Table().prefetch(key);
+    } else {
+      chip_->route6Table().prefetch(key);
+      chip_->route6EmTable().prefetch(key);
+    }
+  }
+
   void forEachHardwareRoute(Kor::VrfId vrfId, Visitor const& visit) const override {
     auto each = [&](Key const& key, ChipRoute const& route) { visit(key.prefix, route.l2AdjIndex()); };
     if constexpr (AF::version == 4) {

@@ -46,6 +46,10 @@ class KOR_EXPORT RouteSmHelperT : public Kor::KorBaseHelper {
     unimplemented(helperName, "handleRouteUpdate");
     return RouteUpdateAnswer::failed;
   }
+  // The route machine is about to hand (vrfId, prefix) over, a few routes
+  // from now: a platform whose route tables live in host memory can start
+  // loading the entry's memory here. A hint only; the default does nothing.
+  virtual void prefetchHardwareRoute(Kor::VrfId vrfId, Prefix const& prefix) const {}
   // Every route the chip holds for the VRF (after a restart: those of the
   // earlier run).
   virtual void forEachHardwareRoute(Kor::VrfId vrfId, HardwareRouteVisitor const& visit) const {

@@ -207,6 +207,16 @@ void RouteSmT<AF>::handleInitialized() {
   reader_ = std::make_unique<Quill::SlicedReader<RouteStatus>>(
       in_.routeStatus, loop, [this](Prefix const& p) { handleRoute(p); }, quillYieldTime_);
   reader_->drainedHandlerIs([this] { maybeEndOfSync(); });
+  // A full table arrives in bursts of many keys: the FIB entry, the route's
+  // record and its hand-over entry of the keys coming next are loaded while
+  // the current one is handled.
+  reader_->aheadHandlerIs([this](Prefix const& p) {
+    in_.routeStatus->routeMap().prefetch(p);
+    fibRoute_.prefetch(p);
+    if constexpr (isV4) in_.l3Status->adjInfoListMap().prefetch(Key{vrfId_, p});
+    else in_.l3Status->adjInfo6ListMap().prefetch(Key{vrfId_, p});
+    if (in_.helper) in_.helper->prefetchHardwareRoute(vrfId_, p);
+  });
   // An empty table never makes the reader pass: its sync ends on the next
   // turn of the loop.
   pendingClock_.timeMinEarlierIs(loop->now());
@@ -280,7 +290,7 @@ void RouteSmT<AF>::handleRoute(Prefix const& prefix) {
   if (!routesForReview_.empty()) routesForReview_.erase(prefix);
   if (!nhgRoutesForReview_.empty()) nhgRoutesForReview_.erase(prefix);
   ++updatesSeen_;
-  processRouteUpdate(prefix);
+  processRouteUpdate(prefix, false, routingEnabled_ ? route : nullptr);
 }
 
 template <class AF>
@@ -305,17 +315,21 @@ bool RouteSmT<AF>::setupRoute(Prefix const& prefix, Route const* route) {
 
 template <class AF>
 bool RouteSmT<AF>::processRouteUpdate(Prefix const& prefix, bool force) {
-  Route const* route = routingEnabled_ ? fibEntry(prefix) : nullptr;
-  auto it = fibRoute_.find(prefix);
-  KOR_TRACE(8, "processRouteUpdate " << prefix << ", routePresent: " << (route != nullptr)
-                                     << ", pgmRoute: " << (it != fibRoute_.end()) << ", deferred: false");
+  return processRouteUpdate(prefix, force, routingEnabled_ ? fibEntry(prefix) : nullptr);
+}
+
+template <class AF>
+bool RouteSmT<AF>::processRouteUpdate(Prefix const& prefix, bool force, Route const* route) {
   if (route) {
+    // One probe finds the record or makes it.
+    auto [it, fresh] = fibRoute_.try_emplace(prefix);
+    KOR_TRACE(8, "processRouteUpdate " << prefix << ", routePresent: 1, pgmRoute: " << !fresh << ", deferred: false");
     if (route->seqNo() > lastProcessedSeq_) lastProcessedSeq_ = route->seqNo();
     // Re-added before its deletion time: the chip never saw it go.
-    if (deletionTime_.erase(prefix)) KOR_TRACE(5, "Route " << prefix << " re-added before its deletion time");
-    if (it == fibRoute_.end()) {
+    if (!deletionTime_.empty() && deletionTime_.erase(prefix))
+      KOR_TRACE(5, "Route " << prefix << " re-added before its deletion time");
+    if (fresh) {
       KOR_TRACE(8, "Create state machine for " << prefix);
-      it = fibRoute_.try_emplace(prefix).first;
       trie_.add(prefix);
       if constexpr (isV4) in_.l3Status->ipv4FibRoutesInc();
       else in_.l3Status->ipv6FibRoutesInc();
@@ -335,6 +349,9 @@ bool RouteSmT<AF>::processRouteUpdate(Prefix const& prefix, bool force) {
     updateAdjInfo(prefix, it->second, route, force);
     return true;
   }
+  auto it = fibRoute_.find(prefix);
+  KOR_TRACE(8, "processRouteUpdate " << prefix << ", routePresent: 0, pgmRoute: " << (it != fibRoute_.end())
+                                     << ", deferred: false");
   if (it == fibRoute_.end()) {
     KOR_TRACE(8, "Route " << prefix << " already deleted");
     return true;

@@ -190,6 +190,9 @@ class RouteSmT : public KorBaseSm {
   bool setupRoute(Prefix const& prefix, Route const* route);
   // False when the route must wait (a deletion before its deletionTime).
   bool processRouteUpdate(Prefix const& prefix, bool force = false);
+  // The same with the prefix's FIB entry already read (null: none, or
+  // routing is off).
+  bool processRouteUpdate(Prefix const& prefix, bool force, Route const* route);
   void updateAdjInfo(Prefix const& prefix, FibRoute& fib, Route const* route, bool force);
   void doUpdateRoute(Prefix const& prefix, FibRoute& fib, Vix::Ptr<AdjInfo> const& newEntry, bool retry);
   Vix::Ptr<AdjInfo> adjInfoFor(Prefix const& prefix, Route const& route, AdjInfo const* old);

@@ -42,6 +42,9 @@ class SlicedReader : public Table::KeyNotifiee {
   // Called once each time the queue drains after a pass (end of initial sync
   // and of every later burst).
   void drainedHandlerIs(std::function<void()> h) { drainedHandler_ = std::move(h); }
+  // Called for a key a few places before it is delivered, so the consumer
+  // can start loading what it will read for it (see ReviewQueue::runPass).
+  void aheadHandlerIs(std::function<void(Key const&)> h) { aheadHandler_ = std::move(h); }
 
   // True when every notified key has been delivered.
   bool drained() const { return queue_.empty(); }
@@ -61,14 +64,16 @@ class SlicedReader : public Table::KeyNotifiee {
   void doPass() {
     ++passes_;
     Vix::PassDeadline deadline(loop_->timeSource(), yieldTime_);
-    auto result = queue_.runPass(deadline, [this](Key const& k, bool&) {
+    auto deliver = [this](Key const& k, bool&) {
       // Dequeued before the consumer runs, so that a change the consumer
       // itself causes to this key is queued again rather than lost.
       queue_.erase(k);
       ++delivered_;
       consumer_(k);
       return Vix::ReviewAction::done;
-    });
+    };
+    auto result = aheadHandler_ ? queue_.runPass(deadline, deliver, [this](Key const& k) { aheadHandler_(k); })
+                                : queue_.runPass(deadline, deliver);
     if (result == Vix::PassResult::yielded) ++yields_;
     if (!queue_.empty()) {
       clock_.timeMinIs(loop_->now());
@@ -81,6 +86,7 @@ class SlicedReader : public Table::KeyNotifiee {
   Consumer consumer_;
   Vix::Seconds yieldTime_;
   std::function<void()> drainedHandler_;
+  std::function<void(Key const&)> aheadHandler_;
   Vix::ReviewQueue<Key, bool> queue_;
   Vix::Clock clock_;
   uint64_t passes_ = 0;

@@ -2,9 +2,11 @@
 // Open-addressing hash map for the big keyed collections (routes, FECs,
 // adjacency lists).
 //
-// The table is cut into segments of at most about a megabyte, found through
-// a directory indexed by the top bits of the hash (extendible hashing). A
-// segment is a flat array probed linearly, with a control byte per slot: 0
+// The table is cut into segments of at most one 2 MB huge page of slots,
+// found through a directory indexed by the top bits of the hash (extendible
+// hashing). A segment is a flat array probed linearly from the slot the low
+// hash bits pick (by multiplication, so the slot count need not be a power
+// of two and a full segment fills its page), with a control byte per slot: 0
 // for empty, else 0x80 and seven bits of the key's hash, so a probe reads the
 // control bytes and compares a key only when its seven bits match. A full
 // segment doubles until it reaches the segment size, and is then split in
@@ -27,6 +29,8 @@
 #include <type_traits>
 #include <utility>
 #include <vector>
+
+#include "vix/HugePages.h"
 
 namespace Vix {
 
@@ -51,8 +55,32 @@ class HashMap {
   struct Raw {
     alignas(value_type) unsigned char b[sizeof(value_type)];
   };
+  // A full-size segment's slots fill whole huge pages (vix/HugePages.h);
+  // smaller ones come from the heap.
+  struct SlotMemory {
+    Raw* p = nullptr;
+    size_t bytes = 0;
+    bool huge = false;
+    SlotMemory() = default;
+    SlotMemory(SlotMemory const&) = delete;
+    SlotMemory& operator=(SlotMemory const&) = delete;
+    ~SlotMemory() { reset(); }
+    void reset() {
+      if (huge) hugePageFree(p, bytes);
+      else delete[] p;
+      p = nullptr;
+      bytes = 0;
+      huge = false;
+    }
+    void swap(SlotMemory& o) noexcept {
+      std::swap(p, o.p);
+      std::swap(bytes, o.bytes);
+      std::swap(huge, o.huge);
+    }
+    Raw& operator[](size_t i) const { return p[i]; }
+  };
   struct Segment {
-    std::unique_ptr<Raw[]> slots;
+    SlotMemory slots;
     std::unique_ptr<uint8_t[]> ctrl;
     size_t cap = 0;
     size_t size = 0;
@@ -105,12 +133,11 @@ class HashMap {
   using iterator = Iter<false>;
   using const_iterator = Iter<true>;
 
-  // Slots per segment: about a megabyte of them, at least 1024.
-  static constexpr size_t kSegmentSlots = [] {
-    size_t n = 1024;
-    while (n * 2 * sizeof(value_type) <= (size_t(1) << 20)) n *= 2;
-    return n;
-  }();
+  // Slots of a full-size segment: as many as one 2 MB huge page holds, at
+  // least 1024. Not a power of two in general: a slot's home is found by
+  // multiplying, not masking.
+  static constexpr size_t kSegmentSlots =
+      kHugePageBytes / sizeof(value_type) < 1024 ? 1024 : kHugePageBytes / sizeof(value_type);
 
   HashMap() = default;
   HashMap(HashMap const& o) {
@@ -159,6 +186,16 @@ class HashMap {
     return g ? const_iterator(this, g->order, i) : end();
   }
   size_t count(K const& k) const { return locate(k).first != nullptr; }
+  // Starts loading the cache lines a lookup or insertion of k will read, so
+  // that a loop over many keys can overlap their memory latencies.
+  void prefetch(K const& k) const {
+    if (segs_.empty()) return;
+    uint64_t h = hashOf(k);
+    Segment const* g = segmentOf(h);
+    size_t i = home(*g, h);
+    __builtin_prefetch(&g->ctrl[i]);
+    __builtin_prefetch(&g->slots[i]);
+  }
   bool contains(K const& k) const { return locate(k).first != nullptr; }
 
   template <class... A>
@@ -168,12 +205,12 @@ class HashMap {
     Segment* g = segmentOf(h);
     size_t i = home(*g, h);
     uint8_t tag = tagOf(h);
-    for (; g->ctrl[i]; i = (i + 1) & (g->cap - 1))
+    for (; g->ctrl[i]; i = next(*g, i))
       if (g->ctrl[i] == tag && Eq()(g->slot(i).first, k)) return {iterator(this, g->order, i), false};
     if (g->size + 1 > g->cap - g->cap / 8) {
       grow(g);
       g = segmentOf(h);
-      for (i = home(*g, h); g->ctrl[i]; i = (i + 1) & (g->cap - 1)) {
+      for (i = home(*g, h); g->ctrl[i]; i = next(*g, i)) {
       }
     }
     new (&g->slot(i)) value_type(std::piecewise_construct, std::forward_as_tuple(k),
@@ -222,7 +259,7 @@ class HashMap {
   // bigger table grows a segment at a time anyway).
   void reserve(size_t n) {
     size_t want = 8;
-    while (want - want / 8 < n && want < kSegmentSlots) want *= 2;
+    while (want - want / 8 < n && want < kSegmentSlots) want = nextCap(want);
     if (segs_.empty()) addFirstSegment(want);
     else if (segs_.size() == 1 && want > segs_[0]->cap) rehashSegment(*segs_[0], want);
   }
@@ -232,7 +269,13 @@ class HashMap {
   // Bits 32..38 of the hash; the directory takes the top bits, the home slot
   // the low ones.
   static uint8_t tagOf(uint64_t h) { return uint8_t(0x80 | ((h >> 32) & 0x7f)); }
-  static size_t home(Segment const& g, uint64_t h) { return size_t(h) & (g.cap - 1); }
+  static size_t home(Segment const& g, uint64_t h) { return size_t((uint64_t(uint32_t(h)) * g.cap) >> 32); }
+  static size_t next(Segment const& g, size_t i) { return i + 1 == g.cap ? 0 : i + 1; }
+  // Small segments double; the last step stops at the full size.
+  static size_t nextCap(size_t cap) {
+    size_t n = cap * 2;
+    return cap < kSegmentSlots && n > kSegmentSlots ? kSegmentSlots : n;
+  }
   Segment* segmentOf(uint64_t h) const { return depth_ ? dir_[h >> (64 - depth_)] : dir_[0]; }
 
   std::pair<Segment*, size_t> locate(K const& k) const {
@@ -240,7 +283,7 @@ class HashMap {
     uint64_t h = hashOf(k);
     Segment* g = segmentOf(h);
     uint8_t tag = tagOf(h);
-    for (size_t i = home(*g, h); g->ctrl[i]; i = (i + 1) & (g->cap - 1))
+    for (size_t i = home(*g, h); g->ctrl[i]; i = next(*g, i))
       if (g->ctrl[i] == tag && Eq()(g->slot(i).first, k)) return {g, i};
     return {nullptr, 0};
   }
@@ -253,7 +296,7 @@ class HashMap {
     // Backward shift: pull later members of the cluster into the hole when
     // their home position allows it.
     size_t hole = i;
-    for (size_t j = (i + 1) & (g.cap - 1); g.ctrl[j]; j = (j + 1) & (g.cap - 1)) {
+    for (size_t j = next(g, i); g.ctrl[j]; j = next(g, j)) {
       size_t h = home(g, hashOf(g.slot(j).first));
       bool movable = hole <= j ? (h <= hole || h > j) : (h <= hole && h > j);
       if (!movable) continue;
@@ -266,7 +309,10 @@ class HashMap {
   }
 
   static void allocate(Segment& g, size_t cap) {
-    g.slots.reset(new Raw[cap]);
+    g.slots.reset();
+    g.slots.bytes = cap * sizeof(Raw);
+    g.slots.huge = cap >= kSegmentSlots && g.slots.bytes >= kHugePageBytes / 2;
+    g.slots.p = g.slots.huge ? static_cast<Raw*>(hugePageAlloc(g.slots.bytes)) : new Raw[cap];
     g.ctrl.reset(new uint8_t[cap]());
     g.cap = cap;
     g.size = 0;
@@ -275,7 +321,7 @@ class HashMap {
   // Moves an entry into a segment that has room for it.
   static void place(Segment& g, uint64_t h, value_type&& v) {
     size_t j = home(g, h);
-    while (g.ctrl[j]) j = (j + 1) & (g.cap - 1);
+    while (g.ctrl[j]) j = next(g, j);
     new (&g.slot(j)) value_type(std::move(v));
     g.ctrl[j] = tagOf(h);
     ++g.size;
@@ -291,13 +337,13 @@ class HashMap {
   void grow(Segment* g) {
     // A segment whose keys all share their top bits cannot be split: it
     // keeps doubling instead.
-    if (g->cap < kSegmentSlots || g->depth >= 40) rehashSegment(*g, g->cap * 2);
+    if (g->cap < kSegmentSlots || g->depth >= 40) rehashSegment(*g, nextCap(g->cap));
     else split(*g);
   }
 
   void rehashSegment(Segment& g, size_t newCap) {
     Segment old;
-    std::swap(old.slots, g.slots);
+    old.slots.swap(g.slots);
     std::swap(old.ctrl, g.ctrl);
     old.cap = g.cap;
     allocate(g, newCap);
@@ -323,7 +369,7 @@ class HashMap {
     upper->depth = g.depth + 1;
     upper->order = uint32_t(segs_.size());
     Segment old;
-    std::swap(old.slots, g.slots);
+    old.slots.swap(g.slots);
     std::swap(old.ctrl, g.ctrl);
     old.cap = g.cap;
     allocate(g, old.cap);
