@@ -42,12 +42,15 @@ class ChipRouteTable : public ChipTableBase {
   ChipRouteTable(std::string name, FaultInjector* injector) : ChipTableBase(std::move(name)), injector_(injector) {}
 
   ChipAnswer write(Key const& key, ChipRoute const& route) {
-    auto it = entries_.find(key);
-    bool fresh = it == entries_.end();
-    ChipAnswer a = doAsk(key, fresh && !hasRoom());
-    if (a != ChipAnswer::success) return a;
+    // One probe in the common case: a new entry goes in at once and comes
+    // out again when the write is refused.
+    auto [it, fresh] = entries_.try_emplace(key, route);
+    ChipAnswer a = doAsk(key, fresh && entries_.size() > capacity());
+    if (a != ChipAnswer::success) {
+      if (fresh) entries_.erase(key);
+      return a;
+    }
     if (fresh) {
-      entries_.try_emplace(key, route);
       ++lenCount_[key.prefix.len()];
       ++counters_.creates;
     } else if (it->second == route) {

@@ -50,6 +50,26 @@ ChipRouteTable<Nollo::Ipv6>& RouteResolverSm::table6For(Nollo::Ip6Prefix const& 
 }
 
 template <class AF>
+uint64_t RouteResolverSm::chipChanges() const {
+  if constexpr (isV4<AF>) return chip_->route4Table().counters().changes();
+  else return chip_->route6Table().counters().changes() + chip_->route6EmTable().counters().changes();
+}
+
+template <class AF>
+RouteResolverSm::LastAnswer<AF>& RouteResolverSm::lastAnswer() const {
+  if constexpr (isV4<AF>) return last4_;
+  else return last6_;
+}
+
+// Recorded right after the key's own writes, before anything they set off
+// (a cleared resource-full flag hands other routes over at once): a change
+// those make to the chip invalidates the record.
+template <class AF>
+void RouteResolverSm::lastAnswerIs(Key<AF> const& key, Kor::AdjInfo const* info, Answer answer) {
+  lastAnswer<AF>() = LastAnswer<AF>{key, info, chipChanges<AF>(), answer};
+}
+
+template <class AF>
 void RouteResolverSm::doForget(Key<AF> const& key) {
   bool freed;
   if constexpr (isV4<AF>) {
@@ -61,6 +81,7 @@ void RouteResolverSm::doForget(Key<AF> const& key) {
     freed = chip_->route6EmTable().erase(key) || freed;
     if (!refused6_.empty()) refused6_.erase(key);
   }
+  lastAnswerIs<AF>(key, nullptr, Answer::programmed);
   if (freed) doRecheckResourceFull();
 }
 
@@ -84,10 +105,13 @@ void RouteResolverSm::doResolve(Key<AF> const& key) {
   if (a == ChipAnswer::success) {
     if (!refused.empty()) refused.erase(key);
     // A move: the old table lets go only now that the new one holds it.
-    if (other && other->erase(key)) doRecheckResourceFull();
+    bool moved = other && other->erase(key);
+    lastAnswerIs<AF>(key, info, Answer::programmed);
+    if (moved) doRecheckResourceFull();
     return;
   }
   refused.insert_or_assign(key, routeAnswer(a));
+  lastAnswerIs<AF>(key, info, routeAnswer(a));
   if (a != ChipAnswer::resourceFull) return;
   if constexpr (isV4<AF>) {
     full4_ = true;
@@ -111,6 +135,9 @@ void RouteResolverSm::doDeleteHardwareRoute(Key<AF> const& key) {
 
 template <class AF>
 KorHelper::RouteUpdateAnswer RouteResolverSm::routeUpdateAnswer(Key<AF> const& key) const {
+  Kor::AdjInfo const* info = handedOver(key);
+  auto const& last = lastAnswer<AF>();
+  if (last.key == key && last.info == info && last.changes == chipChanges<AF>()) return last.answer;
   auto const& refused = [this]() -> auto const& {
     if constexpr (isV4<AF>) return refused4_;
     else return refused6_;
@@ -119,7 +146,6 @@ KorHelper::RouteUpdateAnswer RouteResolverSm::routeUpdateAnswer(Key<AF> const& k
     auto it = refused.find(key);
     if (it != refused.end()) return it->second;
   }
-  Kor::AdjInfo const* info = handedOver(key);
   ChipRoute const* held;
   if constexpr (isV4<AF>) {
     held = chip_->route4Table().find(key);

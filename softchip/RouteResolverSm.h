@@ -75,6 +75,23 @@ class RouteResolverSm : public Vix::PtrInterface, public Kor::L3Status::Notifiee
   ChipRouteTable<Nollo::Ipv6>& table6For(Nollo::Ip6Prefix const& prefix) const;
   bool stillRefusing(ChipTableBase const& table) const;
 
+  // The answer of the last resolve, for the route machine's question that
+  // follows it at once (routeUpdateAnswer). It holds while the key's record
+  // is the one resolved and the family's chip tables saw no change since.
+  template <class AF>
+  struct LastAnswer {
+    Key<AF> key{};
+    Kor::AdjInfo const* info = nullptr;
+    uint64_t changes = ~uint64_t(0);
+    Answer answer{};
+  };
+  template <class AF>
+  uint64_t chipChanges() const;
+  template <class AF>
+  LastAnswer<AF>& lastAnswer() const;
+  template <class AF>
+  void lastAnswerIs(Key<AF> const& key, Kor::AdjInfo const* info, Answer answer);
+
   SoftChip* chip_;
   Vix::Ptr<Kor::L3Status> l3Status_;
   Vix::Ptr<Routing::Hardware::Status const> hwStatus_;
@@ -84,6 +101,8 @@ class RouteResolverSm : public Vix::PtrInterface, public Kor::L3Status::Notifiee
   bool full4_ = false;
   bool full6_ = false;
   bool full6em_ = false;
+  mutable LastAnswer<Nollo::Ipv4> last4_;
+  mutable LastAnswer<Nollo::Ipv6> last6_;
 };
 
 }  // namespace SoftChip

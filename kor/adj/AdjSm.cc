@@ -857,17 +857,20 @@ void AdjSm::removeReviewPendingPrefix6(Nollo::Ip6Prefix const& prefix, Vix::Ptr<
     handleAdjReviewCompletion(adjEntry);
 }
 
-uint64_t AdjSm::getL2AdjIndex(FecId const& fecId, FecId const& oldFecId, uint8_t ipVersion, uint64_t syncNextHopId) {
+uint64_t AdjSm::getL2AdjIndex(FecId const& fecId, FecId const& oldFecId, uint8_t ipVersion, uint64_t syncNextHopId,
+                              Vix::Ptr<AdjEntry>* fecEntry) {
   KOR_TRACE(8, "getL2AdjIndex vrf: " << vrfName_ << ", fecId: " << fecId << ", oldFecId: " << oldFecId
                                      << ", ipv: " << int(ipVersion) << ", syncNextHopId: " << syncNextHopId);
   if (!fecId.isValid() || fecId.value() == 0) return 0;
   bool v6 = ipVersion == Nollo::Ip6Hdr::ipVersion6();
   auto entry = adjEntry(fecId.value());
+  if (fecEntry) *fecEntry = entry;
   if (!entry) {
     KOR_TRACE(8, "AdjEntry not found");
     if (v6) reviewAdj6(fecId, fecId.value(), AdjUpdateType::regularAdjUpdate);
     else reviewAdj(fecId, fecId.value(), AdjUpdateType::regularAdjUpdate);
     entry = adjEntry(fecId.value());
+    if (fecEntry) *fecEntry = entry;
     // Every drop FEC of a version resolves to its one drop adjacency.
     if (!entry && dropAdjIndex(ipVersion)) {
       bool isDrop = v6 ? forwarding6Status_ && forwarding6Status_->fec(fecId) &&
@@ -888,23 +891,35 @@ uint64_t AdjSm::getL2AdjIndex(FecId const& fecId, FecId const& oldFecId, uint8_t
 }
 
 void AdjSm::addPrefixToAdjEntry(uint64_t adjIndex, Nollo::IpPrefix const& prefix) {
-  KOR_TRACE(8, "addPrefixToAdjEntry vrf: " << vrfName_ << ", adj: " << adjIndex << ", prefix: " << prefix.str());
   auto entry = adjEntry(adjIndex);
   if (!entry) {
+    KOR_TRACE(8, "addPrefixToAdjEntry vrf: " << vrfName_ << ", adj: " << adjIndex << ", prefix: " << prefix.str());
     korAssert("adjEntry");
     return;
   }
-  entry->prefixIs(prefix);
+  addPrefixToAdjEntry(*entry, prefix);
 }
 
 void AdjSm::addPrefixToAdjEntry(uint64_t adjIndex, Nollo::Ip6Prefix const& prefix) {
-  KOR_TRACE(8, "addPrefixToAdjEntry vrf: " << vrfName_ << ", adj: " << adjIndex << ", prefix: " << prefix.str());
   auto entry = adjEntry(adjIndex);
   if (!entry) {
+    KOR_TRACE(8, "addPrefixToAdjEntry vrf: " << vrfName_ << ", adj: " << adjIndex << ", prefix: " << prefix.str());
     korAssert("adjEntry");
     return;
   }
-  entry->prefixIs(prefix);
+  addPrefixToAdjEntry(*entry, prefix);
+}
+
+void AdjSm::addPrefixToAdjEntry(AdjEntry& entry, Nollo::IpPrefix const& prefix) {
+  KOR_TRACE(8, "addPrefixToAdjEntry vrf: " << vrfName_ << ", adj: " << entry.fecId().value()
+                                           << ", prefix: " << prefix.str());
+  entry.prefixIs(prefix);
+}
+
+void AdjSm::addPrefixToAdjEntry(AdjEntry& entry, Nollo::Ip6Prefix const& prefix) {
+  KOR_TRACE(8, "addPrefixToAdjEntry vrf: " << vrfName_ << ", adj: " << entry.fecId().value()
+                                           << ", prefix: " << prefix.str());
+  entry.prefixIs(prefix);
 }
 
 namespace {

@@ -171,9 +171,15 @@ class KOR_EXPORT AdjSm : public KorBaseSm {
   void handleIntfVlanId(Nollo::IntfId const& intfId);
 
   // Called by the route machines.
-  uint64_t getL2AdjIndex(FecId const& fecId, FecId const& oldFecId, uint8_t ipVersion, uint64_t syncNextHopId = 0);
+  // `fecEntry`, when given, receives the FEC's own adjacency (null when it
+  // has none), so the caller need not look it up again.
+  uint64_t getL2AdjIndex(FecId const& fecId, FecId const& oldFecId, uint8_t ipVersion, uint64_t syncNextHopId = 0,
+                         Vix::Ptr<AdjEntry>* fecEntry = nullptr);
   void addPrefixToAdjEntry(uint64_t adjIndex, Nollo::IpPrefix const& prefix);
   void addPrefixToAdjEntry(uint64_t adjIndex, Nollo::Ip6Prefix const& prefix);
+  // The same for an adjacency the caller already holds.
+  void addPrefixToAdjEntry(AdjEntry& entry, Nollo::IpPrefix const& prefix);
+  void addPrefixToAdjEntry(AdjEntry& entry, Nollo::Ip6Prefix const& prefix);
   void deletePrefixFromAdjEntry(uint64_t adjIndex, Nollo::IpPrefix const& prefix);
   void deletePrefixFromAdjEntry(uint64_t adjIndex, Nollo::Ip6Prefix const& prefix);
   void updatePrefixAdjEntry(Nollo::IpPrefix const& prefix, uint64_t oldAdjIndex, uint64_t newAdjIndex);

@@ -295,6 +295,9 @@ void RouteSmT<AF>::handleRoute(Prefix const& prefix) {
 
 template <class AF>
 bool RouteSmT<AF>::setupRoute(Prefix const& prefix, Route const* route) {
+  // A route present while routing is on always goes on; whether its record
+  // exists matters only to the traces.
+  if (route && routingEnabled_ && !tf().enabled(8)) return true;
   auto it = fibRoute_.find(prefix);
   bool known = it != fibRoute_.end();
   if (!routingEnabled_ && !known) {
@@ -409,6 +412,7 @@ void RouteSmT<AF>::updateAdjInfo(Prefix const& prefix, FibRoute& fib, Route cons
                                          << ", l2 adjIndex: " << (old ? old->l2AdjIndex() : 0)
                                          << ", route type: " << (old ? old->routeType() : RouteType::invalidRoute));
   Vix::Ptr<AdjInfo> next;
+  Vix::Ptr<AdjEntry> fecEntry;
   bool unprogram = false;
   if (route) {
     FecId fecId = route->fecId();
@@ -431,16 +435,19 @@ void RouteSmT<AF>::updateAdjInfo(Prefix const& prefix, FibRoute& fib, Route cons
       auto& adjSm = *in_.adjSm;
       if (type == RouteType::attachedRoute && fec.viaCount()) {
         auto entry = adjSm.adjEntry(fecId.value());
+        fecEntry = entry;
         if (!entry || entry->routeType() != RouteType::attachedRoute)
           entry = adjSm.template doCreateAdjEntryForAttachedRoute<AF>(fecId.value(), fec.via(0).intf());
         l2 = entry && entry->l2Adj() ? entry->l2Adj()->index() : 0;
+        if (entry) fecEntry = entry;
       } else {
         uint64_t sync = 0;
         if (!restartNextHopId_.empty()) {
           auto r = restartNextHopId_.find(prefix);
           if (r != restartNextHopId_.end()) sync = r->second;
         }
-        l2 = adjSm.getL2AdjIndex(fecId, old ? FecId(old->fibAdjIndex()) : FecId(), uint8_t(AF::version), sync);
+        l2 = adjSm.getL2AdjIndex(fecId, old ? FecId(old->fibAdjIndex()) : FecId(), uint8_t(AF::version), sync,
+                                 &fecEntry);
       }
       next = adjInfoPool_.intern(type, fecId.value(), l2, fec.viaCount() > 0);
       KOR_TRACE(8, "Fib adjIndex: " << fecId.value() << ", L2 adjIndex: " << l2);
@@ -462,7 +469,9 @@ void RouteSmT<AF>::updateAdjInfo(Prefix const& prefix, FibRoute& fib, Route cons
     if (!next) KOR_TRACE(8, "Deleting prefix " << prefix << " from adjInfoList");
     if (fib.attached()) detachFromFec(prefix, fib, oldFec);
   }
-  if (newFec && !fib.attached() && adjSm.adjEntry(newFec)) attachToFec(prefix, fib, newFec);
+  // A route with a new FEC resolved it above, which found the FEC's
+  // adjacency (fecEntry).
+  if (newFec && !fib.attached() && fecEntry) attachToFec(prefix, fib, newFec, *fecEntry);
   if (newFec && adjSm.isAdjCreationDeferred(newFec)) {
     KOR_TRACE(5, "L2 adj creation for " << prefix << " is deferred");
     deferredAdjCreation_[prefix] = newFec;
@@ -538,8 +547,8 @@ void RouteSmT<AF>::doUpdateRoute(Prefix const& prefix, FibRoute& fib, Vix::Ptr<A
 }
 
 template <class AF>
-void RouteSmT<AF>::attachToFec(Prefix const& prefix, FibRoute& fib, uint64_t fec) {
-  in_.adjSm->addPrefixToAdjEntry(fec, prefix);
+void RouteSmT<AF>::attachToFec(Prefix const& prefix, FibRoute& fib, uint64_t fec, AdjEntry& entry) {
+  in_.adjSm->addPrefixToAdjEntry(entry, prefix);
   fecPrefixes_[fec].attach(prefix);
   fib.attachedIs(true);
 }

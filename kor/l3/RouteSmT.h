@@ -200,7 +200,7 @@ class RouteSmT : public KorBaseSm {
   bool isNhgRoute(Prefix const& prefix) const;
   void deleteFibRoute(Prefix const& prefix);
   // The route as a user of its FEC's adjacency (counted there, listed here).
-  void attachToFec(Prefix const& prefix, FibRoute& fib, uint64_t fec);
+  void attachToFec(Prefix const& prefix, FibRoute& fib, uint64_t fec, AdjEntry& entry);
   void detachFromFec(Prefix const& prefix, FibRoute& fib, uint64_t fec);
 
   // Review.

@@ -101,6 +101,9 @@ class HashMap {
     using Pointer = std::conditional_t<Const, value_type const*, value_type*>;
     Iter() = default;
     Iter(Map* m, size_t s, size_t i) : m_(m), s_(s), i_(i) { skip(); }
+    // At a slot known to hold an entry.
+    struct AtEntry {};
+    Iter(Map* m, size_t s, size_t i, AtEntry) : m_(m), s_(s), i_(i) {}
     template <bool C2, class = std::enable_if_t<Const && !C2>>
     Iter(Iter<C2> const& o) : m_(o.m_), s_(o.s_), i_(o.i_) {}
     Ref operator*() const { return m_->segs_[s_]->slot(i_); }
@@ -179,11 +182,11 @@ class HashMap {
 
   iterator find(K const& k) {
     auto [g, i] = locate(k);
-    return g ? iterator(this, g->order, i) : end();
+    return g ? at(g, i) : end();
   }
   const_iterator find(K const& k) const {
     auto [g, i] = locate(k);
-    return g ? const_iterator(this, g->order, i) : end();
+    return g ? at(g, i) : end();
   }
   size_t count(K const& k) const { return locate(k).first != nullptr; }
   // Starts loading the cache lines a lookup or insertion of k will read, so
@@ -206,7 +209,7 @@ class HashMap {
     size_t i = home(*g, h);
     uint8_t tag = tagOf(h);
     for (; g->ctrl[i]; i = next(*g, i))
-      if (g->ctrl[i] == tag && Eq()(g->slot(i).first, k)) return {iterator(this, g->order, i), false};
+      if (g->ctrl[i] == tag && Eq()(g->slot(i).first, k)) return {at(g, i), false};
     if (g->size + 1 > g->cap - g->cap / 8) {
       grow(g);
       g = segmentOf(h);
@@ -218,7 +221,7 @@ class HashMap {
     g->ctrl[i] = tag;
     ++g->size;
     ++size_;
-    return {iterator(this, g->order, i), true};
+    return {at(g, i), true};
   }
   template <class... A>
   std::pair<iterator, bool> emplace(K const& k, A&&... a) {
@@ -246,6 +249,10 @@ class HashMap {
     eraseSlot(*g, i);
     return 1;
   }
+  // Erases the entry `it` points at, without a second probe. Unlike
+  // std::unordered_map it returns nothing: the backward shift may move a
+  // later entry into the slot.
+  void erase(iterator it) { eraseSlot(*segs_[it.s_], it.i_); }
 
   void clear() {
     destroyAll();
@@ -277,6 +284,11 @@ class HashMap {
     return cap < kSegmentSlots && n > kSegmentSlots ? kSegmentSlots : n;
   }
   Segment* segmentOf(uint64_t h) const { return depth_ ? dir_[h >> (64 - depth_)] : dir_[0]; }
+
+  iterator at(Segment* g, size_t i) { return iterator(this, g->order, i, typename iterator::AtEntry{}); }
+  const_iterator at(Segment* g, size_t i) const {
+    return const_iterator(this, g->order, i, typename const_iterator::AtEntry{});
+  }
 
   std::pair<Segment*, size_t> locate(K const& k) const {
     if (!size_) return {nullptr, 0};

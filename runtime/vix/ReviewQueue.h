@@ -43,7 +43,7 @@ class ReviewQueue {
     auto it = index_.find(key);
     if (it == index_.end()) return false;
     uint32_t n = it->second;
-    index_.erase(key);
+    index_.erase(it);
     unlink(n);
     release(n);
     return true;
@@ -80,7 +80,7 @@ class ReviewQueue {
   // will need (Vix::HashMap::prefetch), so the memory latencies of a pass
   // overlap instead of adding up. A hint only: the item may be gone by the
   // time the pass reaches it.
-  static constexpr int kLookahead = 8;
+  static constexpr int kLookahead = 4;
   template <class F, class A>
   PassResult runPass(PassDeadline& deadline, F visit, A ahead) {
     uint64_t limit = nextSeq_;
@@ -101,9 +101,9 @@ class ReviewQueue {
       V value = nodes_[n].value;
       uint64_t seq = nodes_[n].seq;
       ReviewAction a = visit(key, value);
-      auto it = index_.find(key);
-      // The visitor may have erased the item, or erased and queued it again.
-      if (it != index_.end() && it->second == n && nodes_[n].seq == seq) {
+      // The visitor may have erased the item, or erased and queued it again:
+      // a released node's sequence number is kFreeSeq, a queued one's unique.
+      if (n < nodes_.size() && nodes_[n].seq == seq) {
         if (a == ReviewAction::done) {
           erase(key);
         } else if (a == ReviewAction::requeue) {
@@ -120,6 +120,7 @@ class ReviewQueue {
 
  private:
   static constexpr uint32_t kNil = ~0u;
+  static constexpr uint64_t kFreeSeq = ~uint64_t(0);
   struct Node {
     K key;
     V value;
@@ -141,6 +142,7 @@ class ReviewQueue {
   }
   void release(uint32_t n) {
     nodes_[n].value = V{};
+    nodes_[n].seq = kFreeSeq;
     free_.push_back(n);
     if (index_.empty()) {  // shrink back when drained
       nodes_.clear();

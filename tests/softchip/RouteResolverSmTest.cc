@@ -87,6 +87,20 @@ TEST_F(RouteResolverSmTest, ChipFollowsTheHandOverLists) {
   EXPECT_EQ(retry(k4(0, "10.3.0.0/16")), Answer::programmed);
 }
 
+TEST_F(RouteResolverSmTest, AnswersSeeChipChangesMadeSinceTheResolve) {
+  // The answer to the route machine's question right after a resolve is
+  // remembered; it must not outlive a change to the chip or to the record.
+  auto k = k4(0, "10.1.0.0/16");
+  auto helper = chip_->routeSmHelper();
+  EXPECT_EQ(hand(k, info(1, 1)), Answer::programmed);
+  chip_->route4Table().erase(k);
+  EXPECT_EQ(helper->handleRouteUpdate(k.vrfId, k.prefix, 0), Answer::failed);
+  EXPECT_EQ(retry(k), Answer::programmed);
+  chip_->route4Table().write(k, ChipRoute(RouteType::forwardRoute, 9, 9));
+  EXPECT_EQ(helper->handleRouteUpdate(k.vrfId, k.prefix, 0), Answer::failed);
+  EXPECT_EQ(retry(k), Answer::programmed);
+}
+
 TEST_F(RouteResolverSmTest, RefusalsAreAnsweredUntilARetrySucceeds) {
   auto& fi = chip_->injector();
   auto k = k4(0, "10.1.0.0/16");

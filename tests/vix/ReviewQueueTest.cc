@@ -2,6 +2,7 @@
 // requeue on "not ready", and erasures from inside a visit.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <vector>
 
 #include "vix/ReviewQueue.h"
@@ -83,11 +84,46 @@ TEST(ReviewQueueTest, VisitorMayEraseAndQueueOtherKeys) {
       q.erase(2);     // erases itself, then asks to be kept: stays erased
       return Vix::ReviewAction::keep;
     }
+    if (k == 3) {
+      q.erase(3);     // erases and queues itself again (reusing its node):
+      q.enqueue(3);   // the new item outlives this visit's "done"
+    }
+    if (k == 4) {
+      q.erase(4);     // erases itself, then asks to be requeued: stays erased
+      return Vix::ReviewAction::requeue;
+    }
     return Vix::ReviewAction::done;
   });
   EXPECT_EQ(seen, (std::vector<int>{0, 2, 3, 4}));
-  EXPECT_EQ(q.size(), 1u);
-  EXPECT_TRUE(q.contains(10));
+  std::vector<int> left;
+  q.forEach([&](int k, bool) { left.push_back(k); });
+  EXPECT_EQ(left, (std::vector<int>{10, 3}));
+}
+
+TEST(ReviewQueueTest, LookaheadAnnouncesEachItemBeforeItsVisit) {
+  Vix::ReviewQueue<int> q;
+  for (int i = 0; i < 20; ++i) q.enqueue(i);
+  Vix::ManualTimeSource ts;
+  Vix::PassDeadline d(&ts, 1.0);
+  std::vector<int> announced, seen;
+  q.runPass(
+      d,
+      [&](int k, bool) {
+        // Each visit comes after its announcement, and a few items behind.
+        EXPECT_NE(std::find(announced.begin(), announced.end(), k), announced.end()) << k;
+        EXPECT_LE(announced.size(), seen.size() + 1 + Vix::ReviewQueue<int>::kLookahead);
+        seen.push_back(k);
+        // Erasing items already announced, and draining the queue, must
+        // not trip the walk ahead.
+        if (k == 5) q.erase(7);
+        if (k == 15) {
+          for (int j = 16; j < 20; ++j) q.erase(j);
+        }
+        return Vix::ReviewAction::done;
+      },
+      [&](int k) { announced.push_back(k); });
+  EXPECT_EQ(seen.size(), 15u);  // 0..15 without 7
+  EXPECT_TRUE(q.empty());
 }
 
 }  // namespace
