@@ -31,6 +31,7 @@
 #include <vector>
 
 #include "vix/HugePages.h"
+#include "vix/Prefetch.h"
 
 namespace Vix {
 
@@ -196,8 +197,8 @@ class HashMap {
     uint64_t h = hashOf(k);
     Segment const* g = segmentOf(h);
     size_t i = home(*g, h);
-    __builtin_prefetch(&g->ctrl[i]);
-    __builtin_prefetch(&g->slots[i]);
+    prefetchLine(&g->ctrl[i]);
+    prefetchLine(&g->slots[i]);
   }
   bool contains(K const& k) const { return locate(k).first != nullptr; }
 
