@@ -30,7 +30,7 @@
 #include <utility>
 #include <vector>
 
-#include "vix/HugePages.h"
+#include "vix/HugePageCache.h"
 #include "vix/Prefetch.h"
 
 namespace Vix {
@@ -56,7 +56,7 @@ class HashMap {
   struct Raw {
     alignas(value_type) unsigned char b[sizeof(value_type)];
   };
-  // A full-size segment's slots fill whole huge pages (vix/HugePages.h);
+  // A full-size segment's slots fill whole huge pages (vix/HugePageCache.h);
   // smaller ones come from the heap.
   struct SlotMemory {
     Raw* p = nullptr;
@@ -67,7 +67,7 @@ class HashMap {
     SlotMemory& operator=(SlotMemory const&) = delete;
     ~SlotMemory() { reset(); }
     void reset() {
-      if (huge) hugePageFree(p, bytes);
+      if (huge) HugePageCache::free(p, bytes);
       else delete[] p;
       p = nullptr;
       bytes = 0;
@@ -141,7 +141,7 @@ class HashMap {
   // least 1024. Not a power of two in general: a slot's home is found by
   // multiplying, not masking.
   static constexpr size_t kSegmentSlots =
-      kHugePageBytes / sizeof(value_type) < 1024 ? 1024 : kHugePageBytes / sizeof(value_type);
+      HugePageCache::kPageBytes / sizeof(value_type) < 1024 ? 1024 : HugePageCache::kPageBytes / sizeof(value_type);
 
   HashMap() = default;
   HashMap(HashMap const& o) {
@@ -324,8 +324,8 @@ class HashMap {
   static void allocate(Segment& g, size_t cap) {
     g.slots.reset();
     g.slots.bytes = cap * sizeof(Raw);
-    g.slots.huge = cap >= kSegmentSlots && g.slots.bytes >= kHugePageBytes / 2;
-    g.slots.p = g.slots.huge ? static_cast<Raw*>(hugePageAlloc(g.slots.bytes)) : new Raw[cap];
+    g.slots.huge = cap >= kSegmentSlots && g.slots.bytes >= HugePageCache::kPageBytes / 2;
+    g.slots.p = g.slots.huge ? static_cast<Raw*>(HugePageCache::alloc(g.slots.bytes)) : new Raw[cap];
     g.ctrl.reset(new uint8_t[cap]());
     g.cap = cap;
     g.size = 0;

@@ -80,7 +80,7 @@ class ReviewQueue {
   // will need (Vix::HashMap::prefetch), so the memory latencies of a pass
   // overlap instead of adding up. A hint only: the item may be gone by the
   // time the pass reaches it.
-  static constexpr int kLookahead = 4;
+  static constexpr int kLookahead = 8;
   template <class F, class A>
   PassResult runPass(PassDeadline& deadline, F visit, A ahead) {
     uint64_t limit = nextSeq_;
