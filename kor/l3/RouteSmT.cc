@@ -207,19 +207,22 @@ void RouteSmT<AF>::handleInitialized() {
   reader_ = std::make_unique<Quill::SlicedReader<RouteStatus>>(
       in_.routeStatus, loop, [this](Prefix const& p) { handleRoute(p); }, quillYieldTime_);
   reader_->drainedHandlerIs([this] { maybeEndOfSync(); });
-  // A full table arrives in bursts of many keys: the FIB entry, the route's
-  // record and its hand-over entry of the keys coming next are loaded while
-  // the current one is handled.
-  reader_->aheadHandlerIs([this](Prefix const& p) {
-    in_.routeStatus->routeMap().prefetch(p);
-    fibRoute_.prefetch(p);
-    if constexpr (isV4) in_.l3Status->adjInfoListMap().prefetch(Key{vrfId_, p});
-    else in_.l3Status->adjInfo6ListMap().prefetch(Key{vrfId_, p});
-    if (in_.helper) in_.helper->prefetchHardwareRoute(vrfId_, p);
-  });
+  reader_->aheadHandlerIs([this](Prefix const& p) { prefetchRoute(p); });
   // An empty table never makes the reader pass: its sync ends on the next
   // turn of the loop.
   pendingClock_.timeMinEarlierIs(loop->now());
+}
+
+// A full table arrives in bursts of many keys, and a review pass may walk as
+// many: the FIB entry, the record, the hand-over entry and the chip entry of
+// the keys coming next are loaded while the current one is handled.
+template <class AF>
+void RouteSmT<AF>::prefetchRoute(Prefix const& p) const {
+  if (in_.routeStatus) in_.routeStatus->routeMap().prefetch(p);
+  fibRoute_.prefetch(p);
+  if constexpr (isV4) in_.l3Status->adjInfoListMap().prefetch(Key{vrfId_, p});
+  else in_.l3Status->adjInfo6ListMap().prefetch(Key{vrfId_, p});
+  if (in_.helper) in_.helper->prefetchHardwareRoute(vrfId_, p);
 }
 
 template <class AF>
@@ -705,14 +708,15 @@ void RouteSmT<AF>::reviewRouteChanges() {
     visit(defaultPrefix, dummy);
     yielded = deadline.expired() && routesForReviews();
   }
-  if (!yielded) yielded = routesForReview_.runPass(deadline, visit) == Vix::PassResult::yielded;
+  auto ahead = [this](Prefix const& p) { prefetchRoute(p); };
+  if (!yielded) yielded = routesForReview_.runPass(deadline, visit, ahead) == Vix::PassResult::yielded;
   if (!yielded && !nhgRoutesForReview_.empty()) {
     if (!routesForReview_.empty()) {
       KOR_TRACE(8, "NHG route, skipping all NHGs");
     } else {
       KOR_TRACE(8, "All non-nexthop group routes have been reviewed");
       nexthopGroupRouteReviewStart_ = true;
-      yielded = nhgRoutesForReview_.runPass(deadline, visit) == Vix::PassResult::yielded;
+      yielded = nhgRoutesForReview_.runPass(deadline, visit, ahead) == Vix::PassResult::yielded;
     }
   }
   timeUsed_ += loop->now() - start;

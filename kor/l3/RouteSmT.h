@@ -189,6 +189,7 @@ class RouteSmT : public KorBaseSm {
   // The notification path.
   bool setupRoute(Prefix const& prefix, Route const* route);
   // False when the route must wait (a deletion before its deletionTime).
+  void prefetchRoute(Prefix const& prefix) const;
   bool processRouteUpdate(Prefix const& prefix, bool force = false);
   // The same with the prefix's FIB entry already read (null: none, or
   // routing is off).
