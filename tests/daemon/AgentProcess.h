@@ -1,0 +1,64 @@
+#pragma once
+// A real kor-agent process for tests that judge the daemon from outside: it
+// is started with the given options in a fresh temporary directory (its
+// socket lives there), its standard error is kept in a file, and it is
+// stopped with SIGTERM (then SIGKILL) when the object goes. The tests talk
+// to it only as a user would: over its Unix command socket and TCP ports.
+#include <sys/types.h>
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace KorTest {
+
+class AgentProcess {
+ public:
+  // Starts KOR_AGENT_BIN with `args`; "{dir}" in an argument is replaced by
+  // the process's temporary directory. Returns once the agent has printed
+  // `ready` on standard error (empty: at once), or fails the test.
+  AgentProcess(std::vector<std::string> const& args, std::string const& ready = "kor-agent: serving");
+  AgentProcess(AgentProcess const&) = delete;
+  AgentProcess& operator=(AgentProcess const&) = delete;
+  ~AgentProcess();
+
+  // The temporary directory, and the default command socket path in it.
+  std::string const& dir() const { return dir_; }
+  std::string socketPath() const { return dir_ + "/kor.sock"; }
+  pid_t pid() const { return pid_; }
+
+  // True while the process runs; once it has ended, exitStatus() tells how
+  // (the raw wait status).
+  bool alive();
+  std::optional<int> exitStatus() const { return status_; }
+  // Sends SIGTERM and waits up to `seconds` for the end; true when it ended.
+  bool terminate(double seconds = 10.0);
+  // Everything the agent wrote to standard error so far.
+  std::string stderrText() const;
+  // Waits until standard error contains `text` (false after `seconds`).
+  bool waitForStderr(std::string const& text, double seconds = 10.0);
+  // Resident set size in KiB, from /proc.
+  size_t rssKib() const;
+  // Open descriptors of the process, from /proc.
+  size_t openFds() const;
+
+  // One request on the command socket as `kor-agent --ask` sends it: the
+  // text and a newline, then the write side shut; the answer is read until
+  // the agent closes. nullopt when the connection failed, was reset or did
+  // not close within `seconds`.
+  std::optional<std::string> ask(std::string const& text, double seconds = 10.0) const;
+  // Connects to the command socket and returns the descriptor (-1 on
+  // failure); the caller owns it.
+  int connectSocket() const;
+
+ private:
+  std::string dir_;
+  pid_t pid_ = -1;
+  std::optional<int> status_;
+};
+
+// Reads from fd until end of file or `seconds`; nullopt on a timeout or an
+// error other than end of file.
+std::optional<std::string> readAll(int fd, double seconds);
+
+}  // namespace KorTest
