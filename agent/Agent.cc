@@ -62,14 +62,17 @@ std::string capacityText(size_t c) {
   return c == SoftChip::ChipTableBase::kUnlimited ? std::string("unlimited") : std::to_string(c);
 }
 
-// A FEC id is unique across the VRFs' FEC tables; a route may name it from
-// any VRF.
-bool fecKnown(Ledra::EntityManager* em, std::map<uint64_t, Kor::VrfName> const& fecVrf,
+// A FEC id is unique across the VRFs' FEC tables, but a route machine reads
+// only its own VRF's table: a route naming another VRF's FEC would stay
+// unprogrammed for good, so it is refused.
+void checkFec(Ledra::EntityManager* em, std::map<uint64_t, Kor::VrfName> const& fecVrf, Kor::VrfName const& vrf,
               Quill::Fib::FecId const& fecId, bool v6) {
+  std::string const fec = std::string(v6 ? "IPv6" : "IPv4") + " FEC " + std::to_string(fecId.index());
   auto it = fecVrf.find(fecId.index());
-  if (it == fecVrf.end()) return false;
-  if (v6) return em->forwardingStatus<Nollo::Ipv6>(it->second.str())->fecHas(fecId);
-  return em->forwardingStatus<Nollo::Ipv4>(it->second.str())->fecHas(fecId);
+  bool has = it != fecVrf.end() && (v6 ? em->forwardingStatus<Nollo::Ipv6>(it->second.str())->fecHas(fecId)
+                                       : em->forwardingStatus<Nollo::Ipv4>(it->second.str())->fecHas(fecId));
+  if (!has) fail("no " + fec);
+  if (it->second != vrf) fail(fec + " is in vrf '" + it->second.str() + "', not in '" + vrf.str() + "'");
 }
 
 bool isCommandCode(std::string const& word) {
@@ -204,13 +207,22 @@ void Agent::restart(std::function<void()> const& whileDown) {
   if (initialized_) doStartLibrary();
 }
 
+void Agent::doCheckHorizon(Vix::Seconds d) const {
+  // Past the horizon a double no longer tells a timer due in a microsecond
+  // from one due now, and a retry armed for "now + delay" fires forever.
+  if (!(d >= 0) || !(loop_->now() + d <= kClockHorizon))
+    fail("the loop's clock would pass its horizon of " + std::to_string(int64_t(kClockHorizon)) + "s");
+}
+
 void Agent::runFor(Vix::Seconds d) {
+  doCheckHorizon(d);
   loop_->runFor(d);
   doMaybeEndSync();
 }
 
 bool Agent::runUntilIdle() {
-  bool idle = loop_->runUntilIdle();
+  doCheckHorizon(kIdleLimit);
+  bool idle = loop_->runUntilIdle(kIdleLimit);
   doMaybeEndSync();
   return idle;
 }
@@ -277,6 +289,9 @@ bool Agent::knobIsInteger(std::string const& name) {
 
 void Agent::knobIs(std::string const& name, double value) {
   if (!knobKnown(name)) fail("unknown knob '" + name + "'");
+  // A nice value is what setpriority() takes.
+  if (name == "reniceValue" && (value < -20 || value > 19))
+    fail("bad reniceValue " + std::to_string(int64_t(value)) + ": must be -20..19");
   in_->knobs_[name] = value;
   doApplyKnobs();
 }
@@ -304,6 +319,11 @@ void Agent::intfAdd(Nollo::IntfId const& intf, std::optional<Kor::VrfName> const
   if (in_->intfs_.count(intf)) fail("interface " + intf.str() + " already added");
   if (vrf && !in_->vrfInfoDir_->vrfInfoHas(vrf->str())) fail("vrf '" + vrf->str() + "' is not announced");
   if (routed && intf.isVlan()) fail("a VLAN interface cannot be a routed port");
+  // A sub-interface is numbered by the VLAN it carries (Ethernet1.100 is
+  // VLAN 100 on Ethernet1), so its number is a VLAN id.
+  if (intf.subIntfId() > Kor::VlanId::max)
+    fail("sub-interface number " + std::to_string(intf.subIntfId()) + " of " + intf.str() + " is not a VLAN id (1-" +
+         std::to_string(Kor::VlanId::max) + ")");
   std::string v = vrf ? vrf->str() : std::string();
   in_->intfs_[intf] = v;
   in_->allIntfStatusDir_->intfStatusIs(intf, Interface::IntfStatus{up, routed});
@@ -560,14 +580,14 @@ void Agent::routeAdd(Kor::VrfName const& vrf, Prefix const& prefix, uint64_t fec
   auto fecId = Quill::Fib::FecId::make(Quill::Fib::nexthopAdj(), fecIndex);
   auto* em = in_->entityManager_.ptr();
   if (auto const* p4 = std::get_if<Nollo::IpPrefix>(&prefix)) {
-    if (!fecKnown(em, in_->fecVrf_, fecId, false)) fail("no IPv4 FEC " + std::to_string(fecIndex));
+    checkFec(em, in_->fecVrf_, vrf, fecId, false);
     auto& t = in_->routes4_[vrf];
     // The VRF's table of the shared-memory FIB: the one its route machine reads.
     if (!t) t = em->routeStatus<Nollo::Ipv4>(vrf.str());
     t->routeIs(Quill::Fib::Route(*p4, fecId));
   } else {
     auto const& p6 = std::get<Nollo::Ip6Prefix>(prefix);
-    if (!fecKnown(em, in_->fecVrf_, fecId, true)) fail("no IPv6 FEC " + std::to_string(fecIndex));
+    checkFec(em, in_->fecVrf_, vrf, fecId, true);
     auto& t = in_->routes6_[vrf];
     if (!t) t = em->routeStatus<Nollo::Ipv6>(vrf.str());
     t->routeIs(Quill::Fib6::Route(p6, fecId));

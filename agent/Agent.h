@@ -150,6 +150,10 @@ class Agent {
   // whileDown changes inputs in between (as other agents may while this one
   // is down).
   void restart(std::function<void()> const& whileDown = {});
+  // Both refuse (std::invalid_argument) to carry the clock past
+  // kClockHorizon; runUntilIdle stops after kIdleLimit of loop time.
+  static constexpr Vix::Seconds kClockHorizon = 1e9;
+  static constexpr Vix::Seconds kIdleLimit = 3600.0;
   void runFor(Vix::Seconds d);
   bool runUntilIdle();
 
@@ -185,6 +189,7 @@ class Agent {
   void doWriteFec(Kor::VrfName const& vrf, uint64_t id, std::vector<Via> const& vias, Quill::Fib::FecType type);
   void doCheckVias(uint64_t id, std::vector<Via> const& vias, Quill::Fib::FecType type);
   void doDestroyVrfRoot();
+  void doCheckHorizon(Vix::Seconds d) const;
   void doApplyKnobs();
   void doAnnounce(Kor::VrfName const& name);
   uint32_t arpVrfId(Kor::VrfName const& name);

@@ -1,12 +1,16 @@
 #include "agent/ScenarioRunner.h"
 
 #include <charconv>
+#include <cmath>
 #include <cstdint>
+#include <cstdio>
 #include <optional>
+#include <set>
 #include <sstream>
 #include <stdexcept>
 
 #include "agent/Agent.h"
+#include "agent/Utf8.h"
 #include "quill/FecId.h"
 
 namespace KorAgent {
@@ -40,10 +44,17 @@ class Words {
   void end() {
     if (more()) fail("unexpected '" + w_[i_] + "'");
   }
+  // An option that may be given once in a statement: true when it is next.
+  bool option(char const* kw) {
+    if (!accept(kw)) return false;
+    if (!seen_.insert(kw).second) fail(std::string("option '") + kw + "' given twice");
+    return true;
+  }
 
  private:
   std::vector<std::string> const& w_;
   size_t i_;
+  std::set<std::string> seen_;
 };
 
 uint64_t parseUnsigned(std::string const& t, char const* what, uint64_t max = UINT64_MAX) {
@@ -96,8 +107,10 @@ Agent::Via parseVia(Words& a) {
   v.intf = Nollo::IntfId(a.next("interface name"));
   while (a.more() && a.peek() != "via") {
     if (a.accept("vlan")) {
+      if (v.vlan) fail("option 'vlan' given twice in one via");
       v.vlan = parseVlan(a.next("VLAN id")).value();
     } else if (a.accept("label")) {
+      if (!v.labels.empty()) fail("option 'label' given twice in one via");
       std::string const& t = a.next("MPLS labels");
       size_t start = 0;
       while (true) {
@@ -108,6 +121,7 @@ Agent::Via parseVia(Words& a) {
         start = comma + 1;
       }
     } else if (a.accept("backup")) {
+      if (v.backup) fail("option 'backup' given twice in one via");
       v.backup = true;
     } else {
       fail("expected vlan, label, backup or via, got '" + a.peek() + "'");
@@ -175,8 +189,13 @@ double ScenarioRunner::parseDuration(std::string const& text) {
   } catch (std::invalid_argument const&) {
     fail("bad duration '" + text + "'");
   }
-  if (v < 0) fail("bad duration '" + text + "'");
-  return v * scale;
+  // "inf", "1e308" and the like would carry the loop's clock past where a
+  // timer can still be told from the next one (or to infinity).
+  v *= scale;
+  if (!(v >= 0) || !std::isfinite(v)) fail("bad duration '" + text + "'");
+  if (v > kMaxDuration)
+    fail("duration '" + text + "' is longer than " + std::to_string(int64_t(kMaxDuration)) + "s");
+  return v;
 }
 
 size_t ScenarioRunner::runStream(std::istream& in) {
@@ -192,11 +211,29 @@ size_t ScenarioRunner::runText(std::string const& text) {
   return runStream(in);
 }
 
+void ScenarioRunner::checkText(std::string const& line) {
+  // Names end up in the chip, the logs and JSON shows: a statement is text,
+  // UTF-8 without control characters (tabs and a line's CR aside). The
+  // message names the byte's column, never the byte itself.
+  for (size_t i = 0; i < line.size();) {
+    auto b = static_cast<unsigned char>(line[i]);
+    if ((b < 0x20 && b != '\t' && b != '\r' && b != '\n') || b == 0x7f) {
+      char hex[8];
+      std::snprintf(hex, sizeof hex, "%02X", b);
+      fail(std::string("control character U+00") + hex + " at column " + std::to_string(i + 1));
+    }
+    size_t n = utf8SequenceLength(line, i);
+    if (n == 0) fail("invalid UTF-8 at column " + std::to_string(i + 1));
+    i += n;
+  }
+}
+
 bool ScenarioRunner::runLine(std::string const& line, size_t lineNo) {
-  auto w = words(line);
-  if (w.empty()) return true;
   bool ok = true;
   try {
+    checkText(line);
+    auto w = words(line);
+    if (w.empty()) return true;
     doStatement(w);
   } catch (std::exception const& e) {
     *out_ << "line " << lineNo << ": " << e.what() << "\n";
@@ -273,13 +310,13 @@ void ScenarioRunner::doStatement(std::vector<std::string> const& w) {
     std::optional<Kor::VlanId> vlan;
     bool routed = false, up = true;
     while (a.more()) {
-      if (a.accept("vrf")) {
+      if (a.option("vrf")) {
         vrf = Kor::VrfName(a.next("VRF name"));
-      } else if (a.accept("vlan")) {
+      } else if (a.option("vlan")) {
         vlan = parseVlan(a.next("VLAN id"));
-      } else if (a.accept("routed")) {
+      } else if (a.option("routed")) {
         routed = true;
-      } else if (a.accept("down")) {
+      } else if (a.option("down")) {
         up = false;
       } else {
         a.end();
@@ -409,6 +446,7 @@ void ScenarioRunner::doStatement(std::vector<std::string> const& w) {
       agent_->chip()->injector().randomFaultIs(p, seed, ans);
       return agent_->chipRulesChanged();
     }
+    if (!agent_->chip()->table(kind)) fail("unknown chip table '" + kind + "'");
     std::string t = a.next("answer or object key");
     if (isAnswer(t) && !a.more()) {
       agent_->chip()->injector().kindFaultIs(kind, parseAnswer(t));
@@ -440,9 +478,10 @@ void ScenarioRunner::doStatement(std::vector<std::string> const& w) {
     return;
   }
   if (verb == "cmd") {
-    std::string text;
-    while (a.more()) text += (text.empty() ? "" : " ") + a.next("command");
-    if (text.empty()) fail("expected command code");
+    // A command code and at most one argument (a key, or 'a' for all).
+    std::string text = a.next("command code");
+    if (a.more()) text += " " + a.next("argument");
+    a.end();
     std::string answer = agent_->command(-1, text);
     agent_->drainEvents(*out_);  // what the statement traced comes before its answer
     *out_ << answer;

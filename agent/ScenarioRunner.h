@@ -28,10 +28,15 @@ class ScenarioRunner {
 
   // Splits a line into words; '#' starts a comment.
   static std::vector<std::string> words(std::string const& line);
-  // "250ms", "2s", "1.5s", "0.2" (seconds); throws on anything else.
+  // The longest duration a statement may give (30 days): beyond it a `run`
+  // or a timer setting is a typo, not a scenario.
+  static constexpr double kMaxDuration = 30 * 86400.0;
+  // "250ms", "2s", "1.5s", "0.2" (seconds), finite and at most kMaxDuration;
+  // throws on anything else.
   static double parseDuration(std::string const& text);
 
  private:
+  static void checkText(std::string const& line);
   void doStatement(std::vector<std::string> const& w);
 
   Agent* agent_;

@@ -15,6 +15,7 @@
 // network namespace /var/run/netns/NAME before any socket is opened).
 #include <fcntl.h>
 #include <sched.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -183,12 +184,22 @@ int main(int argc, char** argv) {
   } else if (file == "-") {
     bad = runner.runStream(std::cin);
   } else {
+    // A directory opens as a stream but reads as nothing: say so.
+    struct stat st;
+    if (::stat(file.c_str(), &st) == 0 && S_ISDIR(st.st_mode)) {
+      std::fprintf(stderr, "kor-agent: %s: is a directory, not a scenario file\n", file.c_str());
+      return 2;
+    }
     std::ifstream in(file);
     if (!in) {
       std::fprintf(stderr, "kor-agent: cannot open %s\n", file.c_str());
       return 2;
     }
     bad = runner.runStream(in);
+    if (in.bad()) {
+      std::fprintf(stderr, "kor-agent: error reading %s\n", file.c_str());
+      return 2;
+    }
   }
   std::cout.flush();
   return bad ? 1 : 0;

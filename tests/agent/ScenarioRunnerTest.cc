@@ -36,8 +36,9 @@ TEST_F(ScenarioRunnerTest, BadStatementsAreReportedAndChangeNothing) {
                 "vrf add red\n"
                 "intf add Ethernet1 vrf red vlan 10\n"
                 "arp add red 10.0.0.2 00:11:22:33:44:55 Ethernet1\n"
-                "fec add 1 via 10.0.0.2 Ethernet1\n"
+                "fec add 1 vrf red via 10.0.0.2 Ethernet1\n"
                 "route add red 10.1.0.0/16 fec 1\n"
+                "fec add 7 via 10.0.0.2 Ethernet1\n"
                 "init\n"
                 "run until idle\n"),
             0u)
@@ -60,6 +61,22 @@ TEST_F(ScenarioRunnerTest, BadStatementsAreReportedAndChangeNothing) {
       {"run 5parsecs", "5parsecs"},
       // A statement whose last word is bad applies none of its first words.
       {"fec add 2 via 10.0.0.9 Ethernet1 via 10.0.0.10 Ethernrt1", "Ethernrt1"},
+      // Durations that would carry the clock to infinity, or where a retry
+      // timer can no longer be told from now.
+      {"run inf", "bad duration 'inf'"},
+      {"run 1e308", "longer than 2592000s"},
+      {"run 1e30s", "longer than 2592000s"},
+      {"set totalTimeForRouteUpdates infs", "bad duration 'infs'"},
+      {"set reniceValue 99999999999", "must be -20..19"},
+      // A sub-interface's number is the VLAN it carries.
+      {"intf add Ethernet1.4095 vrf red", "is not a VLAN id (1-4094)"},
+      {"intf add Ethernet1.4096 vrf red", "is not a VLAN id (1-4094)"},
+      {"chip fault nosuchkind fail", "unknown chip table 'nosuchkind'"},
+      // Its route machine reads only its own VRF's FEC table.
+      {"route add red 10.2.0.0/16 fec 7", "IPv4 FEC 7 is in vrf 'default', not in 'red'"},
+      {"intf add Ethernet2 vrf red vlan 10 vlan 11", "option 'vlan' given twice"},
+      {"fec add 3 via 10.0.0.9 Ethernet1 vlan 10 vlan 11", "option 'vlan' given twice in one via"},
+      {"cmd FR4 a extra", "unexpected 'extra'"},
   };
   size_t lineNo = 100;
   for (auto const& b : bad) {
@@ -77,6 +94,28 @@ TEST_F(ScenarioRunnerTest, BadStatementsAreReportedAndChangeNothing) {
   EXPECT_FALSE(runner_.runLine("vrf add " + longName, 7));
   EXPECT_NE(out_.str().find("line 7: VrfName::bytes > 100 not allowed"), std::string::npos) << out_.str();
   EXPECT_EQ(state(), before);
+  // Bytes that are not text: named by their column, never cut at a NUL.
+  struct BadBytes {
+    std::string line;
+    char const* message;
+  };
+  std::vector<BadBytes> const badBytes = {
+      {std::string("vrf add gr\0een", 14), "control character U+0000 at column 11"},
+      {"vrf add gr\x1b[2Jeen", "control character U+001B at column 11"},
+      {"vrf add gr\xff" "een", "invalid UTF-8 at column 11"},
+      {"vrf add gr\xc3", "invalid UTF-8 at column 11"},
+      {"vrf add gr\xed\xa0\x80" "en", "invalid UTF-8 at column 11"},
+  };
+  for (auto const& b : badBytes) {
+    out_.str("");
+    EXPECT_FALSE(runner_.runLine(b.line, 9));
+    EXPECT_EQ(out_.str(), std::string("line 9: ") + b.message + "\n");
+    EXPECT_EQ(state(), before);
+  }
+  // A name in UTF-8 is one like any other, and stays UTF-8 in JSON.
+  EXPECT_TRUE(runner_.runLine("vrf add gr\xc3\xbcn", 9)) << out_.str();
+  EXPECT_NE(agent_.show("vrfs", true).find("\"gr\xc3\xbcn\""), std::string::npos);
+  out_.str("");
   // A name of exactly 100 bytes is a VRF like any other.
   EXPECT_TRUE(runner_.runLine("vrf add " + std::string(100, 'v'), 8)) << out_.str();
   EXPECT_NE(state(), before);
@@ -91,6 +130,19 @@ TEST_F(ScenarioRunnerTest, DurationsAndWords) {
   EXPECT_EQ(KorAgent::ScenarioRunner::words("  vrf  add red # a comment"),
             (std::vector<std::string>{"vrf", "add", "red"}));
   EXPECT_TRUE(KorAgent::ScenarioRunner::words("# only a comment").empty());
+}
+
+TEST(ScenarioClockTest, ARunPastTheClocksHorizonIsRefusedAndTimeStays) {
+  // Near the horizon: a run that would cross it changes nothing.
+  double const start = KorAgent::Agent::kClockHorizon - 10.0;
+  KorAgent::Agent agent(Vix::makePtr<Vix::ManualTimeSource>(start));
+  std::ostringstream out;
+  KorAgent::ScenarioRunner runner(&agent, &out);
+  EXPECT_EQ(runner.runText("init\nrun 5s\nrun 20s\nrun until idle\n"), 2u);
+  EXPECT_NE(out.str().find("line 3: the loop's clock would pass its horizon of 1000000000s"), std::string::npos)
+      << out.str();
+  EXPECT_NE(out.str().find("line 4: the loop's clock would pass its horizon"), std::string::npos) << out.str();
+  EXPECT_DOUBLE_EQ(agent.loop()->now(), start + 5.0);
 }
 
 TEST_F(ScenarioRunnerTest, TimeAdvancesOnlyThroughRun) {

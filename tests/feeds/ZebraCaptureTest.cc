@@ -24,7 +24,7 @@ using KorFeeds::NlNexthopObject;
 using KorFeeds::NlRoute;
 
 std::filesystem::path corpusDir() {
-  return std::filesystem::path(__FILE__).parent_path().parent_path().parent_path() / "fuzz" / "corpus" / "fpm";
+  return std::filesystem::path(KOR_FUZZ_DIR) / "corpus" / "fpm";
 }
 
 struct Capture {
