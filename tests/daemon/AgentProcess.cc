@@ -49,7 +49,9 @@ AgentProcess::AgentProcess(std::vector<std::string> const& args, Spawn const& sp
     return;
   }
   dir_ = d;
-  std::vector<std::string> argv{KOR_AGENT_BIN};
+  // KOR_AGENT_BIN in the environment judges another build of the agent.
+  char const* bin = std::getenv("KOR_AGENT_BIN");
+  std::vector<std::string> argv{bin && *bin ? bin : KOR_AGENT_BIN};
   for (auto const& a : args) argv.push_back(replaceDir(a, dir_));
   std::string errPath = dir_ + "/stderr";
   std::string outPath = dir_ + "/stdout";

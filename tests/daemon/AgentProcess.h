@@ -21,7 +21,7 @@ class AgentProcess {
     std::optional<unsigned> maxFds;   // its RLIMIT_NOFILE
     std::string stdinText;            // what it reads on standard input
   };
-  // Starts KOR_AGENT_BIN with `args`; "{dir}" in an argument is replaced by
+  // Starts KOR_AGENT_BIN (the build's, or the environment's) with `args`; "{dir}" in an argument is replaced by
   // the process's temporary directory. Returns once the agent has printed
   // `ready` on standard error (empty: at once), or fails the test.
   AgentProcess(std::vector<std::string> const& args, std::string const& ready = "kor-agent: serving");

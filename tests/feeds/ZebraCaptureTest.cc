@@ -24,7 +24,8 @@ using KorFeeds::NlNexthopObject;
 using KorFeeds::NlRoute;
 
 std::filesystem::path corpusDir() {
-  return std::filesystem::path(__FILE__).parent_path().parent_path().parent_path() / "fuzz" / "corpus" / "fpm";
+  // Not from __FILE__: a compiler cache rewrites it relative to the build.
+  return std::filesystem::path(KOR_FUZZ_DIR) / "corpus" / "fpm";
 }
 
 struct Capture {
