@@ -73,6 +73,10 @@ bool fecKnown(Ledra::EntityManager* em, std::map<uint64_t, Kor::VrfName> const& 
   return em->forwardingStatus<Nollo::Ipv4>(it->second.str())->fecHas(fecId);
 }
 
+// A daemon's request is answered from inside its loop: running the loop from
+// there would answer the same client again and recurse.
+constexpr char kRunRefused[] = "run refused: the daemon's time is real and its loop runs by itself (run is for scenario files)";
+
 bool isCommandCode(std::string const& word) {
   static char const* const codes[] = {"FR4", "FR6", "FF4", "FF6", "AR4", "AR6", "AA3", "AA2", "SR4u", "SR6u"};
   return std::any_of(std::begin(codes), std::end(codes), [&](char const* c) { return word == c; });
@@ -221,13 +225,13 @@ void Agent::doRestartForLibrary() {
 }
 
 void Agent::runFor(Vix::Seconds d) {
-  if (daemon_) fail("run refused: the daemon's time is real and its loop runs by itself (run is for scenario files)");
+  if (daemon_) fail(kRunRefused);
   loop_->runFor(d);
   doMaybeEndSync();
 }
 
 bool Agent::runUntilIdle() {
-  if (daemon_) fail("run refused: the daemon's time is real and its loop runs by itself (run is for scenario files)");
+  if (daemon_) fail(kRunRefused);
   bool idle = loop_->runUntilIdle();
   doMaybeEndSync();
   return idle;

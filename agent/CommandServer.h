@@ -11,12 +11,12 @@
 // request is read through CommandRequestReader and run one line per loop turn
 // (the library, the feeds and the other clients run in between); answers are
 // written as the client takes them, through the loop's write watcher.
-// Invariants: at most limits.maxClients connections; the bytes kept for one
-// client (answers not yet taken plus its request lines not yet run) stay
-// under limits.answerMax plus one request line; a connection that makes no
-// progress (no byte read, no line run, no byte taken) for limits.timeout is
-// closed; the listener is never polled while it cannot be served (at the
-// cap, or out of descriptors), so the loop never spins on it.
+// Invariants: at most limits.maxClients connections; the answer bytes kept
+// for one client stay within limits.answerMax, its request lines waiting to
+// run within two read chunks (128 KiB) plus one bounded line; a connection
+// that makes no progress (no byte read, no line run, no byte taken) for
+// limits.timeout is closed; the listener is never polled while it cannot be
+// served (at the cap, or out of descriptors), so the loop never spins on it.
 //
 // The socket file: a path that exists and is not a socket, or a socket some
 // process still serves, is refused; a stale socket is replaced. The socket is
