@@ -1,6 +1,7 @@
 #include "agent/Agent.h"
 
 #include <algorithm>
+#include <cstdio>
 #include <cstdlib>
 #include <iostream>
 #include <iomanip>
@@ -75,6 +76,10 @@ void checkFec(Ledra::EntityManager* em, std::map<uint64_t, Kor::VrfName> const& 
   if (it->second != vrf) fail(fec + " is in vrf '" + it->second.str() + "', not in '" + vrf.str() + "'");
 }
 
+// A daemon's request is answered from inside its loop: running the loop from
+// there would answer the same client again and recurse.
+constexpr char kRunRefused[] = "run refused: the daemon's time is real and its loop runs by itself (run is for scenario files)";
+
 bool isCommandCode(std::string const& word) {
   static char const* const codes[] = {"FR4", "FR6", "FF4", "FF6", "AR4", "AR6", "AA3", "AA2", "SR4u", "SR6u"};
   return std::any_of(std::begin(codes), std::end(codes), [&](char const* c) { return word == c; });
@@ -91,7 +96,8 @@ Agent::Agent(Vix::Ptr<Vix::TimeSource> ts)
       exitFn_([](int status) {
         std::cout.flush();
         std::exit(status);
-      }) {
+      }),
+      libraryRestart_(loop_.ptr(), [this] { doRestartForLibrary(); }) {
   for (auto const& k : kKnobs) in_->knobs_[k.name] = k.value;
   traces_->toStderrIs(traceToStderr);
   Vix::logSinkIs(logs_);
@@ -208,10 +214,25 @@ void Agent::restart(std::function<void()> const& whileDown) {
 }
 
 void Agent::doCheckHorizon(Vix::Seconds d) const {
+  if (daemon_) fail(kRunRefused);
   // Past the horizon a double no longer tells a timer due in a microsecond
   // from one due now, and a retry armed for "now + delay" fires forever.
   if (!(d >= 0) || !(loop_->now() + d <= kClockHorizon))
     fail("the loop's clock would pass its horizon of " + std::to_string(int64_t(kClockHorizon)) + "s");
+}
+
+void Agent::daemonIs(bool on) {
+  daemon_ = on;
+  traces_->limitIs(on ? kDaemonKept : 0);
+  logs_->limitIs(on ? kDaemonKept : 0);
+  if (on) exitFn_ = [this](int) { libraryRestart_.timeMinEarlierIs(loop_->now()); };
+}
+
+void Agent::doRestartForLibrary() {
+  // On the loop, never inside the library's own callback: the objects that
+  // asked are destroyed here.
+  restart();
+  std::fprintf(stderr, "kor-agent: the library restarted in process (its adjacency sharing mode changed)\n");
 }
 
 void Agent::runFor(Vix::Seconds d) {
@@ -995,23 +1016,40 @@ std::string Agent::showRouteLookup(Kor::VrfName const& vrf, Nollo::IpGenAddr con
   return os.str();
 }
 
-std::string Agent::channel(int fd, std::string const& line) {
-  auto w = ScenarioRunner::words(line);
-  if (!w.empty() && isCommandCode(w[0])) return command(fd, line);
+std::string Agent::channel(int fd, std::string const& line, size_t lineNo) {
+  bool const restartOwed = libraryRestart_.armed();
   std::ostringstream out;
-  ScenarioRunner runner(this, &out);
-  runner.runLine(line, 1);
+  auto w = ScenarioRunner::words(line);
+  if (!w.empty() && isCommandCode(w[0])) {
+    try {
+      out << command(fd, line);
+    } catch (std::exception const& e) {
+      out << "line " << lineNo << ": " << e.what() << "\n";
+    }
+  } else {
+    ScenarioRunner runner(this, &out);
+    runner.runLine(line, lineNo);
+  }
+  if (!restartOwed && libraryRestart_.armed())
+    out << "the library asked to exit (its adjacency sharing mode changed): the daemon restarts it in process, "
+           "before the next line runs\n";
   return out.str();
 }
 
 void Agent::drainEvents(std::ostream& out) {
   auto const& recs = logs_->records();
   for (; logsShown_ < recs.size(); ++logsShown_) out << "log: " << recs[logsShown_].name << ": " << recs[logsShown_].text << "\n";
-  if (recs.size() > 10000) {
+  if (size_t dropped = logs_->dropped())
+    out << "log: " << dropped << " more log events dropped: at most " << logs_->limit() << " are kept between answers\n";
+  // The daemon keeps only what the next answer has not shown yet.
+  if (recs.size() > 10000 || daemon_) {
     logs_->clear();
     logsShown_ = 0;
   }
   for (auto const& l : traces_->linesTaken()) out << "trace: " << l << "\n";
+  if (size_t dropped = traces_->droppedTaken())
+    out << "trace: " << dropped << " more trace lines dropped: at most " << traces_->limit()
+        << " are kept between answers\n";
 }
 
 }  // namespace KorAgent

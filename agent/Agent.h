@@ -81,6 +81,16 @@ class Agent {
   // How the agent ends when the library asks it to (a change of the
   // adjacency sharing mode): std::exit by default.
   void exitFnIs(std::function<void(int)> fn) { exitFn_ = std::move(fn); }
+  // The agent is a daemon: its loop runs on real time by itself and it is
+  // asked over the command channel. Then `run` statements are refused (the
+  // handler of a request must never run the loop it is called from), the
+  // traces and log records kept for the next answer are bounded
+  // (kDaemonKept each, the rest counted as dropped), and when the library
+  // asks to exit it is restarted in process instead, from the loop once its
+  // callback has returned (this replaces the exit function).
+  void daemonIs(bool on);
+  bool daemon() const { return daemon_; }
+  static constexpr size_t kDaemonKept = 10000;
 
   // Inputs.
   void vrfAdd(Kor::VrfName const& name);
@@ -168,9 +178,10 @@ class Agent {
   // The VRF root's command channel ("FR4 a", "SR4u a", ...); fd is the
   // client's socket, -1 for a scenario.
   std::string command(int fd, std::string const& text);
-  // A line from the socket: a command code goes to the command channel,
-  // anything else runs as a scenario statement.
-  std::string channel(int fd, std::string const& line);
+  // Line lineNo of a request from the socket: a command code goes to the
+  // command channel, anything else runs as a scenario statement. A bad line
+  // is answered "line N: <message>".
+  std::string channel(int fd, std::string const& line, size_t lineNo = 1);
   // Log events and traces captured since the last call, one per line.
   void drainEvents(std::ostream& out);
 
@@ -184,6 +195,7 @@ class Agent {
   void doCreateVrfRoot();
   void doDropRunOutputs();
   void doMaybeEndSync();
+  void doRestartForLibrary();
   void doApplyLags();
   template <class AF>
   void doWriteFec(Kor::VrfName const& vrf, uint64_t id, std::vector<Via> const& vias, Quill::Fib::FecType type);
@@ -221,6 +233,9 @@ class Agent {
   bool initialized_ = false;
   uint32_t restarts_ = 0;
   std::map<std::string, std::function<std::string(bool)>> showSources_;
+  bool daemon_ = false;
+  // The restart a daemon owes the library that asked to exit.
+  Vix::Clock libraryRestart_;
 };
 
 }  // namespace KorAgent

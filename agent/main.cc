@@ -9,16 +9,22 @@
 //                                  address); combines with --netlink, which
 //                                  names the interfaces and VRF tables the
 //                                  routes use, and with --socket
-//   kor-agent --ask PATH 'SR4u a'  asks a running agent
+//   kor-agent --ask PATH 'SR4u a'  asks a running agent (TEXT may hold several
+//                                  lines; - reads the request from stdin)
 // Options: --trace (library traces to stderr), --realtime (a scenario file
 // on the monotonic clock instead of the manual one), --netns NAME (enters the
 // network namespace /var/run/netns/NAME before any socket is opened).
+// The command socket's options (docs/daemon.md): --socket-group GROUP (the
+// group may use it too; owner-only otherwise), --socket-timeout DURATION (a
+// connection making no progress that long is closed; 60s),
+// --socket-answer-max BYTES (answer bytes one client may hold unread; 256 MiB).
 #include <fcntl.h>
 #include <sched.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <charconv>
 #include <csignal>
 #include <cstdio>
 #include <cstring>
@@ -26,6 +32,7 @@
 #include <iostream>
 #include <memory>
 #include <sstream>
+#include <stdexcept>
 #include <string>
 
 #include "agent/Agent.h"
@@ -46,7 +53,8 @@ int usage() {
   std::fprintf(stderr,
                "usage: kor-agent [--trace] [--realtime] [FILE | -]\n"
                "       kor-agent [--trace] [--netns NAME] [--netlink] [--fpm ADDR:PORT] [--socket PATH]\n"
-               "       kor-agent --ask PATH COMMAND\n");
+               "                 [--socket-group GROUP] [--socket-timeout DURATION] [--socket-answer-max BYTES]\n"
+               "       kor-agent --ask PATH REQUEST|-\n");
   return 2;
 }
 
@@ -54,6 +62,31 @@ KorAgent::Agent* servedAgent = nullptr;
 
 void handleStopSignal(int) {
   if (servedAgent) servedAgent->loop()->stop();
+}
+
+// --socket-timeout: a duration as the scenario language writes it, above 0.
+bool parseTimeout(std::string const& text, double* out) {
+  try {
+    double const v = KorAgent::ScenarioRunner::parseDuration(text);
+    if (!(v > 0)) throw std::invalid_argument("not above 0");
+    *out = v;
+    return true;
+  } catch (std::exception const&) {
+    std::fprintf(stderr, "kor-agent: --socket-timeout: bad duration '%s'\n", text.c_str());
+    return false;
+  }
+}
+
+// --socket-answer-max: a byte count, at least 1024.
+bool parseBytes(std::string const& text, size_t* out) {
+  size_t v = 0;
+  auto [end, ec] = std::from_chars(text.data(), text.data() + text.size(), v);
+  if (ec != std::errc() || end != text.data() + text.size() || v < 1024) {
+    std::fprintf(stderr, "kor-agent: --socket-answer-max: bad byte count '%s' (at least 1024)\n", text.c_str());
+    return false;
+  }
+  *out = v;
+  return true;
 }
 
 // Enters a network namespace made by `ip netns add NAME`.
@@ -73,8 +106,12 @@ bool enterNetns(std::string const& name) {
   return true;
 }
 
-int serve(std::string const& path, bool netlink, std::string const& fpm) {
+int serve(std::string const& path, bool netlink, std::string const& fpm, std::string const& socketGroup,
+          KorAgent::CommandServer::Limits const& limits) {
   KorAgent::Agent agent(Vix::makePtr<Vix::MonotonicTimeSource>());
+  // Real time on its own loop: `run` is refused, kept traces and log records
+  // are bounded, a library that asks to exit is restarted in process.
+  agent.daemonIs(true);
   // Fed by zebra or the kernel the agent runs unattended: log lines go to
   // standard error as they come, not into the answers of the socket's shows.
   if (netlink || !fpm.empty()) Vix::logSinkIs(Vix::makePtr<Vix::StderrLogSink>());
@@ -104,10 +141,10 @@ int serve(std::string const& path, bool netlink, std::string const& fpm) {
       return 1;
     }
   }
-  KorAgent::CommandServer server(agent.loop(), [&](int fd, std::string const& text) {
-    return agent.channel(fd, text);
-  });
-  if (!path.empty() && !server.listenIs(path)) {
+  KorAgent::CommandServer server(
+      agent.loop(), [&](int fd, std::string const& line, size_t lineNo) { return agent.channel(fd, line, lineNo); },
+      limits);
+  if (!path.empty() && !server.listenIs(path, socketGroup)) {
     std::fprintf(stderr, "kor-agent: %s\n", server.errorText().c_str());
     return 1;
   }
@@ -126,7 +163,8 @@ int serve(std::string const& path, bool netlink, std::string const& fpm) {
 
 int main(int argc, char** argv) {
   bool trace = false, realtime = false;
-  std::string socketPath, askPath, askText, file, netns, fpm;
+  std::string socketPath, askPath, askText, file, netns, fpm, socketGroup;
+  KorAgent::CommandServer::Limits socketLimits;
   bool haveFile = false, netlink = false;
   for (int i = 1; i < argc; ++i) {
     std::string a = argv[i];
@@ -136,6 +174,12 @@ int main(int argc, char** argv) {
       realtime = true;
     } else if (a == "--socket" && i + 1 < argc) {
       socketPath = argv[++i];
+    } else if (a == "--socket-group" && i + 1 < argc) {
+      socketGroup = argv[++i];
+    } else if (a == "--socket-timeout" && i + 1 < argc) {
+      if (!parseTimeout(argv[++i], &socketLimits.timeout)) return usage();
+    } else if (a == "--socket-answer-max" && i + 1 < argc) {
+      if (!parseBytes(argv[++i], &socketLimits.answerMax)) return usage();
     } else if (a == "--fpm" && i + 1 < argc) {
       fpm = argv[++i];
     } else if (a == "--netlink") {
@@ -160,18 +204,25 @@ int main(int argc, char** argv) {
   if (!netns.empty() && !enterNetns(netns)) return 1;
 
   if (!askPath.empty()) {
+    if (askText == "-") {
+      std::ostringstream in;
+      in << std::cin.rdbuf();
+      askText = in.str();
+    }
     KorAgent::CommandClient client(askPath);
     std::string answer;
-    if (!client.ask(askText, &answer)) {
+    bool const complete = client.ask(askText, &answer);
+    std::fwrite(answer.data(), 1, answer.size(), stdout);
+    std::fflush(stdout);
+    if (!complete) {
       std::fprintf(stderr, "kor-agent: %s\n", client.errorText().c_str());
       return 1;
     }
-    std::fwrite(answer.data(), 1, answer.size(), stdout);
     return 0;
   }
 
   if (trace) KorAgent::Agent::traceToStderrIs(true);
-  if (!socketPath.empty() || netlink || !fpm.empty()) return serve(socketPath, netlink, fpm);
+  if (!socketPath.empty() || netlink || !fpm.empty()) return serve(socketPath, netlink, fpm, socketGroup, socketLimits);
 
   Vix::Ptr<Vix::TimeSource> ts;
   if (realtime) ts = Vix::makePtr<Vix::MonotonicTimeSource>();

@@ -3,9 +3,27 @@
 #include <poll.h>
 
 #include <cmath>
+#include <stdexcept>
+#include <string>
 #include <vector>
 
 namespace Vix {
+
+namespace {
+
+// Counts the handlers of the loop on the stack, also when one throws.
+class HandlerScope {
+ public:
+  explicit HandlerScope(int* depth) : depth_(depth) { ++*depth_; }
+  HandlerScope(HandlerScope const&) = delete;
+  HandlerScope& operator=(HandlerScope const&) = delete;
+  ~HandlerScope() { --*depth_; }
+
+ private:
+  int* depth_;
+};
+
+}  // namespace
 
 Clock::Clock(ActivityLoop* loop, Handler h) : loop_(loop), handler_(std::move(h)) {}
 
@@ -35,7 +53,14 @@ void ActivityLoop::unschedule(Clock* c) { timers_.erase(c->key_); }
 
 Seconds ActivityLoop::nextDue() const { return timers_.empty() ? kNever : timers_.begin()->first.first; }
 
+void ActivityLoop::doRefuseNestedRun(char const* what) const {
+  if (handlerDepth_ > 0)
+    throw std::logic_error(std::string("ActivityLoop::") + what +
+                           " called from inside one of the loop's own handlers: a handler never runs its loop");
+}
+
 size_t ActivityLoop::runDue() {
+  doRefuseNestedRun("runDue");
   size_t n = 0;
   Seconds now = this->now();
   // A handler that re-arms for "now" runs again in this round; the bound keeps
@@ -51,6 +76,7 @@ size_t ActivityLoop::runDue() {
     ++n;
     if (c->handler_) {
       Seconds start = this->now();
+      HandlerScope scope(&handlerDepth_);
       c->handler_();
       Seconds held = this->now() - start;
       if (held > longestHandler_) longestHandler_ = held;
@@ -60,6 +86,7 @@ size_t ActivityLoop::runDue() {
 }
 
 void ActivityLoop::runFor(Seconds d) {
+  doRefuseNestedRun("runFor");
   Seconds end = now() + d;
   if (time_->isManual()) {
     for (;;) {
@@ -82,6 +109,7 @@ void ActivityLoop::runFor(Seconds d) {
 }
 
 bool ActivityLoop::runUntilIdle(Seconds limit) {
+  doRefuseNestedRun("runUntilIdle");
   Seconds end = now() + limit;
   for (;;) {
     runDue();
@@ -98,6 +126,7 @@ bool ActivityLoop::runUntilIdle(Seconds limit) {
 }
 
 void ActivityLoop::run() {
+  doRefuseNestedRun("run");
   stopped_ = false;
   while (!stopped_) {
     runDue();
@@ -113,22 +142,80 @@ void ActivityLoop::run() {
   }
 }
 
-void ActivityLoop::fdIs(int fd, FdHandler h) { fds_[fd] = std::move(h); }
-void ActivityLoop::fdDel(int fd) { fds_.erase(fd); }
+void ActivityLoop::fdIs(int fd, FdHandler h) {
+  FdWatch& w = fds_[fd];
+  if (!w.id) w.id = ++watchSeq_;
+  w.read = std::move(h);
+}
+
+void ActivityLoop::fdWriteIs(int fd, FdHandler h) {
+  FdWatch& w = fds_[fd];
+  if (!w.id) w.id = ++watchSeq_;
+  w.write = std::move(h);
+}
+
+void ActivityLoop::fdDel(int fd) {
+  auto it = fds_.find(fd);
+  if (it == fds_.end()) return;
+  it->second.read = nullptr;
+  doForgetEmptyWatch(fd);
+}
+
+void ActivityLoop::fdWriteDel(int fd) {
+  auto it = fds_.find(fd);
+  if (it == fds_.end()) return;
+  it->second.write = nullptr;
+  doForgetEmptyWatch(fd);
+}
+
+void ActivityLoop::doForgetEmptyWatch(int fd) {
+  auto it = fds_.find(fd);
+  if (it != fds_.end() && !it->second.read && !it->second.write) fds_.erase(it);
+}
 
 void ActivityLoop::pollFds(Seconds timeout) {
   std::vector<pollfd> p;
+  std::vector<uint64_t> ids;
   p.reserve(fds_.size());
-  for (auto const& [fd, h] : fds_) p.push_back({fd, POLLIN, 0});
+  ids.reserve(fds_.size());
+  for (auto const& [fd, w] : fds_) {
+    short events = static_cast<short>((w.read ? POLLIN : 0) | (w.write ? POLLOUT : 0));
+    p.push_back({fd, events, 0});
+    ids.push_back(w.id);
+  }
   int ms = timeout <= 0 ? 0 : static_cast<int>(std::min(timeout, 1.0) * 1000.0 + 0.999);
   int r = ::poll(p.data(), p.size(), ms);
   if (r <= 0) return;
-  for (auto const& e : p) {
-    if (!(e.revents & (POLLIN | POLLHUP | POLLERR))) continue;
-    auto it = fds_.find(e.fd);
-    if (it == fds_.end()) continue;
-    FdHandler h = it->second;  // the handler may remove itself
-    h();
+  for (size_t i = 0; i < p.size(); ++i) {
+    auto const& e = p[i];
+    if (!e.revents) continue;
+    // A handler may remove any watch, close its descriptor and open another
+    // under the same number: each call looks the watch up again.
+    auto current = [&]() -> FdWatch* {
+      auto it = fds_.find(e.fd);
+      return it == fds_.end() || it->second.id != ids[i] ? nullptr : &it->second;
+    };
+    if (e.revents & POLLNVAL) {
+      // Closed while watched: polling it again would report it at once,
+      // forever.
+      if (current()) fds_.erase(e.fd);
+      continue;
+    }
+    bool const ended = e.revents & (POLLHUP | POLLERR);
+    if ((e.revents & POLLIN) || ended) {
+      if (FdWatch* w = current(); w && w->read) {
+        FdHandler h = w->read;  // the handler may remove itself
+        HandlerScope scope(&handlerDepth_);
+        h();
+      }
+    }
+    if ((e.revents & POLLOUT) || ended) {
+      if (FdWatch* w = current(); w && w->write) {
+        FdHandler h = w->write;
+        HandlerScope scope(&handlerDepth_);
+        h();
+      }
+    }
   }
 }
 

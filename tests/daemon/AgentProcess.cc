@@ -17,6 +17,10 @@
 #include <thread>
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+
+#include "agent/CommandClient.h"
 
 namespace KorTest {
 
@@ -33,7 +37,11 @@ std::string replaceDir(std::string a, std::string const& dir) {
 
 }  // namespace
 
-AgentProcess::AgentProcess(std::vector<std::string> const& args, std::string const& ready) {
+AgentProcess::AgentProcess(std::vector<std::string> const& args, std::string const& ready)
+    : AgentProcess(args, Spawn{ready, std::nullopt, std::nullopt, ""}) {}
+
+AgentProcess::AgentProcess(std::vector<std::string> const& args, Spawn const& spawn) {
+  std::string const& ready = spawn.ready;
   char tmpl[] = "/tmp/kor-daemon-XXXXXX";
   char* d = ::mkdtemp(tmpl);
   if (!d) {
@@ -41,16 +49,33 @@ AgentProcess::AgentProcess(std::vector<std::string> const& args, std::string con
     return;
   }
   dir_ = d;
-  std::vector<std::string> argv{KOR_AGENT_BIN};
+  // KOR_AGENT_BIN in the environment judges another build of the agent.
+  char const* bin = std::getenv("KOR_AGENT_BIN");
+  std::vector<std::string> argv{bin && *bin ? bin : KOR_AGENT_BIN};
   for (auto const& a : args) argv.push_back(replaceDir(a, dir_));
   std::string errPath = dir_ + "/stderr";
+  std::string outPath = dir_ + "/stdout";
+  std::string inPath = dir_ + "/stdin";
+  {
+    std::ofstream in(inPath, std::ios::binary);
+    in << spawn.stdinText;
+  }
   pid_ = ::fork();
   if (pid_ == 0) {
     int err = ::open(errPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-    int null = ::open("/dev/null", O_RDWR);
-    ::dup2(null, 0);
-    ::dup2(null, 1);
+    int out = ::open(outPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    int in = ::open(inPath.c_str(), O_RDONLY);
+    ::dup2(in, 0);
+    ::dup2(out, 1);
     ::dup2(err, 2);
+    ::close(in);
+    ::close(out);
+    ::close(err);
+    if (spawn.umask) ::umask(static_cast<mode_t>(*spawn.umask));
+    if (spawn.maxFds) {
+      rlimit lim{*spawn.maxFds, *spawn.maxFds};
+      ::setrlimit(RLIMIT_NOFILE, &lim);
+    }
     std::vector<char*> cargv;
     for (auto& a : argv) cargv.push_back(a.data());
     cargv.push_back(nullptr);
@@ -94,11 +119,42 @@ bool AgentProcess::terminate(double seconds) {
   return false;
 }
 
-std::string AgentProcess::stderrText() const {
-  std::ifstream in(dir_ + "/stderr");
+bool AgentProcess::waitForExit(double seconds) {
+  auto start = std::chrono::steady_clock::now();
+  while (secondsSince(start) < seconds) {
+    if (!alive()) return true;
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+  return !alive();
+}
+
+namespace {
+
+std::string fileText(std::string const& path) {
+  std::ifstream in(path, std::ios::binary);
   std::stringstream ss;
   ss << in.rdbuf();
   return ss.str();
+}
+
+}  // namespace
+
+std::string AgentProcess::stderrText() const { return fileText(dir_ + "/stderr"); }
+std::string AgentProcess::stdoutText() const { return fileText(dir_ + "/stdout"); }
+
+double AgentProcess::cpuSeconds() const {
+  // Fields 14 and 15 of /proc/PID/stat, after the command name in parentheses.
+  std::string stat = fileText("/proc/" + std::to_string(pid_) + "/stat");
+  size_t close = stat.rfind(')');
+  if (close == std::string::npos) return 0;
+  std::istringstream in(stat.substr(close + 2));
+  std::string field;
+  unsigned long long utime = 0, stime = 0;
+  for (int i = 3; i <= 15 && in >> field; ++i) {
+    if (i == 14) utime = std::stoull(field);
+    if (i == 15) stime = std::stoull(field);
+  }
+  return double(utime + stime) / double(::sysconf(_SC_CLK_TCK));
 }
 
 bool AgentProcess::waitForStderr(std::string const& text, double seconds) {
@@ -167,15 +223,49 @@ std::optional<std::string> readAll(int fd, double seconds) {
 }
 
 std::optional<std::string> AgentProcess::ask(std::string const& text, double seconds) const {
+  auto answer = askRaw(text, seconds);
+  if (!answer || !KorAgent::CommandClient::answerComplete(&*answer)) return std::nullopt;
+  return answer;
+}
+
+std::optional<std::string> AgentProcess::askRaw(std::string const& text, double seconds) const {
   int fd = connectSocket();
   if (fd < 0) return std::nullopt;
-  std::string line = text + "\n";
-  if (::send(fd, line.data(), line.size(), MSG_NOSIGNAL) != static_cast<ssize_t>(line.size())) {
-    ::close(fd);
-    return std::nullopt;
+  // The request is sent while the answer is read: the agent answers a long
+  // request line by line and reads on only while its answers are taken.
+  std::string const line = text + "\n";
+  size_t off = 0;
+  std::string out;
+  auto start = std::chrono::steady_clock::now();
+  char buf[65536];
+  std::optional<std::string> answer;
+  for (;;) {
+    if (off == line.size()) {
+      ::shutdown(fd, SHUT_WR);
+      off = line.size() + 1;
+    }
+    double left = seconds - secondsSince(start);
+    if (left <= 0) break;
+    bool const sending = off < line.size();
+    pollfd p{fd, static_cast<short>(POLLIN | (sending ? POLLOUT : 0)), 0};
+    int r = ::poll(&p, 1, static_cast<int>(left * 1000) + 1);
+    if (r < 0 && errno == EINTR) continue;
+    if (r <= 0) break;
+    if (p.revents & (POLLIN | POLLHUP | POLLERR)) {
+      ssize_t n = ::read(fd, buf, sizeof buf);
+      if (n > 0) {
+        out.append(buf, static_cast<size_t>(n));
+        continue;
+      }
+      if (n == 0) answer = out;
+      if (n == 0 || (errno != EINTR && errno != EAGAIN)) break;
+    }
+    if (sending && (p.revents & POLLOUT)) {
+      ssize_t n = ::send(fd, line.data() + off, line.size() - off, MSG_NOSIGNAL | MSG_DONTWAIT);
+      if (n > 0) off += static_cast<size_t>(n);
+      else if (n < 0 && errno != EINTR && errno != EAGAIN) break;
+    }
   }
-  ::shutdown(fd, SHUT_WR);
-  auto answer = readAll(fd, seconds);
   ::close(fd);
   return answer;
 }

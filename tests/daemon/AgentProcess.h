@@ -14,10 +14,18 @@ namespace KorTest {
 
 class AgentProcess {
  public:
-  // Starts KOR_AGENT_BIN with `args`; "{dir}" in an argument is replaced by
+  // How the process is started besides its arguments.
+  struct Spawn {
+    std::string ready = "kor-agent: serving";
+    std::optional<unsigned> umask;    // the process's umask
+    std::optional<unsigned> maxFds;   // its RLIMIT_NOFILE
+    std::string stdinText;            // what it reads on standard input
+  };
+  // Starts KOR_AGENT_BIN (the build's, or the environment's) with `args`; "{dir}" in an argument is replaced by
   // the process's temporary directory. Returns once the agent has printed
   // `ready` on standard error (empty: at once), or fails the test.
   AgentProcess(std::vector<std::string> const& args, std::string const& ready = "kor-agent: serving");
+  AgentProcess(std::vector<std::string> const& args, Spawn const& spawn);
   AgentProcess(AgentProcess const&) = delete;
   AgentProcess& operator=(AgentProcess const&) = delete;
   ~AgentProcess();
@@ -33,8 +41,13 @@ class AgentProcess {
   std::optional<int> exitStatus() const { return status_; }
   // Sends SIGTERM and waits up to `seconds` for the end; true when it ended.
   bool terminate(double seconds = 10.0);
-  // Everything the agent wrote to standard error so far.
+  // Waits up to `seconds` for the end, without a signal; true when it ended.
+  bool waitForExit(double seconds = 10.0);
+  // Everything the agent wrote to standard error (standard output) so far.
   std::string stderrText() const;
+  std::string stdoutText() const;
+  // User plus system CPU time the process has used, from /proc.
+  double cpuSeconds() const;
   // Waits until standard error contains `text` (false after `seconds`).
   bool waitForStderr(std::string const& text, double seconds = 10.0);
   // Resident set size in KiB, from /proc.
@@ -44,9 +57,12 @@ class AgentProcess {
 
   // One request on the command socket as `kor-agent --ask` sends it: the
   // text and a newline, then the write side shut; the answer is read until
-  // the agent closes. nullopt when the connection failed, was reset or did
-  // not close within `seconds`.
+  // the agent closes and handed back without its end line ("#end BYTES").
+  // nullopt when the connection failed, was reset, did not close within
+  // `seconds`, or the answer had no valid end line.
   std::optional<std::string> ask(std::string const& text, double seconds = 10.0) const;
+  // The same, with the bytes as the agent sent them (end line included).
+  std::optional<std::string> askRaw(std::string const& text, double seconds = 10.0) const;
   // Connects to the command socket and returns the descriptor (-1 on
   // failure); the caller owns it.
   int connectSocket() const;

@@ -24,6 +24,7 @@ using KorFeeds::NlNexthopObject;
 using KorFeeds::NlRoute;
 
 std::filesystem::path corpusDir() {
+  // Not from __FILE__: a compiler cache rewrites it relative to the build.
   return std::filesystem::path(KOR_FUZZ_DIR) / "corpus" / "fpm";
 }
 

@@ -1,6 +1,11 @@
 // Timers on the manual clock, and notification delivery of entities.
 #include <gtest/gtest.h>
 
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <functional>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -54,6 +59,78 @@ TEST(ActivityLoopTest, DestroyedClockIsCancelled) {
   }
   EXPECT_TRUE(loop.runUntilIdle());
   EXPECT_EQ(n, 0);
+}
+
+// A handler that runs its own loop would call itself again (its descriptor
+// stays readable) without end: the loop refuses, and stays usable.
+TEST(ActivityLoopTest, RunningTheLoopFromItsOwnHandlersIsRefused) {
+  auto ts = Vix::makePtr<Vix::ManualTimeSource>(0.0);
+  Vix::ActivityLoop loop(ts);
+  int refused = 0;
+  Vix::Clock nested(&loop, [&] {
+    EXPECT_TRUE(loop.inHandler());
+    for (auto run : {std::function<void()>([&] { loop.runFor(1); }), std::function<void()>([&] { loop.runUntilIdle(); }),
+                     std::function<void()>([&] { loop.runDue(); }), std::function<void()>([&] { loop.run(); })}) {
+      try {
+        run();
+      } catch (std::logic_error const& e) {
+        EXPECT_NE(std::string(e.what()).find("called from inside one of the loop's own handlers"), std::string::npos);
+        ++refused;
+      }
+    }
+  });
+  nested.timeMinIs(1);
+  EXPECT_TRUE(loop.runUntilIdle());
+  EXPECT_EQ(refused, 4);
+  EXPECT_FALSE(loop.inHandler());
+
+  // The same from a descriptor handler, on real time.
+  Vix::ActivityLoop real(Vix::makePtr<Vix::MonotonicTimeSource>());
+  int fds[2];
+  ASSERT_EQ(::pipe(fds), 0);
+  ASSERT_EQ(::write(fds[1], "x", 1), 1);
+  int calls = 0;
+  real.fdIs(fds[0], [&] {
+    ++calls;
+    EXPECT_THROW(real.runFor(0.01), std::logic_error);
+    real.fdDel(fds[0]);
+  });
+  real.runFor(0.05);
+  EXPECT_EQ(calls, 1);
+  ::close(fds[0]);
+  ::close(fds[1]);
+}
+
+// Write readiness: the write watcher runs when the peer makes room, apart from
+// the read watcher of the same descriptor; a descriptor closed while watched
+// is dropped instead of being polled again and again.
+TEST(ActivityLoopTest, WriteWatchersAndClosedDescriptors) {
+  Vix::ActivityLoop loop(Vix::makePtr<Vix::MonotonicTimeSource>());
+  int sv[2];
+  ASSERT_EQ(::socketpair(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK, 0, sv), 0);
+  std::string chunk(65536, 'x');
+  while (::send(sv[0], chunk.data(), chunk.size(), MSG_DONTWAIT) > 0) {
+  }
+  int writable = 0, readable = 0;
+  loop.fdWriteIs(sv[0], [&] { ++writable; });
+  loop.fdIs(sv[0], [&] { ++readable; });
+  loop.runFor(0.02);
+  EXPECT_EQ(writable, 0) << "full socket reported writable";
+  char buf[65536];
+  while (::read(sv[1], buf, sizeof buf) > 0) {
+  }
+  loop.runFor(0.02);
+  EXPECT_GT(writable, 0);
+  EXPECT_EQ(readable, 0);
+  loop.fdWriteDel(sv[0]);
+  writable = 0;
+  loop.runFor(0.02);
+  EXPECT_EQ(writable, 0);
+  EXPECT_EQ(loop.fdWatched(), 1u);  // the read watcher is still there
+  ::close(sv[0]);
+  loop.runFor(0.02);
+  EXPECT_EQ(loop.fdWatched(), 0u);
+  ::close(sv[1]);
 }
 
 class Thing : public Vix::Entity {

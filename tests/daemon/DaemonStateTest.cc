@@ -1,0 +1,93 @@
+// The daemon's own state across requests: a change of the adjacency sharing
+// mode restarts the library in process (the daemon and its socket stay),
+// and what the library traces and logs between two answers is kept only up
+// to a bound, the rest counted.
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <chrono>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "AgentProcess.h"
+
+namespace {
+
+using KorTest::AgentProcess;
+
+size_t count(std::string const& text, std::string const& what) {
+  size_t n = 0;
+  for (size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + what.size())) ++n;
+  return n;
+}
+
+// Waits until the agent has used no CPU for a while: its loop has nothing left
+// to do (generous bound).
+void waitIdle(AgentProcess const& agent) {
+  auto const start = std::chrono::steady_clock::now();
+  double last = agent.cpuSeconds();
+  while (std::chrono::steady_clock::now() - start < std::chrono::seconds(60)) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    double const now = agent.cpuSeconds();
+    if (now == last) return;
+    last = now;
+  }
+}
+
+TEST(DaemonStateTest, AChangeOfAdjacencySharingRestartsTheLibraryInProcess) {
+  AgentProcess agent({"--socket", "{dir}/kor.sock"});
+  auto shown = agent.ask("show l2adj");
+  ASSERT_TRUE(shown.has_value());
+  EXPECT_NE(shown->find("sharing on"), std::string::npos) << *shown;
+
+  auto answer = agent.ask("set adjSharing off\nshow l2adj");
+  ASSERT_TRUE(answer.has_value()) << "no complete answer; stderr:\n" << agent.stderrText();
+  EXPECT_NE(answer->find("the daemon restarts it in process"), std::string::npos) << *answer;
+  // The next line already sees the library restarted into the new mode.
+  EXPECT_NE(answer->find("sharing off"), std::string::npos) << *answer;
+  ASSERT_TRUE(agent.alive()) << "the daemon ended on a sharing mode change";
+  struct stat st;
+  EXPECT_EQ(::stat(agent.socketPath().c_str(), &st), 0);
+
+  answer = agent.ask("set adjSharing on");
+  ASSERT_TRUE(answer.has_value());
+  shown = agent.ask("show l2adj");
+  ASSERT_TRUE(shown.has_value());
+  EXPECT_NE(shown->find("sharing on"), std::string::npos) << *shown;
+  EXPECT_EQ(count(agent.stderrText(), "the library restarted in process"), 2u) << agent.stderrText();
+}
+
+TEST(DaemonStateTest, TracesAndLogsKeptBetweenAnswersAreBounded) {
+  AgentProcess agent({"--socket", "{dir}/kor.sock"});
+  // 10,500 FECs over more paths than the hardware's limit: each review of
+  // one raises a log event, and its machine traces it.
+  int const fecs = 10500;
+  std::vector<std::string> lines{"routing default on", "set maxEcmp 1", "intf add Ethernet1 routed",
+                                 "arp add default 10.1.0.2 00:1c:73:00:00:02 Ethernet1",
+                                 "arp add default 10.1.0.3 00:1c:73:00:00:03 Ethernet1"};
+  for (int i = 1; i <= fecs; ++i)
+    lines.push_back("fec add " + std::to_string(i) + " via 10.1.0.2 Ethernet1 via 10.1.0.3 Ethernet1");
+  for (auto const& line : lines) ASSERT_TRUE(agent.ask(line).has_value()) << line;
+  waitIdle(agent);
+  ASSERT_TRUE(agent.ask("echo settled", 30.0).has_value());
+
+  // The restart reviews every FEC again after this answer is sent: the
+  // events wait for the next one.
+  ASSERT_TRUE(agent.ask("trace korAdjSm 0-9").has_value());
+  auto answer = agent.ask("restart");
+  ASSERT_TRUE(answer.has_value());
+  waitIdle(agent);
+  answer = agent.ask("echo next", 60.0);
+  ASSERT_TRUE(answer.has_value());
+  size_t const logs = count(*answer, "\nlog: ROUTING_MAX_PATHS_EXCEEDED");
+  size_t const traces = count(*answer, "\ntrace: KorAdjSm");
+  EXPECT_LE(logs, 10000u);
+  EXPECT_LE(traces, 10000u);
+  EXPECT_NE(answer->find("more log events dropped: at most 10000 are kept between answers"), std::string::npos)
+      << answer->substr(0, 500);
+  EXPECT_NE(answer->find("more trace lines dropped: at most 10000 are kept between answers"), std::string::npos);
+  EXPECT_EQ(answer->rfind("next\n", 0), 0u);
+}
+
+}  // namespace
