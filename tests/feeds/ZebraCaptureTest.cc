@@ -23,9 +23,9 @@ using KorFeeds::NlNexthop;
 using KorFeeds::NlNexthopObject;
 using KorFeeds::NlRoute;
 
-std::filesystem::path corpusDir() {
-  return std::filesystem::path(__FILE__).parent_path().parent_path().parent_path() / "fuzz" / "corpus" / "fpm";
-}
+// From the build's absolute path: __FILE__ is relative under a compiler
+// cache with a base directory, and the tests run in another directory.
+std::filesystem::path corpusDir() { return std::filesystem::path(KOR_FUZZ_DIR) / "corpus" / "fpm"; }
 
 struct Capture {
   std::vector<std::vector<uint8_t>> frames;  // netlink bytes of each frame
