@@ -163,8 +163,13 @@ RouteSmT<AF>::RouteSmT(Vix::Ptr<KorCommonSmData> const& acsd, VrfRoot* vrfRoot, 
   }
 }
 
-// The VRF goes: its routes leave the hand-over list (and so the chip). The
-// adjacency machine may already be gone; its records are not touched.
+// The VRF goes, or the agent restarts: its routes leave the hand-over list
+// (and so the chip, unless a restart detached the chip's resolver first).
+// The counters this machine added to stay with the VrfL3Status and
+// L3Status, which outlive a restart: they lose what this machine counted,
+// so that the next run starts from its own unprogrammed and parent-drop
+// routes only. The adjacency machine may already be gone; its records are
+// not touched.
 template <class AF>
 RouteSmT<AF>::~RouteSmT() {
   for (auto* r : {static_cast<Vix::NotifieeBase*>(vrfL3StatusReactor_.get()),
@@ -184,10 +189,8 @@ RouteSmT<AF>::~RouteSmT() {
     if constexpr (isV4) l3.ipv4FibRoutesDec(fibRoute_.size());
     else l3.ipv6FibRoutesDec(fibRoute_.size());
   }
-  if (!unprogrammedRoute_.empty()) {
-    if constexpr (isV4) l3.ipv4UnProgrammedRoutesDec(unprogrammedRoute_.size());
-    else l3.ipv6UnProgrammedRoutesDec(unprogrammedRoute_.size());
-  }
+  if (!unprogrammedRoute_.empty()) unprogrammedCountIs(-int(unprogrammedRoute_.size()));
+  if (parentDropRoutes_) parentDropCountIs(-int(parentDropRoutes_));
 }
 
 template <class AF>
