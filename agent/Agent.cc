@@ -12,6 +12,7 @@
 #include "agent/JsonString.h"
 #include "agent/ScenarioRunner.h"
 #include "kor/adj/AdjEntry.h"
+#include "kor/adj/AdjSm.h"
 #include "kor/adj/L2AdjHelper.h"
 #include "kor/common/KorCommonSmData.h"
 #include "kor/common/TractoLevels.h"
@@ -497,13 +498,20 @@ void Agent::doCheckVias(uint64_t id, std::vector<Via> const& vias, Quill::Fib::F
   if (type == FecType::attached && (vias.size() != 1 || !vias[0].hop.isZero()))
     fail(fec + ": an attached FEC has one via, an interface without address");
   bool v6 = vias.at(0).hop.isV6();
+  uint64_t paths = 0;
   for (auto const& v : vias) {
     if (v.hop.isV6() != v6) fail(fec + " mixes IPv4 and IPv6 next hops");
     if (v.intf.isNone()) fail("empty interface name");
     if (v.weight == 0) fail(fec + ": weight 0");
     for (uint32_t l : v.labels)
       if (l > kMaxMplsLabel) fail("bad MPLS label " + std::to_string(l));
+    paths += v.weight;
   }
+  // The library holds at most kMaxPaths paths per FEC (a via of weight w is
+  // w paths): more is refused here, whole, rather than cut where nobody sees.
+  if (paths > Kor::AdjSm::kMaxPaths)
+    fail(fec + " has " + std::to_string(paths) + " paths, more than the " + std::to_string(Kor::AdjSm::kMaxPaths) +
+         " one FEC can hold");
 }
 
 template <class AF>

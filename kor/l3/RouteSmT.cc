@@ -455,8 +455,18 @@ void RouteSmT<AF>::updateAdjInfo(Prefix const& prefix, FibRoute& fib, Route cons
         l2 = adjSm.getL2AdjIndex(fecId, old ? FecId(old->fibAdjIndex()) : FecId(), uint8_t(AF::version), sync,
                                  &fecEntry);
       }
-      next = adjInfoPool_.intern(type, fecId.value(), l2, fec.viaCount() > 0);
-      KOR_TRACE(8, "Fib adjIndex: " << fecId.value() << ", L2 adjIndex: " << l2);
+      if (!l2 && adjSm.isAdjRefused(fecId.value())) {
+        // The adjacency machine refused the FEC (over an ECMP limit, logged
+        // there): handed over, the route would point at no adjacency and
+        // drop its traffic unseen. It waits unprogrammed, and the FEC's
+        // next change wakes it.
+        KOR_TRACE(5, "Adj of fec " << fecId << " refused. Unprogram the route " << prefix);
+        waitingForFec_[fecId].push_back(prefix);
+        unprogram = true;
+      } else {
+        next = adjInfoPool_.intern(type, fecId.value(), l2, fec.viaCount() > 0);
+        KOR_TRACE(8, "Fib adjIndex: " << fecId.value() << ", L2 adjIndex: " << l2);
+      }
     }
   }
   if (next.ptr() == old && !force && !unprogram && fib.state() == RouteReviewState::cleanRoute) {
