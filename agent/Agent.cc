@@ -119,6 +119,7 @@ void Agent::doCreateLibrary() {
   doApplyLags();
   // One L2 adjacency helper for every VRF, before the VRF root hands it on.
   chip_->softAdjSmHelper().l3StatusIs(in_->l3Status_);
+  chip_->softVrfHelper().l3StatusIs(in_->l3Status_);
   l2AdjHelper_ = Vix::makePtr<Kor::L2AdjHelper>(acsd_, in_->l3Status_, in_->hwConfig_, in_->allIntfStatusDir_,
                                                 chip_->adjSmHelper());
   l2AdjHelper_->exitFnIs([this](int status) { exitFn_(status); });
@@ -423,6 +424,7 @@ void Agent::envIs(std::string const& name, std::optional<std::string> const& val
 
 void Agent::chipRulesChanged() {
   chip_->softAdjSmHelper().recheckResourceFull();
+  chip_->softVrfHelper().recheckResourceFull();
   if (auto const& resolver = chip_->routeResolver()) resolver->doRecheckResourceFull();
 }
 
@@ -643,7 +645,8 @@ std::string Agent::showVrfs(bool json) const {
       os << (first ? "" : ", ") << "{\"name\": " << js(name) << ", \"id\": ";
       if (l3.vrfIdHas(name)) os << l3.vrfId(name).value();
       else os << "null";
-      os << "}";
+      auto root = vrfRootOf(name);
+      os << ", \"chip\": " << (root ? js(Kor::toString(root->hwState())) : std::string("null")) << "}";
       first = false;
     }
     os << "]}\n";
@@ -652,10 +655,20 @@ std::string Agent::showVrfs(bool json) const {
   os << "vrfs:\n";
   for (auto const& [name, info] : in_->vrfInfoDir_->vrfInfoMap()) {
     os << "  " << std::left << std::setw(12) << name << " id ";
-    if (l3.vrfIdHas(name)) os << l3.vrfId(name).value() << "\n";
-    else os << "-\n";
+    if (l3.vrfIdHas(name)) os << l3.vrfId(name).value();
+    else os << "-";
+    // A VRF the chip has not taken says so (and how often it was retried).
+    auto root = vrfRootOf(name);
+    if (root && root->hwState() != Kor::VrfHwState::vrfHwInstalled)
+      os << " chip " << root->hwState() << ", retries " << root->hwRetries();
+    os << "\n";
   }
   return os.str();
+}
+
+Kor::VrfRoot const* Agent::vrfRootOf(std::string const& name) const {
+  if (!vrfRootSm_ || name.size() > Kor::VrfName::maxBytes) return nullptr;
+  return vrfRootSm_->vrfRoot(Kor::VrfName(name)).ptr();
 }
 
 std::string Agent::showL3(bool json) const {

@@ -66,12 +66,8 @@ void SoftAdjSmHelper::deleteAdj(Kor::L2Adjacency const& l2Adj) {
 }
 
 void SoftAdjSmHelper::recheckResourceFull() {
-  if (!l3Status_ || !l3Status_->adjResourceFull()) return;
-  auto& t = chip_->l2AdjTable();
-  auto const& kinds = chip_->injector().kindFaults();
-  auto rule = kinds.find(t.name());
-  bool refused = rule != kinds.end() && rule->second == ChipAnswer::resourceFull;
-  if (t.size() < t.capacity() && !refused) l3Status_->adjResourceFullIs(false);
+  if (l3Status_ && l3Status_->adjResourceFull() && !chip_->refusesNew(chip_->l2AdjTable()))
+    l3Status_->adjResourceFullIs(false);
 }
 
 bool SoftAdjSmHelper::verifyAdj(Kor::L2Adjacency const& l2Adj) {

@@ -695,6 +695,7 @@ bool AdjSm::removeAdjEntryFromL2Adj(Vix::Ptr<AdjEntry> const& adjEntry) {
   intfMappingsIs(adjEntry, {});
   if (l2AdjHelper_ && adjEntry->l2Adj()) l2AdjHelper_->doRemoveAdjEntryFromL2Adj(adjEntry->l2Adj(), *adjEntry);
   adjEntry->l2AdjIs(nullptr);
+  l3Status_->adjEntryUpdatesDel(adjEntry);
   unprogrammedAdjList_.erase(adjEntry->fecId());
   creationDeferredAdj_.erase(adjIndex);
   vrfL3Status_->adjEntryReviewCntDel(adjEntry->fecId());
