@@ -13,6 +13,7 @@
 #include "agent/JsonString.h"
 #include "agent/ScenarioRunner.h"
 #include "kor/adj/AdjEntry.h"
+#include "kor/adj/AdjSm.h"
 #include "kor/adj/L2AdjHelper.h"
 #include "kor/common/KorCommonSmData.h"
 #include "kor/common/TractoLevels.h"
@@ -127,6 +128,7 @@ void Agent::doCreateLibrary() {
   doApplyLags();
   // One L2 adjacency helper for every VRF, before the VRF root hands it on.
   chip_->softAdjSmHelper().l3StatusIs(in_->l3Status_);
+  chip_->softVrfHelper().l3StatusIs(in_->l3Status_);
   l2AdjHelper_ = Vix::makePtr<Kor::L2AdjHelper>(acsd_, in_->l3Status_, in_->hwConfig_, in_->allIntfStatusDir_,
                                                 chip_->adjSmHelper());
   l2AdjHelper_->exitFnIs([this](int status) { exitFn_(status); });
@@ -463,6 +465,7 @@ void Agent::envIs(std::string const& name, std::optional<std::string> const& val
 
 void Agent::chipRulesChanged() {
   chip_->softAdjSmHelper().recheckResourceFull();
+  chip_->softVrfHelper().recheckResourceFull();
   if (auto const& resolver = chip_->routeResolver()) resolver->doRecheckResourceFull();
 }
 
@@ -538,13 +541,20 @@ void Agent::doCheckVias(uint64_t id, std::vector<Via> const& vias, Quill::Fib::F
   if (type == FecType::attached && (vias.size() != 1 || !vias[0].hop.isZero()))
     fail(fec + ": an attached FEC has one via, an interface without address");
   bool v6 = vias.at(0).hop.isV6();
+  uint64_t paths = 0;
   for (auto const& v : vias) {
     if (v.hop.isV6() != v6) fail(fec + " mixes IPv4 and IPv6 next hops");
     if (v.intf.isNone()) fail("empty interface name");
     if (v.weight == 0) fail(fec + ": weight 0");
     for (uint32_t l : v.labels)
       if (l > kMaxMplsLabel) fail("bad MPLS label " + std::to_string(l));
+    paths += v.weight;
   }
+  // The library holds at most kMaxPaths paths per FEC (a via of weight w is
+  // w paths): more is refused here, whole, rather than cut where nobody sees.
+  if (paths > Kor::AdjSm::kMaxPaths)
+    fail(fec + " has " + std::to_string(paths) + " paths, more than the " + std::to_string(Kor::AdjSm::kMaxPaths) +
+         " one FEC can hold");
 }
 
 template <class AF>
@@ -676,7 +686,8 @@ std::string Agent::showVrfs(bool json) const {
       os << (first ? "" : ", ") << "{\"name\": " << js(name) << ", \"id\": ";
       if (l3.vrfIdHas(name)) os << l3.vrfId(name).value();
       else os << "null";
-      os << "}";
+      auto root = vrfRootOf(name);
+      os << ", \"chip\": " << (root ? js(Kor::toString(root->hwState())) : std::string("null")) << "}";
       first = false;
     }
     os << "]}\n";
@@ -685,10 +696,20 @@ std::string Agent::showVrfs(bool json) const {
   os << "vrfs:\n";
   for (auto const& [name, info] : in_->vrfInfoDir_->vrfInfoMap()) {
     os << "  " << std::left << std::setw(12) << name << " id ";
-    if (l3.vrfIdHas(name)) os << l3.vrfId(name).value() << "\n";
-    else os << "-\n";
+    if (l3.vrfIdHas(name)) os << l3.vrfId(name).value();
+    else os << "-";
+    // A VRF the chip has not taken says so (and how often it was retried).
+    auto root = vrfRootOf(name);
+    if (root && root->hwState() != Kor::VrfHwState::vrfHwInstalled)
+      os << " chip " << root->hwState() << ", retries " << root->hwRetries();
+    os << "\n";
   }
   return os.str();
+}
+
+Kor::VrfRoot const* Agent::vrfRootOf(std::string const& name) const {
+  if (!vrfRootSm_ || name.size() > Kor::VrfName::maxBytes) return nullptr;
+  return vrfRootSm_->vrfRoot(Kor::VrfName(name)).ptr();
 }
 
 std::string Agent::showL3(bool json) const {

@@ -43,6 +43,7 @@ namespace Kor {
 class KorCommonSmData;
 class L2AdjHelper;
 class L3Status;
+class VrfRoot;
 class VrfRootSm;
 }  // namespace Kor
 
@@ -214,6 +215,8 @@ class Agent {
   std::string showL2Adj(bool json) const;
   std::string showRoutes(bool json) const;
   std::string vrfText(uint32_t vrfId) const;
+  // The library's root of an announced VRF (null: none, or not started).
+  Kor::VrfRoot const* vrfRootOf(std::string const& name) const;
 
   Vix::Ptr<Vix::ActivityLoop> loop_;
   Vix::Ptr<SoftChip::SoftChip> chip_;

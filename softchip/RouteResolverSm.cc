@@ -161,21 +161,15 @@ KorHelper::RouteUpdateAnswer RouteResolverSm::routeUpdateAnswer(Key<AF> const& k
   return asHandedOver ? Answer::programmed : Answer::failed;
 }
 
-bool RouteResolverSm::stillRefusing(ChipTableBase const& table) const {
-  auto const& kinds = chip_->injector().kindFaults();
-  auto rule = kinds.find(table.name());
-  return table.size() >= table.capacity() || (rule != kinds.end() && rule->second == ChipAnswer::resourceFull);
-}
-
 void RouteResolverSm::doRecheckResourceFull() {
   // Flags first, then the write: clearing one lets the route machines hand
   // over again at once, inside this call.
-  if (l3Status_->routingResourceFull() && !(full4_ && stillRefusing(chip_->route4Table()))) {
+  if (l3Status_->routingResourceFull() && !(full4_ && chip_->refusesNew(chip_->route4Table()))) {
     full4_ = false;
     l3Status_->routingResourceFullIs(false);
   }
-  if (l3Status_->ip6RoutingResourceFull() && !(full6_ && stillRefusing(chip_->route6Table())) &&
-      !(full6em_ && stillRefusing(chip_->route6EmTable()))) {
+  if (l3Status_->ip6RoutingResourceFull() && !(full6_ && chip_->refusesNew(chip_->route6Table())) &&
+      !(full6em_ && chip_->refusesNew(chip_->route6EmTable()))) {
     full6_ = false;
     full6em_ = false;
     l3Status_->ip6RoutingResourceFullIs(false);

@@ -73,7 +73,6 @@ class RouteResolverSm : public Vix::PtrInterface, public Kor::L3Status::Notifiee
   template <class AF>
   Kor::AdjInfo const* handedOver(Key<AF> const& key) const;
   ChipRouteTable<Nollo::Ipv6>& table6For(Nollo::Ip6Prefix const& prefix) const;
-  bool stillRefusing(ChipTableBase const& table) const;
 
   // The answer of the last resolve, for the route machine's question that
   // follows it at once (routeUpdateAnswer). It holds while the key's record

@@ -5,8 +5,28 @@
 namespace SoftChip {
 
 void SoftAdjSmHelper::record(char const* op, uint64_t index) {
-  calls_.push_back(std::string(op) + " " + std::to_string(index));
+  if (calls_.size() < kCallHistory) {
+    calls_.push_back({op, index});
+  } else {
+    calls_[callNext_] = {op, index};
+    callNext_ = (callNext_ + 1) % kCallHistory;
+  }
   ++opCount_[op];
+}
+
+std::vector<std::string> SoftAdjSmHelper::calls() const {
+  std::vector<std::string> out;
+  out.reserve(calls_.size());
+  for (size_t i = 0; i < calls_.size(); ++i) {
+    Call const& c = calls_[(callNext_ + i) % calls_.size()];
+    out.push_back(std::string(c.op) + " " + std::to_string(c.index));
+  }
+  return out;
+}
+
+void SoftAdjSmHelper::callsDelAll() {
+  calls_.clear();
+  callNext_ = 0;
 }
 
 uint64_t SoftAdjSmHelper::opCount(std::string const& op) const {
@@ -46,12 +66,8 @@ void SoftAdjSmHelper::deleteAdj(Kor::L2Adjacency const& l2Adj) {
 }
 
 void SoftAdjSmHelper::recheckResourceFull() {
-  if (!l3Status_ || !l3Status_->adjResourceFull()) return;
-  auto& t = chip_->l2AdjTable();
-  auto const& kinds = chip_->injector().kindFaults();
-  auto rule = kinds.find(t.name());
-  bool refused = rule != kinds.end() && rule->second == ChipAnswer::resourceFull;
-  if (t.size() < t.capacity() && !refused) l3Status_->adjResourceFullIs(false);
+  if (l3Status_ && l3Status_->adjResourceFull() && !chip_->refusesNew(chip_->l2AdjTable()))
+    l3Status_->adjResourceFullIs(false);
 }
 
 bool SoftAdjSmHelper::verifyAdj(Kor::L2Adjacency const& l2Adj) {

@@ -2,12 +2,15 @@
 // The software chip's L2 adjacency hook: programs L2 adjacencies into the
 // chip's "l2adj" table (index -> rewrite data), each write answered through
 // the fault injector under kind "l2adj" and the index. Every call is
-// recorded ("createAdj 5", "syncAdj 5", ...) and counted per operation; the
-// table counts what changed it. A write refused because the table is full
+// counted per operation, and the most recent kCallHistory calls are kept
+// ("createAdj 5", "syncAdj 5", ...) in a ring: the helper lives as long as
+// the agent, so a record of every call would grow with each adjacency update
+// for the daemon's whole life. The table counts what changed it. A write refused because the table is full
 // sets the library's L3Status::adjResourceFull; a delete that makes room, or
 // recheckResourceFull() once the refusing rule is gone, clears it.
 // Owned by the SoftChip, so the table, its indexes and the counters survive
 // an agent restart; the agent hands it the new run's L3Status.
+#include <cstddef>
 #include <cstdint>
 #include <map>
 #include <string>
@@ -43,19 +46,31 @@ class SoftAdjSmHelper : public KorHelper::AdjSmHelper {
   // Clears adjResourceFull when a new L2 adjacency would now be taken.
   void recheckResourceFull();
 
-  std::vector<std::string> const& calls() const { return calls_; }
-  void callsDelAll() { calls_.clear(); }
+  // How many recent calls calls() keeps.
+  static constexpr size_t kCallHistory = 256;
+  // The most recent calls (at most kCallHistory), oldest first.
+  std::vector<std::string> calls() const;
+  void callsDelAll();
   // How many times an operation ("createAdj", "updateAdj", ...) was called.
   uint64_t opCount(std::string const& op) const;
 
  private:
+  // One recorded call; op is one of the operation names (string literals).
+  struct Call {
+    char const* op;
+    uint64_t index;
+  };
+
   Kor::AdjUpdateStatus write(char const* op, uint64_t index, Kor::NextHopL2InfoCollection const& via);
   void record(char const* op, uint64_t index);
 
   SoftChip* chip_;
   Vix::Ptr<Kor::L3Status> l3Status_;
   bool adjSharingDefault_ = true;
-  std::vector<std::string> calls_;
+  // A ring of at most kCallHistory calls; once full, callNext_ is the
+  // oldest, overwritten by the next call.
+  std::vector<Call> calls_;
+  size_t callNext_ = 0;
   std::map<std::string, uint64_t> opCount_;
   std::map<Nollo::IntfId, uint32_t> l3IntfId_;
 };

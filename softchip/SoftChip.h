@@ -26,6 +26,7 @@
 #include "softchip/ChipTable.h"
 #include "softchip/FaultInjector.h"
 #include "softchip/SoftAdjSmHelper.h"
+#include "softchip/SoftVrfHelper.h"
 #include "vix/Ptr.h"
 
 namespace SoftChip {
@@ -46,6 +47,10 @@ class SoftChip : public Vix::PtrInterface {
   ChipTableBase* table(std::string const& name) const;
   // Every table, in the order they were added.
   std::vector<ChipTableBase*> const& tables() const { return tables_; }
+  // Whether a write of a new entry to the table would be answered "full"
+  // now: the table is at capacity, or a rule answers its kind "full". The
+  // helpers ask it before they clear a resource-full flag.
+  bool refusesNew(ChipTableBase const& table) const;
 
   // VRF name -> VRF id the VRF was programmed with.
   ChipTable<std::string, uint32_t>& vrfTable() { return vrf_; }
@@ -82,7 +87,8 @@ class SoftChip : public Vix::PtrInterface {
   void routeResolverIs(Vix::Ptr<RouteResolverSm> const& r);
 
   // The platform helpers handed to the library's factories.
-  Vix::Ptr<KorHelper::VrfHelper> const& vrfHelper() const { return vrfHelper_; }
+  Vix::Ptr<KorHelper::VrfHelper> vrfHelper() const;
+  SoftVrfHelper& softVrfHelper() const { return *softVrfHelper_; }
   Vix::Ptr<KorHelper::RoutingStatusSmHelper> const& routingStatusSmHelper() const { return routingStatusSmHelper_; }
   Vix::Ptr<KorHelper::RouteSmHelper> const& routeSmHelper() const { return routeSmHelper_; }
   Vix::Ptr<KorHelper::Route6SmHelper> const& route6SmHelper() const { return route6SmHelper_; }
@@ -100,7 +106,7 @@ class SoftChip : public Vix::PtrInterface {
   ChipRouteTable<Nollo::Ipv4> route4_{"route4", &injector_};
   ChipRouteTable<Nollo::Ipv6> route6_{"route6", &injector_};
   ChipRouteTable<Nollo::Ipv6> route6em_{"route6em", &injector_};
-  Vix::Ptr<KorHelper::VrfHelper> vrfHelper_;
+  Vix::Ptr<SoftVrfHelper> softVrfHelper_;
   Vix::Ptr<KorHelper::RoutingStatusSmHelper> routingStatusSmHelper_;
   Vix::Ptr<KorHelper::RouteSmHelper> routeSmHelper_;
   Vix::Ptr<KorHelper::Route6SmHelper> route6SmHelper_;

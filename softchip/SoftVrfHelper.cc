@@ -1,16 +1,31 @@
 #include "softchip/SoftVrfHelper.h"
 
+#include "softchip/SoftChip.h"
+
 namespace SoftChip {
 
-void SoftVrfHelper::vrfCreated(Kor::VrfName const& vrfName, Kor::VrfId vrfId) {
-  chip_->vrfTable().write(vrfName.str(), vrfId.value());
+Kor::VrfHwState SoftVrfHelper::vrfCreated(Kor::VrfName const& vrfName, Kor::VrfId vrfId) {
+  switch (chip_->vrfTable().write(vrfName.str(), vrfId.value())) {
+    case ChipAnswer::success: return Kor::VrfHwState::vrfHwInstalled;
+    case ChipAnswer::notReady: return Kor::VrfHwState::vrfHwNotReady;
+    case ChipAnswer::resourceFull:
+      if (l3Status_) l3Status_->vrfResourceFullIs(true);
+      return Kor::VrfHwState::vrfHwFull;
+    case ChipAnswer::fail: break;
+  }
+  return Kor::VrfHwState::vrfHwFailed;
 }
 
 void SoftVrfHelper::vrfDeleted(Kor::VrfName const& vrfName, Kor::VrfId) {
   // The VRF's tables go with it.
-  chip_->vrfTable().erase(vrfName.str());
+  if (chip_->vrfTable().erase(vrfName.str())) recheckResourceFull();
   chip_->syncTable().erase(vrfName.str() + "/v4");
   chip_->syncTable().erase(vrfName.str() + "/v6");
+}
+
+void SoftVrfHelper::recheckResourceFull() {
+  if (l3Status_ && l3Status_->vrfResourceFull() && !chip_->refusesNew(chip_->vrfTable()))
+    l3Status_->vrfResourceFullIs(false);
 }
 
 }  // namespace SoftChip

@@ -487,6 +487,8 @@ bool AdjSm::reviewAdjT(FecId const& fecId, uint64_t adjIndex, AdjUpdateType adjU
     korAssert("adjIndex");
     return false;
   }
+  // Refused again below if it still is.
+  if (!refusedAdj_.empty()) refusedAdj_.erase(adjIndex);
   Vix::Ptr<Quill::Fib::FecT<AF> const> fec;
   if constexpr (v6) {
     if (forwarding6Status_) fec = forwarding6Status_->fec(fecId);
@@ -547,35 +549,47 @@ bool AdjSm::reviewAdjT(FecId const& fecId, uint64_t adjIndex, AdjUpdateType adjU
   }
   if (routeType == RouteType::nexthopGroupRoute) return reviewNexthopAdj(fecId, adjIndex, adjUpdateType);
 
-  // ECMP limit, checked before anything is created: an IPv6 FEC over the
-  // limit is refused (the route cannot be allocated): no adjacency is made
-  // for it, and an existing one keeps its last programmed vias until the FEC
-  // changes again. An IPv4 FEC keeps its first maxEcmp vias in FEC order
-  // (the route is programmed with the maximum). maxEcmp 0 means the platform
-  // published no limit.
+  // ECMP limits, checked before anything is created. Two apply: the
+  // hardware's maxEcmp (FEC vias; 0: the platform published none), and what
+  // an adjacency can hold at all - one ViaIndex per path, a via of weight w
+  // being w paths (kMaxPaths). Over either, the log names the paths, the
+  // adjacency and the limit, once per review. An IPv6 FEC over the limit is
+  // refused (the route cannot be allocated): no adjacency is made for it -
+  // the routes over it wait unprogrammed (isAdjRefused) - and an existing
+  // one keeps its last programmed vias until the FEC changes again. An IPv4
+  // FEC keeps its first paths in FEC order up to the limit (the route is
+  // programmed with the maximum); the last via kept may lose some weight.
   size_t viaCount = fec->viaCount();
+  uint64_t paths = 0;
+  for (size_t i = 0; i < viaCount; ++i) paths += std::max<uint32_t>(fec->via(i).weight(), 1);
   uint32_t maxEcmp = routingHwStatus_ ? routingHwStatus_->maxEcmp() : 0;
-  if (maxEcmp && viaCount > maxEcmp) {
-    KOR_TRACE(3, "Number of vias exceeds maxEcmp: " << maxEcmp);
+  bool overEcmp = maxEcmp && viaCount > maxEcmp;
+  if (overEcmp || paths > kMaxPaths) {
+    uint64_t shown = overEcmp ? viaCount : paths;
+    uint32_t limit = overEcmp ? maxEcmp : kMaxPaths;
+    KOR_TRACE(3, "Number of vias exceeds maxEcmp: " << limit);
     // The format's %d prints the adjacency index as an int: its low 32 bits.
     (v6 ? IP6ROUTING_MAX_PATHS_EXCEEDED : ROUTING_MAX_PATHS_EXCEEDED)
-        .raise(clock_.now(), static_cast<int>(viaCount), static_cast<int>(adjIndex), static_cast<int>(maxEcmp));
+        .raise(clock_.now(), static_cast<int>(std::min<uint64_t>(shown, INT32_MAX)), static_cast<int>(adjIndex),
+               static_cast<int>(limit));
     if (v6) {
+      if (!entry) refusedAdj_.insert(adjIndex);
       removeAdjEntryFromReview(fecId);
       return false;
     }
-    viaCount = maxEcmp;
+    if (overEcmp) viaCount = maxEcmp;
   }
 
-  // The FEC's vias; a via of weight w stands w times.
+  // The FEC's vias; a via of weight w stands w times, up to kMaxPaths.
   auto adjVia = Vix::makePtr<AdjViaT<AF>>();
   try {
     uint8_t backups = 0;
-    for (size_t i = 0; i < viaCount; ++i) {
+    for (size_t i = 0; i < viaCount && adjVia->vias() < kMaxPaths; ++i) {
       auto const& fv = fec->via(i);
       ViaT<AF> via(fv.nextHop(), fv.intf(), VlanIdOrNone(fv.vlan()), fv.mplsLabels(), fv.backup());
       KOR_TRACE(8, "   Via: " << via);
-      for (uint32_t w = 0; w < std::max<uint32_t>(fv.weight(), 1); ++w) adjVia->viaAdd(via);
+      for (uint32_t w = 0; w < std::max<uint32_t>(fv.weight(), 1) && adjVia->vias() < kMaxPaths; ++w)
+        adjVia->viaAdd(via);
       backups += fv.backup();
     }
     adjVia->numBackupViasIs(backups);
@@ -681,6 +695,7 @@ bool AdjSm::removeAdjEntryFromL2Adj(Vix::Ptr<AdjEntry> const& adjEntry) {
   intfMappingsIs(adjEntry, {});
   if (l2AdjHelper_ && adjEntry->l2Adj()) l2AdjHelper_->doRemoveAdjEntryFromL2Adj(adjEntry->l2Adj(), *adjEntry);
   adjEntry->l2AdjIs(nullptr);
+  l3Status_->adjEntryUpdatesDel(adjEntry);
   unprogrammedAdjList_.erase(adjEntry->fecId());
   creationDeferredAdj_.erase(adjIndex);
   vrfL3Status_->adjEntryReviewCntDel(adjEntry->fecId());

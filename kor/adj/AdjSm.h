@@ -16,6 +16,11 @@
 // (getL2AdjIndex reviews on the spot), attach and detach their prefixes, and
 // learn of finished reviews through VrfL3Status::adjEntryReviewCnt.
 //
+// A FEC over an ECMP limit - the hardware's maxEcmp, or kMaxPaths, the most
+// paths an adjacency can number - is logged and cut to the limit (IPv4) or
+// refused (IPv6): a refused FEC without adjacency is isAdjRefused until a
+// review finds it within the limit, so its routes wait unprogrammed.
+//
 // A change of a next hop's layer-2 information (VrfL3Status::nextHopList /
 // nextHop6List: neighbour entry, MAC table, VLAN) queues a regular review of
 // every adjacency using that next hop (VrfL3Status::nextHopToAdjEntry /
@@ -41,6 +46,7 @@
 #include "kor/adj/L2AdjHelper.h"
 #include "kor/common/KorBaseSm.h"
 #include "kor/common/KorCommonSmData.h"
+#include "kor/common/ViaIndex.h"
 #include "kor/common/VrfName.h"
 #include "kor/l3/AdjUpdateType.h"
 #include "kor/l3/L3Status.h"
@@ -77,6 +83,9 @@ class KOR_EXPORT AdjSm : public KorBaseSm {
   // Called after each FEC a review pass has handled (tests advance a manual
   // clock here to make a pass run over its quantum).
   using ReviewHook = std::function<void(FecId)>;
+  // The paths one adjacency holds at most, whatever the hardware's maxEcmp:
+  // one ViaIndex each (a via of weight w is w paths).
+  static constexpr uint32_t kMaxPaths = ViaIndex::max - ViaIndex::min + 1;
 
   AdjSm(VrfId vrfId, VrfName const& vrfName, Vix::Ptr<KorCommonSmData> const& acsd,
         Vix::Ptr<Routing::L3Config const> const& l3Config, Vix::Ptr<L3Status> const& l3Status,
@@ -185,6 +194,9 @@ class KOR_EXPORT AdjSm : public KorBaseSm {
   void updatePrefixAdjEntry(Nollo::IpPrefix const& prefix, uint64_t oldAdjIndex, uint64_t newAdjIndex);
   void updatePrefixAdjEntry(Nollo::Ip6Prefix const& prefix, uint64_t oldAdjIndex, uint64_t newAdjIndex);
   bool isAdjCreationDeferred(uint64_t adjIndex) const { return creationDeferredAdj_.count(adjIndex) != 0; }
+  // The FEC's last review refused it over an ECMP limit and it has no
+  // adjacency (IPv6): its routes cannot be programmed until it changes.
+  bool isAdjRefused(uint64_t adjIndex) const { return refusedAdj_.count(adjIndex) != 0; }
   void addReviewPendingPrefix(Nollo::IpPrefix const& prefix, Vix::Ptr<AdjEntry> const& adjEntry);
   void addReviewPendingPrefix6(Nollo::Ip6Prefix const& prefix, Vix::Ptr<AdjEntry> const& adjEntry);
   void removeReviewPendingPrefix(Nollo::IpPrefix const& prefix, Vix::Ptr<AdjEntry> const& adjEntry);
@@ -264,6 +276,8 @@ class KOR_EXPORT AdjSm : public KorBaseSm {
   ReviewQueue tunnelForReview_;
   UnprogrammedQueue unprogrammedAdjList_;
   std::set<uint64_t> creationDeferredAdj_;
+  // FECs refused over an ECMP limit that have no adjacency (isAdjRefused).
+  std::set<uint64_t> refusedAdj_;
   Vix::HashMap<uint16_t, Nollo::IntfId> vlanIdToL3IntfId_;
   bool routingEnabled_ = false;
   bool routing6Enabled_ = false;

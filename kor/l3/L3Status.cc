@@ -74,6 +74,12 @@ VrfId L3Status::vrfId(Kor::VrfName const& name) const {
   return it == vrfId_.end() ? VrfId() : it->second;
 }
 
+void L3Status::adjEntryUpdatesDel(Vix::Ptr<AdjEntry> const& adjEntry) {
+  adjUpdateListDel(adjEntry);
+  adjUpdate6ListDel(adjEntry);
+  nexthopAdjUpdateListDel(adjEntry);
+}
+
 bool L3Status::waitForRoutingDisabledInVrfs() const {
   return anyVrf(vrfL3Status_, [](auto const& s) { return s.waitForRoutingDisabled(); });
 }

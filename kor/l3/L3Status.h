@@ -69,6 +69,7 @@ class KOR_EXPORT L3Status : public Vix::Entity {
     VIX_HANDLER(RoutingResourceFull)
     VIX_HANDLER(AdjResourceFull)
     VIX_HANDLER(Ip6RoutingResourceFull)
+    VIX_HANDLER(VrfResourceFull)
     VIX_HANDLER(NumTimesRoutingEnabled)
     VIX_HANDLER(NumTimesRouting6Enabled)
     VIX_HANDLER(NumTimesMcastRoutingEnabled)
@@ -147,6 +148,9 @@ class KOR_EXPORT L3Status : public Vix::Entity {
   VIX_ATTR(bool, routingResourceFull, RoutingResourceFull)
   VIX_ATTR(bool, adjResourceFull, AdjResourceFull)
   VIX_ATTR(bool, ip6RoutingResourceFull, Ip6RoutingResourceFull)
+  // Set by the platform while its VRF table has no room for another VRF; its
+  // clearing makes the VRF root retry the VRFs the chip refused.
+  VIX_ATTR(bool, vrfResourceFull, VrfResourceFull)
   VIX_COUNTER(uint32_t, numTimesRoutingEnabled, NumTimesRoutingEnabled)
   VIX_COUNTER(uint32_t, numTimesRouting6Enabled, NumTimesRouting6Enabled)
   VIX_COUNTER(uint32_t, numTimesMcastRoutingEnabled, NumTimesMcastRoutingEnabled)
@@ -208,6 +212,9 @@ class KOR_EXPORT L3Status : public Vix::Entity {
   bool unprogrammedV4RoutesInAnyVrf() const;
   bool unprogrammedV6RoutesInAnyVrf() const;
   uint64_t numUnprogrammedRoutes() const;
+  // An adjacency that goes leaves the platform's update lists
+  // (adjUpdateList, adjUpdate6List, nexthopAdjUpdateList).
+  void adjEntryUpdatesDel(Vix::Ptr<AdjEntry> const& adjEntry);
   uint64_t numUnprogrammedV6Routes() const;
   uint64_t numParentDropRoutes() const;
   uint64_t numParentDropV6Routes() const;

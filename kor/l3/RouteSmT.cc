@@ -163,8 +163,13 @@ RouteSmT<AF>::RouteSmT(Vix::Ptr<KorCommonSmData> const& acsd, VrfRoot* vrfRoot, 
   }
 }
 
-// The VRF goes: its routes leave the hand-over list (and so the chip). The
-// adjacency machine may already be gone; its records are not touched.
+// The VRF goes, or the agent restarts: its routes leave the hand-over list
+// (and so the chip, unless a restart detached the chip's resolver first).
+// The counters this machine added to stay with the VrfL3Status and
+// L3Status, which outlive a restart: they lose what this machine counted,
+// so that the next run starts from its own unprogrammed and parent-drop
+// routes only. The adjacency machine may already be gone; its records are
+// not touched.
 template <class AF>
 RouteSmT<AF>::~RouteSmT() {
   for (auto* r : {static_cast<Vix::NotifieeBase*>(vrfL3StatusReactor_.get()),
@@ -184,10 +189,8 @@ RouteSmT<AF>::~RouteSmT() {
     if constexpr (isV4) l3.ipv4FibRoutesDec(fibRoute_.size());
     else l3.ipv6FibRoutesDec(fibRoute_.size());
   }
-  if (!unprogrammedRoute_.empty()) {
-    if constexpr (isV4) l3.ipv4UnProgrammedRoutesDec(unprogrammedRoute_.size());
-    else l3.ipv6UnProgrammedRoutesDec(unprogrammedRoute_.size());
-  }
+  if (!unprogrammedRoute_.empty()) unprogrammedCountIs(-int(unprogrammedRoute_.size()));
+  if (parentDropRoutes_) parentDropCountIs(-int(parentDropRoutes_));
 }
 
 template <class AF>
@@ -452,8 +455,18 @@ void RouteSmT<AF>::updateAdjInfo(Prefix const& prefix, FibRoute& fib, Route cons
         l2 = adjSm.getL2AdjIndex(fecId, old ? FecId(old->fibAdjIndex()) : FecId(), uint8_t(AF::version), sync,
                                  &fecEntry);
       }
-      next = adjInfoPool_.intern(type, fecId.value(), l2, fec.viaCount() > 0);
-      KOR_TRACE(8, "Fib adjIndex: " << fecId.value() << ", L2 adjIndex: " << l2);
+      if (!l2 && adjSm.isAdjRefused(fecId.value())) {
+        // The adjacency machine refused the FEC (over an ECMP limit, logged
+        // there): handed over, the route would point at no adjacency and
+        // drop its traffic unseen. It waits unprogrammed, and the FEC's
+        // next change wakes it.
+        KOR_TRACE(5, "Adj of fec " << fecId << " refused. Unprogram the route " << prefix);
+        waitingForFec_[fecId].push_back(prefix);
+        unprogram = true;
+      } else {
+        next = adjInfoPool_.intern(type, fecId.value(), l2, fec.viaCount() > 0);
+        KOR_TRACE(8, "Fib adjIndex: " << fecId.value() << ", L2 adjIndex: " << l2);
+      }
     }
   }
   if (next.ptr() == old && !force && !unprogram && fib.state() == RouteReviewState::cleanRoute) {

@@ -5,6 +5,8 @@
 // and re-create it), its VrfL3Status and its state machines, which it creates
 // on its own handleInitialized (doStartSm) and deletes in doStopSm, each in
 // its fixed order. Its machines report the end of their initial sync here.
+// hwState is the platform's last answer to programming the VRF, written by
+// the VRF root, which retries the VRF while it is not installed.
 #include <cstdint>
 
 #include "kor/adj/AdjSm.h"
@@ -16,6 +18,7 @@
 #include "kor/l3/Route6Sm.h"
 #include "kor/l3/RouteSm.h"
 #include "kor/l3/RoutingStatusSm.h"
+#include "kor/l3/VrfHwState.h"
 #include "kor/l3/VrfId.h"
 #include "kor/l3/VrfL3Status.h"
 #include "models/nexthopgroup/WatchedNexthopGroupConfig.h"
@@ -41,6 +44,11 @@ class KOR_EXPORT VrfRoot : public KorBaseSm {
   Vix::Ptr<Routing::RoutingInfo const> const& routingInfo() const { return routingInfo_; }
   Vix::Ptr<Routing::RoutingInfo const> const& routing6Info() const { return routing6Info_; }
   Vix::Ptr<VrfL3Status> const& vrfL3Status() const { return vrfL3Status_; }
+  VrfHwState hwState() const { return hwState_; }
+  void hwStateIs(VrfHwState s) { hwState_ = s; }
+  // How many times the platform was asked again after a refusal.
+  uint32_t hwRetries() const { return hwRetries_; }
+  void hwRetriesInc() { ++hwRetries_; }
   Vix::Ptr<NexthopGroup::WatchedNexthopGroupConfig> const& watchedNexthopGroupConfig() const {
     return watchedNexthopGroupConfig_;
   }
@@ -69,6 +77,8 @@ class KOR_EXPORT VrfRoot : public KorBaseSm {
   Vix::Ptr<Routing::RoutingInfo const> routingInfo_;
   Vix::Ptr<Routing::RoutingInfo const> routing6Info_;
   Vix::Ptr<VrfL3Status> vrfL3Status_;
+  VrfHwState hwState_ = VrfHwState::vrfHwPending;
+  uint32_t hwRetries_ = 0;
   Vix::Ptr<NexthopGroup::WatchedNexthopGroupConfig> watchedNexthopGroupConfig_;
   Vix::Ptr<ArpSm> korArpSm_;
   Vix::Ptr<Ip6NeighSm> korIp6NeighSm_;

@@ -9,9 +9,17 @@
 #include <sstream>
 
 #include "kor/l3/VrfRootSmCliCallback.h"
+#include "vix/Log.h"
 #include "vix/RangeError.h"
 
 namespace Kor {
+
+VIX_LOG_EVENT(VRF_HW_NOT_PROGRAMMED, 3, "Vrf %s (vrfId %u) not programmed in hardware: %s",
+              "The hardware did not take the VRF. It is retried until the hardware takes it; until then its "
+              "routes may not forward.",
+              "Check the hardware's VRF resources; 'show vrfs' shows the VRF's state.", 0);
+VIX_LOG_EVENT(VRF_HW_PROGRAMMED, 5, "Vrf %s (vrfId %u) programmed in hardware after %u retries",
+              "The hardware took a VRF it had refused.", "None.", 0);
 
 namespace {
 
@@ -77,6 +85,16 @@ class VrfRootSm::VixArpVrfIdMap : public Quill::Arp::VrfIdMap::Notifiee {
   VrfRootSm* sm_;
 };
 
+// The platform's VRF table has room again.
+class VrfRootSm::VixL3Status : public L3Status::Notifiee {
+ public:
+  VixL3Status(Vix::Ptr<L3Status const> const& s, VrfRootSm* sm) : Notifiee(s), sm_(sm) {}
+  void handleVrfResourceFull() override { sm_->handleVrfResourceFull(); }
+
+ private:
+  VrfRootSm* sm_;
+};
+
 template <class AF>
 class VrfRootSm::VixArpTable : public Quill::Arp::ArpTableT<AF>::Notifiee {
  public:
@@ -94,7 +112,8 @@ VrfRootSm::VrfRootSm(VrfRootSmInputs const& inputs)
     : KorBaseSm(inputs.acsd, "KorVrfRootSm"),
       in_(inputs),
       clock_(inputs.acsd->activityLoop().ptr(), [this] { doReviewPendingDelete(); }),
-      fbuPriorityProcessingTimer_(inputs.acsd->activityLoop().ptr(), [this] { handleFbuPriorityProcessingTimer(); }) {
+      fbuPriorityProcessingTimer_(inputs.acsd->activityLoop().ptr(), [this] { handleFbuPriorityProcessingTimer(); }),
+      vrfRetryClock_(inputs.acsd->activityLoop().ptr(), [this] { handleVrfRetry(); }) {
   deleteReviewInterval_ = 1.0;
   totalTimeForRouteUpdates_ = 0.2;
   fbuPriorityProcessingStartDelay_ = 30.0;
@@ -108,6 +127,7 @@ VrfRootSm::VrfRootSm(VrfRootSmInputs const& inputs)
   if (in_.routing6VrfInfoDir != in_.routingVrfInfoDir)
     vixReactors_.push_back(std::make_unique<VixVrfInfoDir<Routing6::VrfInfoDir>>(in_.routing6VrfInfoDir, this));
   vixReactors_.push_back(std::make_unique<VixRouteStatus>(in_.routingHwRouteStatus, this));
+  if (in_.l3Status) vixReactors_.push_back(std::make_unique<VixL3Status>(in_.l3Status, this));
   if (in_.arpVrfIdMap) vixReactors_.push_back(std::make_unique<VixArpVrfIdMap>(in_.arpVrfIdMap, this));
   if (in_.arpTableStatus)
     vixReactors_.push_back(std::make_unique<VixArpTable<Nollo::Ipv4>>(in_.arpTableStatus, this));
@@ -293,7 +313,7 @@ void VrfRootSm::createVrf(VrfId vrfId, VrfName const& vrfName, bool hitless) {
   vrfRootIs(vrfName, root);
   if (!vrfName.isDefault())
     for (char const* path : kVrfStatusPaths) in_.entityManager->entityIs(vrfStatusPath(path, vrfName), true);
-  if (in_.vrfHelper) in_.vrfHelper->vrfCreated(vrfName, vrfId);
+  doProgramVrf(*root);
   vrfCreateCountInc();
   root->initializedIs(true);
   updateTimeSlices();
@@ -318,7 +338,11 @@ void VrfRootSm::deleteVrf(VrfName const& vrfName) {
   if (!root) return;
   KOR_TRACE(1, "Delete vrfRoot for vrf " << vrfName);
   VrfId id = root->vrfId();
+  // Routes before adjacencies: the stopped route machines took the VRF's
+  // routes out of the hand-over lists, then its L2 adjacencies may go.
   root->doStopSm();
+  if (auto status = in_.l3Status->vrfL3Status(vrfName)) doReleaseAdjacencies(*status);
+  unprogrammedVrfs_.erase(vrfName);
   vrfRootDel(vrfName);
   vrfDeleteCountInc();
   updateTimeSlices();
@@ -353,6 +377,73 @@ void VrfRootSm::deleteVrf(VrfName const& vrfName) {
       l3->l3IntfVrfIdDel(intf);
     }
   }
+}
+
+// Every adjacency record of the VRF leaves its L2 adjacency and the
+// platform's update lists; an L2 adjacency nothing else uses leaves the chip
+// and L3Status::l2AdjList (the slow-receive one stays, as always). The
+// adjacency machine is gone by now: the adjacencies of FECs deleted just
+// before the VRF, whose review it never ran, are among them.
+void VrfRootSm::doReleaseAdjacencies(VrfL3Status& status) {
+  std::vector<Vix::Ptr<AdjEntry>> entries;
+  for (auto const& kv : status.adjEntryListMap())
+    if (kv.second) entries.push_back(kv.second);
+  KOR_TRACE(5, "Release " << entries.size() << " adjs of vrf " << status.vrfName());
+  for (auto const& entry : entries) {
+    if (in_.l2AdjHelper && entry->l2Adj()) in_.l2AdjHelper->doRemoveAdjEntryFromL2Adj(entry->l2Adj(), *entry);
+    entry->l2AdjIs(nullptr);
+    in_.l3Status->adjEntryUpdatesDel(entry);
+  }
+  status.adjEntryListDelAll();
+}
+
+// A refusal for lack of room waits for the platform to clear
+// L3Status::vrfResourceFull (polling a full table finds it full); a failed
+// or not-ready VRF is asked again after vrfRetryInterval, as long as it
+// takes.
+void VrfRootSm::doProgramVrf(VrfRoot& root) {
+  VrfHwState state = in_.vrfHelper ? in_.vrfHelper->vrfCreated(root.vrfName(), root.vrfId())
+                                   : VrfHwState::vrfHwInstalled;
+  if (state == VrfHwState::vrfHwPending) state = VrfHwState::vrfHwFailed;
+  root.hwStateIs(state);
+  Vix::Seconds now = acsd()->activityLoop()->now();
+  if (state == VrfHwState::vrfHwInstalled) {
+    if (unprogrammedVrfs_.erase(root.vrfName())) {
+      KOR_TRACE(1, "Vrf " << root.vrfName() << " programmed after " << root.hwRetries() << " retries");
+      VRF_HW_PROGRAMMED.raise(now, root.vrfName().str().c_str(), root.vrfId().value(), root.hwRetries());
+    }
+    return;
+  }
+  KOR_TRACE(1, "Vrf " << root.vrfName() << " not programmed: " << state);
+  if (unprogrammedVrfs_.insert(root.vrfName()).second)
+    VRF_HW_NOT_PROGRAMMED.raise(now, root.vrfName().str().c_str(), root.vrfId().value(), toString(state));
+  if (state != VrfHwState::vrfHwFull) vrfRetryClock_.timeMinEarlierIs(now + vrfRetryInterval_);
+}
+
+void VrfRootSm::doRetryVrfs(bool full) {
+  std::vector<VrfName> names(unprogrammedVrfs_.begin(), unprogrammedVrfs_.end());
+  for (auto const& name : names) {
+    auto root = vrfRoot(name);
+    if (!root) {
+      unprogrammedVrfs_.erase(name);
+      continue;
+    }
+    if ((root->hwState() == VrfHwState::vrfHwFull) != full) continue;
+    KOR_TRACE(5, "Retry programming vrf " << name << ", state: " << root->hwState());
+    root->hwRetriesInc();
+    doProgramVrf(*root);
+  }
+}
+
+void VrfRootSm::handleVrfRetry() {
+  vrfRetryClock_.timeMinIs(Vix::kNever);
+  doRetryVrfs(false);
+}
+
+void VrfRootSm::handleVrfResourceFull() {
+  if (in_.l3Status->vrfResourceFull() || unprogrammedVrfs_.empty()) return;
+  KOR_TRACE(1, "Recovered from vrf resource full condition");
+  doRetryVrfs(true);
 }
 
 void VrfRootSm::doScheduleReview() {

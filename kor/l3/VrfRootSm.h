@@ -8,6 +8,18 @@
 // the shared-memory reading time among VRFs, runs the fast-boot priority
 // schedule, feeds the ARP machines and answers the diagnostic commands.
 //
+// Programming a VRF into the chip (VrfHelper::vrfCreated) is answered with a
+// state, kept on the VrfRoot. A VRF the chip refused waits in
+// unprogrammedVrfs: failed or not ready, it is asked again every
+// vrfRetryInterval; full, when the platform clears L3Status::vrfResourceFull
+// (room came back). Entering and leaving that state is logged once each.
+// Its machines run meanwhile: the platform decides what a route of a VRF it
+// has not set up means.
+//
+// Deleting a VRF releases its adjacencies' L2 adjacencies (those nothing
+// else uses leave the chip) after its machines stopped, so its routes have
+// left the chip first. A restart does not: the next run claims them back.
+//
 // Invariants: a VRF has a root exactly while L3Status has its VrfL3Status and
 // its name/id pair; an id is either in use or in freeVrfIndex, never both;
 // each end-of-sync announcement goes out at most once.
@@ -125,6 +137,17 @@ class KOR_EXPORT VrfRootSm : public KorBaseSm {
   void handleEndOfV6Sync();
   void updateTimeSlices();
   void handleFbuPriorityProcessingTimer();
+  // VRFs the chip refused: asked again every vrfRetryInterval.
+  std::set<VrfName> const& unprogrammedVrfs() const { return unprogrammedVrfs_; }
+  Vix::Seconds vrfRetryInterval() const { return vrfRetryInterval_; }
+  void vrfRetryIntervalIs(Vix::Seconds s) { vrfRetryInterval_ = s; }
+  Vix::Clock const& vrfRetryClock() const { return vrfRetryClock_; }
+  // vrfRetryClock: asks the platform again for the VRFs it failed or found
+  // not ready.
+  void handleVrfRetry();
+  // The platform's VRF table has room again: the VRFs it found full are
+  // asked again at once.
+  void handleVrfResourceFull();
   void handleArpQuillVrfId(uint32_t id);
   void populateArpInfoOnVrfs(std::vector<VrfName> const& vrfNames);
   template <class AF>
@@ -143,6 +166,7 @@ class KOR_EXPORT VrfRootSm : public KorBaseSm {
   class VixVrfInfoDir;
   class VixRouteStatus;
   class VixArpVrfIdMap;
+  class VixL3Status;
   template <class AF>
   class VixArpTable;
 
@@ -152,6 +176,12 @@ class KOR_EXPORT VrfRootSm : public KorBaseSm {
   void restoreForHitlessRestart();
   void handleStaleVrfsOnInit();
   void doRebindIntfs(VrfName const& vrfName, VrfId vrfId);
+  // Asks the platform to program the VRF and records its answer.
+  void doProgramVrf(VrfRoot& root);
+  // Asks again for the unprogrammed VRFs refused as full (or the others).
+  void doRetryVrfs(bool full);
+  // The VRF's adjacencies leave their L2 adjacencies, for good.
+  void doReleaseAdjacencies(VrfL3Status& status);
   void doScheduleReview();
   void doReviewPendingDelete();
   template <class AF>
@@ -161,6 +191,9 @@ class KOR_EXPORT VrfRootSm : public KorBaseSm {
   FbuPriorityProcessingState fbuPriorityProcessingState_ = FbuPriorityProcessingState::fbuPPInit;
   Vix::Clock clock_;
   Vix::Clock fbuPriorityProcessingTimer_;
+  Vix::Clock vrfRetryClock_;
+  Vix::Seconds vrfRetryInterval_ = 1.0;
+  std::set<VrfName> unprogrammedVrfs_;
   Vix::Ptr<KorArpDef<Nollo::Ipv4>> arpDef_;
   Vix::Ptr<KorArpDef<Nollo::Ipv6>> neighDef_;
   std::unique_ptr<VrfRootSmCliCallback> cliCallback_;

@@ -2,7 +2,7 @@
 // queues and their order, the pass quantum and its bookmark, the timer that
 // only moves earlier, the routing switch-off hand-off, the ECMP limit, the
 // drop adjacencies, on-the-spot reviews, resource-full recovery and routing
-// switched off.
+// switched off; FECs of more paths than an adjacency can index.
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -206,6 +206,58 @@ TEST_F(AdjSmTest, EmptyQueuesWhileRoutingGoesOffAskForRouteReviews) {
   EXPECT_EQ(l3Status_->unicastReviewPending(), 3u);
   EXPECT_EQ(l3Status_->unicast6ReviewPending(), 2u);
   EXPECT_FALSE(sm_->clock().armed());
+}
+
+// More paths than ViaIndex can number (a via of weight w is w paths) is an
+// ECMP limit of the library's own, whatever maxEcmp says: logged like the
+// hardware's, IPv4 cut to the first kMaxPaths paths, IPv6 refused - never
+// an adjacency-less FEC that routes would point at unseen.
+TEST_F(AdjSmTest, PathsBeyondTheViaIndexAreCutForIpv4AndRefusedForIpv6) {
+  start();
+  constexpr int kOver = AdjSm::kMaxPaths + 44;
+  fec(5, kOver);
+  // Two vias of weight 600: 1200 paths, the second cut to 456.
+  fwd_->fecIs(Quill::Fib::Fec(fecId(6), FecType::forward,
+                              {Quill::Fib::Via(IpAddr4("10.9.0.1"), IntfId::ethernet(1), 600),
+                               Quill::Fib::Via(IpAddr4("10.9.0.2"), IntfId::ethernet(2), 600)}));
+  fec6(7, kOver);
+  loop_->runUntilIdle();
+
+  ASSERT_EQ(log_->records().size(), 3u);
+  std::string const limit = " higher than max supported value (" + std::to_string(AdjSm::kMaxPaths) + ")";
+  EXPECT_EQ(log_->records()[0].name, "ROUTING_MAX_PATHS_EXCEEDED");
+  EXPECT_EQ(log_->records()[0].text, "Number of paths (" + std::to_string(kOver) + ") for adj " +
+                                         std::to_string(int(fecId(5).value())) + limit);
+  EXPECT_EQ(log_->records()[1].text,
+            "Number of paths (1200) for adj " + std::to_string(int(fecId(6).value())) + limit);
+  EXPECT_EQ(log_->records()[2].name, "IP6ROUTING_MAX_PATHS_EXCEEDED");
+
+  auto e5 = sm_->adjEntry(fecId(5).value());
+  ASSERT_TRUE(e5 && e5->adjVia());
+  EXPECT_EQ(e5->adjVia()->vias(), AdjSm::kMaxPaths);
+  EXPECT_EQ(e5->adjVia()->viaList().back().nextHop(), IpAddr4(0x0a000001u + AdjSm::kMaxPaths - 1));
+  EXPECT_NE(sm_->getL2AdjIndex(fecId(5), FecId(), 4), 0u);
+  auto e6 = sm_->adjEntry(fecId(6).value());
+  ASSERT_TRUE(e6 && e6->adjVia());
+  EXPECT_EQ(e6->adjVia()->weight(e6->adjVia()->viaList().front()), 600u);
+  EXPECT_EQ(e6->adjVia()->weight(e6->adjVia()->viaList().back()), AdjSm::kMaxPaths - 600);
+  EXPECT_EQ(e6->l2Adj()->state(), L2AdjState::installed);
+
+  // The refused IPv6 FEC has no adjacency, and says so to the route machines
+  // until a review finds it within the limit.
+  EXPECT_FALSE(sm_->adjEntry(fecId(7).value()));
+  EXPECT_TRUE(sm_->isAdjRefused(fecId(7).value()));
+  EXPECT_FALSE(sm_->isAdjRefused(fecId(5).value()));
+  fec6(7, 2);
+  loop_->runUntilIdle();
+  EXPECT_FALSE(sm_->isAdjRefused(fecId(7).value()));
+  EXPECT_NE(sm_->getL2AdjIndex(fecId(7), FecId(), 6), 0u);
+  // Over the limit again, it keeps the vias it has.
+  fec6(7, kOver);
+  loop_->runUntilIdle();
+  EXPECT_FALSE(sm_->isAdjRefused(fecId(7).value()));
+  ASSERT_TRUE(sm_->adjEntry(fecId(7).value()));
+  EXPECT_EQ(sm_->adjEntry(fecId(7).value())->adjVia6()->vias(), 2u);
 }
 
 TEST_F(AdjSmTest, EcmpLimitCutsIpv4AndRefusesIpv6) {

@@ -1,5 +1,6 @@
 // The adjacency statements of the scenario language: a bad statement changes
-// nothing, whatever part of it is wrong; a MAC move reaches the chip.
+// nothing, whatever part of it is wrong (more paths than a FEC can hold
+// among them); a MAC move reaches the chip.
 #include <gtest/gtest.h>
 
 #include <memory>
@@ -7,6 +8,7 @@
 
 #include "agent/Agent.h"
 #include "agent/ScenarioRunner.h"
+#include "kor/adj/AdjSm.h"
 #include "softchip/SoftChip.h"
 #include "vix/Time.h"
 
@@ -65,6 +67,31 @@ TEST_F(AdjStatementsTest, BadStatementsChangeNothing) {
     EXPECT_EQ(out_.str().rfind("line 1: ", 0), 0u) << line << ": " << out_.str();
     EXPECT_EQ(state(), before) << line;
   }
+}
+
+// A FEC holds at most kMaxPaths paths, a via written n times counting n:
+// one more is refused at the door, with the counts, and changes nothing.
+TEST_F(AdjStatementsTest, AFecOfMorePathsThanItCanHoldIsRefused) {
+  auto vias = [](size_t n) {
+    std::string s;
+    for (size_t i = 0; i < n; ++i)
+      s += " via 10." + std::to_string(2 + i / 250) + "." + std::to_string(i % 250 / 50) + "." +
+           std::to_string(i % 50 + 1) + " Vlan10";
+    return s;
+  };
+  size_t const max = Kor::AdjSm::kMaxPaths;
+  std::string before = state();
+  std::string const over = " has " + std::to_string(max + 1) + " paths, more than the " + std::to_string(max) +
+                           " one FEC can hold";
+  for (std::string line : {"fec add 2" + vias(max + 1), "fec update 1" + vias(max + 1),
+                           "fec add 2" + vias(max) + " via 10.1.0.2 Vlan10"}) {
+    EXPECT_EQ(run(line), 1u);
+    EXPECT_EQ(out_.str().rfind("line 1: FEC ", 0), 0u) << out_.str();
+    EXPECT_NE(out_.str().find(over), std::string::npos) << out_.str();
+    EXPECT_EQ(state(), before);
+  }
+  EXPECT_EQ(run("fec add 2" + vias(max) + "\nrun until idle\n"), 0u) << out_.str();
+  EXPECT_NE(agent_->show("l2adj", false).find("fecs 2:"), std::string::npos);
 }
 
 TEST_F(AdjStatementsTest, AMacMoveRewritesTheL2Adjacency) {

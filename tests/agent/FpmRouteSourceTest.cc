@@ -3,7 +3,8 @@
 // FECs, delete+add keeps the chip route and reuses the FEC, an unreferenced
 // FEC goes after the grace, a replay writes nothing and removes only what was
 // not re-sent, object updates reach every FEC built from them, metrics pick
-// the FIB entry, and bad input is counted and changes nothing.
+// the FIB entry, and bad input is counted and changes nothing - more next
+// hops than a FEC can hold among it.
 #include <gtest/gtest.h>
 
 #include <fstream>
@@ -326,6 +327,50 @@ TEST_F(FpmRouteSourceTest, BadRoutesAreCountedLoggedAndChangeNothing) {
   EXPECT_EQ(src_.fecs(), 1u);
   EXPECT_NE(src_.show(false).find("unknownInterface 1"), std::string::npos) << src_.show(false);
   EXPECT_NE(src_.show(true).find("\"familyMismatch\": 1"), std::string::npos) << src_.show(true);
+}
+
+// zebra may send more next hops than one FEC holds (inline, or a group of
+// thousands of members): the route is refused whole - counted, logged with
+// the counts, and absent from the FIB and the chip, never a route that
+// points at no adjacency; a group that grows past the limit keeps its FEC.
+TEST_F(FpmRouteSourceTest, MoreNextHopsThanAFecHoldsAreRefusedVisibly) {
+  auto gateway = [](uint32_t i) {
+    return "10." + std::to_string(100 + i / 65536) + "." + std::to_string(i / 256 % 256) + "." + std::to_string(i % 256);
+  };
+  std::vector<NlNexthop> hops;
+  for (uint32_t i = 0; i < 4000; ++i) hops.push_back(hop(gateway(i).c_str(), 10));
+  src_.handle(route("10.30.0.0/16", hops));
+  agent_.runFor(1.0);
+  EXPECT_NE(logs().find("10.30.0.0/16 in table 254 skipped: FEC " + std::to_string(Agent::kRouteSourceFecBase) +
+                        " has 4000 paths, more than the 1056 one FEC can hold"),
+            std::string::npos);
+
+  // A group of 8000 members; and one of two that grows to 8000 later.
+  for (uint32_t i = 0; i < 8000; ++i) src_.handle(object(100 + i, hop(gateway(i).c_str(), 10)));
+  std::vector<NlNexthopObject::Member> members;
+  for (uint32_t i = 0; i < 8000; ++i) members.push_back({100 + i, 1});
+  src_.handle(group(20, members));
+  src_.handle(viaObject("10.31.0.0/16", 20));
+  agent_.runFor(1.0);
+  EXPECT_NE(logs().find("has 8000 paths"), std::string::npos);
+  src_.handle(group(21, {{100, 1}, {101, 1}}));
+  src_.handle(viaObject("10.32.0.0/16", 21));
+  agent_.runUntilIdle();
+  std::string const kept = fecText("10.32.0.0/16");
+  EXPECT_EQ(kept, "forward [10.100.0.0 Vlan10 weight 1; 10.100.0.1 Vlan10 weight 1]");
+  logs();
+  src_.handle(group(21, members));
+  agent_.runUntilIdle();
+  EXPECT_NE(logs().find("FPM_FEC_KEPT"), std::string::npos);
+  EXPECT_EQ(fecText("10.32.0.0/16"), kept);
+
+  EXPECT_EQ(src_.counters().refused, 3u);
+  EXPECT_EQ(fibFec("10.30.0.0/16"), 0u);
+  EXPECT_EQ(fibFec("10.31.0.0/16"), 0u);
+  EXPECT_EQ(chip("10.30.0.0/16"), "");
+  EXPECT_EQ(chip("10.31.0.0/16"), "");
+  EXPECT_EQ(chip("10.32.0.0/16"), fwd(fibFec("10.32.0.0/16")));
+  EXPECT_EQ(src_.fecs(), 1u);
 }
 
 TEST_F(FpmRouteSourceTest, AZebraStreamAppliesWhole) {

@@ -1,8 +1,9 @@
 // The agent's route side: `chip em` is checked whole before it changes
 // anything; a restart keeps the chip's routes while the new run starts with
-// empty hand-over lists; chip rules, capacities and shows reach the route
-// tables. The test writes the hand-over lists itself, as the route machines
-// of a run would.
+// empty hand-over lists, and with no unprogrammed route counted for it by the
+// old run; chip rules, capacities and shows reach the route tables. Most
+// tests write the hand-over lists themselves, as the route machines of a run
+// would.
 #include <gtest/gtest.h>
 
 #include <sstream>
@@ -12,6 +13,7 @@
 #include "agent/Agent.h"
 #include "agent/ScenarioRunner.h"
 #include "kor/l3/L3Status.h"
+#include "kor/l3/VrfL3Status.h"
 #include "softchip/SoftChip.h"
 #include "vix/Time.h"
 
@@ -73,6 +75,31 @@ TEST_F(RouteStatementsTest, RestartKeepsChipRoutesAndEmptiesTheHandOverLists) {
   ASSERT_EQ(run("chip fault clear\n"), 0u);
   hand("10.9.0.0/16", 1, 3);
   EXPECT_EQ(route4().size(), 2u);
+}
+
+// Routes the chip refused before a restart are counted by the VRF and the
+// L3 status; the old run's route machines take their counts along, so that
+// once the new run has programmed them nothing says they are missing.
+TEST_F(RouteStatementsTest, ARestartLeavesNoStaleUnprogrammedCount) {
+  ASSERT_EQ(run("routing default on\nintf add Ethernet1\nfec add 1 via 10.1.0.2 Ethernet1\n"
+                "fec add 2 via 2001:db8::2 Ethernet1\ninit\nrun until idle\n"
+                "chip fault route4 fail\nchip fault route6 fail\nroute add default 10.9.0.0/16 fec 1\n"
+                "route add default 10.8.0.0/16 fec 1\nroute add default 2001:db8:9::/48 fec 2\nrun 1s\n"),
+            0u)
+      << out_.str();
+  auto vrf = l3().vrfL3Status(Kor::VrfName("default"));
+  ASSERT_EQ(vrf->numUnprogrammedRoutes(), 2u);
+  ASSERT_EQ(l3().numUnprogrammedV6Routes(), 1u);
+  ASSERT_EQ(run("restart\nchip fault clear\nrun until idle\n"), 0u) << out_.str();
+  EXPECT_EQ(route4().size(), 2u);
+  EXPECT_EQ(vrf->numUnprogrammedRoutes(), 0u);
+  EXPECT_EQ(vrf->numUnprogrammedV6Routes(), 0u);
+  EXPECT_EQ(l3().numUnprogrammedRoutes(), 0u);
+  EXPECT_EQ(l3().numUnprogrammedV6Routes(), 0u);
+  EXPECT_EQ(l3().ipv4UnProgrammedRoutes(), 0u);
+  EXPECT_EQ(l3().ipv6UnProgrammedRoutes(), 0u);
+  EXPECT_EQ(agent_.command(-1, "SR4u a"), "Vrf: default\nNo unprogrammed routes\n");
+  EXPECT_EQ(agent_.command(-1, "SR6u a"), "Vrf: default\nNo unprogrammed routes\n");
 }
 
 TEST_F(RouteStatementsTest, CapacityAndShowsReachTheRouteTables) {

@@ -1,10 +1,12 @@
 // The VRF root: id allocation and reuse, deletion paths, time sharing, end of
-// sync, the fast-boot schedule, the ARP feed and the command channel.
+// sync, the fast-boot schedule, the ARP feed, the command channel, and VRFs
+// the chip refused, retried until it takes them.
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 
 #include "softchip/SoftChip.h"
 #include "tests/l3/VrfRootFixture.h"
+#include "vix/Log.h"
 
 namespace KorTest {
 namespace {
@@ -244,6 +246,70 @@ TEST_F(VrfRootFixture, StaleVrfsOfAnEarlierRunAreDeletedAtStart) {
   EXPECT_FALSE(l3Status_->vrfIdHas(VrfName("old")));
   EXPECT_EQ(vrfId("keep"), 1u);
   EXPECT_EQ(freeIds(), (std::vector<uint32_t>{3, 2}));
+}
+
+// The chip's answer to a VRF is its state: failed and not ready are asked
+// again every vrfRetryInterval, full when the chip says it has room again;
+// each VRF logs once when refused and once when taken at last.
+TEST_F(VrfRootFixture, VrfsTheChipRefusedAreRetriedUntilItTakesThem) {
+  using Kor::VrfHwState;
+  using SoftChip::ChipAnswer;
+  auto chip = Vix::makePtr<SoftChip::SoftChip>();
+  chip->softVrfHelper().l3StatusIs(l3Status_);
+  in_.vrfHelper = chip->vrfHelper();
+  auto log = Vix::makePtr<Vix::MemoryLogSink>();
+  Vix::logSinkIs(log);
+  auto& vrfs = chip->vrfTable();
+  chip->injector().kindFaultIs("vrf", ChipAnswer::fail);
+  chip->injector().objectFaultIs("vrf", "blue", ChipAnswer::notReady);
+  announce("blue");
+  start();
+  EXPECT_EQ(root("default")->hwState(), VrfHwState::vrfHwFailed);
+  EXPECT_EQ(root("blue")->hwState(), VrfHwState::vrfHwNotReady);
+  EXPECT_EQ(vrfs.size(), 0u);
+  EXPECT_EQ(sm_->unprogrammedVrfs().size(), 2u);
+  ASSERT_TRUE(sm_->vrfRetryClock().armed());
+  // Still refused: asked again each interval, logged once.
+  loop_->runFor(sm_->vrfRetryInterval() * 3.5);
+  EXPECT_EQ(root("blue")->hwRetries(), 3u);
+  chip->injector().faultsDelAll();
+  loop_->runFor(sm_->vrfRetryInterval());
+  EXPECT_EQ(root("default")->hwState(), VrfHwState::vrfHwInstalled);
+  EXPECT_EQ(root("blue")->hwState(), VrfHwState::vrfHwInstalled);
+  EXPECT_EQ(vrfs.size(), 2u);
+  EXPECT_TRUE(sm_->unprogrammedVrfs().empty());
+  EXPECT_FALSE(sm_->vrfRetryClock().armed());
+  std::vector<std::string> texts;
+  for (auto const& r : log->records()) texts.push_back(r.text);
+  std::sort(texts.begin(), texts.end());
+  EXPECT_EQ(texts, (std::vector<std::string>{"Vrf blue (vrfId 1) not programmed in hardware: notready",
+                                             "Vrf blue (vrfId 1) programmed in hardware after 4 retries",
+                                             "Vrf default (vrfId 0) not programmed in hardware: failed",
+                                             "Vrf default (vrfId 0) programmed in hardware after 4 retries"}));
+
+  // Full: no polling; the chip's room coming back retries it at once.
+  vrfs.capacityIs(2);
+  announce("red");
+  EXPECT_EQ(root("red")->hwState(), VrfHwState::vrfHwFull);
+  EXPECT_TRUE(l3Status_->vrfResourceFull());
+  EXPECT_FALSE(sm_->vrfRetryClock().armed());
+  loop_->runFor(60);
+  EXPECT_EQ(root("red")->hwRetries(), 0u);
+  withdraw("blue");
+  EXPECT_FALSE(l3Status_->vrfResourceFull());
+  EXPECT_EQ(root("red")->hwState(), VrfHwState::vrfHwInstalled);
+  EXPECT_TRUE(vrfs.has("red"));
+
+  // A refused VRF withdrawn leaves nothing to retry.
+  chip->injector().kindFaultIs("vrf", ChipAnswer::fail);
+  announce("green");
+  EXPECT_EQ(sm_->unprogrammedVrfs().count(VrfName("green")), 1u);
+  withdraw("green");
+  EXPECT_TRUE(sm_->unprogrammedVrfs().empty());
+  auto const calls = chip->injector().counters("vrf").calls;
+  loop_->runFor(sm_->vrfRetryInterval() * 2);
+  EXPECT_EQ(chip->injector().counters("vrf").calls, calls);
+  Vix::logSinkIs(Vix::makePtr<Vix::StderrLogSink>());
 }
 
 TEST_F(VrfRootFixture, FastBootFavoursIpv4ThenIpv6ThenSharesAgain) {

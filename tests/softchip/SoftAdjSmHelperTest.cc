@@ -1,6 +1,7 @@
 // The software chip's L2 adjacency table: answers from the fault injector,
-// recorded calls, syncs that rewrite nothing, and state that outlives the
-// library objects that wrote it.
+// recorded calls (a bounded recent history beside unbounded counters), syncs
+// that rewrite nothing, and state that outlives the library objects that
+// wrote it.
 #include <gtest/gtest.h>
 
 #include "kor/adj/L2Adjacency.h"
@@ -53,6 +54,39 @@ TEST(SoftAdjSmHelperTest, AnswersRecordsAndCounts) {
   EXPECT_EQ(h.opCount("createAdj"), 3u);
   EXPECT_EQ(h.getHwLagId(Nollo::IntfId::portChannel(12)), 12u);
   EXPECT_EQ(h.getHwLagId(Nollo::IntfId::ethernet(12)), 0u);
+}
+
+// An agent runs for months: however many updates it makes, the helper keeps
+// only the latest kCallHistory calls, while the counters see every one.
+TEST(SoftAdjSmHelperTest, CallHistoryStaysBoundedOverManyUpdates) {
+  auto chip = Vix::makePtr<SoftChip::SoftChip>();
+  auto& h = chip->softAdjSmHelper();
+  constexpr uint64_t kUpdates = 100000;
+  L2Adjacency a(L2AdjKey(4), data(0));
+  ASSERT_EQ(h.createAdj(a), AdjUpdateStatus::adjUpdateSuccess);
+  for (uint64_t i = 1; i <= kUpdates; ++i) {
+    a.viaIs(data(i));
+    ASSERT_EQ(h.updateAdj(a), AdjUpdateStatus::adjUpdateSuccess);
+  }
+  L2Adjacency b(L2AdjKey(9), data(1));
+  ASSERT_EQ(h.createAdj(b), AdjUpdateStatus::adjUpdateSuccess);
+  h.deleteAdj(b);
+
+  auto calls = h.calls();
+  ASSERT_EQ(calls.size(), SoftChip::SoftAdjSmHelper::kCallHistory);
+  // Oldest first, the latest last.
+  EXPECT_EQ(calls.front(), "updateAdj 4");
+  EXPECT_EQ(calls[calls.size() - 3], "updateAdj 4");
+  EXPECT_EQ(calls[calls.size() - 2], "createAdj 9");
+  EXPECT_EQ(calls.back(), "deleteAdj 9");
+  EXPECT_EQ(h.opCount("updateAdj"), kUpdates);
+  EXPECT_EQ(h.opCount("createAdj"), 2u);
+  EXPECT_EQ(chip->l2AdjTable().counters().updates, kUpdates);
+
+  // Emptied, the history fills again from its start.
+  h.callsDelAll();
+  h.deleteAdj(a);
+  EXPECT_EQ(h.calls(), std::vector<std::string>{"deleteAdj 4"});
 }
 
 TEST(SoftAdjSmHelperTest, FullTableRaisesResourceFullUntilRoomIsMade) {
