@@ -5,14 +5,18 @@
 //   kor-agent --socket PATH        serves the command channel on a Unix socket
 //   kor-agent --netlink            takes interfaces, VRFs and neighbours from the
 //                                  kernel (with --socket: serves it too)
-//   kor-agent --fpm ADDR:PORT      takes zebra's routes over FPM (IPv4 or IPv6
-//                                  address); combines with --netlink, which
+//   kor-agent --fpm [ADDR:]PORT    takes zebra's routes over FPM (IPv4 or IPv6
+//                                  address; a port alone listens on
+//                                  127.0.0.1); combines with --netlink, which
 //                                  names the interfaces and VRF tables the
 //                                  routes use, and with --socket
 //   kor-agent --ask PATH 'SR4u a'  asks a running agent
 // Options: --trace (library traces to stderr), --realtime (a scenario file
 // on the monotonic clock instead of the manual one), --netns NAME (enters the
-// network namespace /var/run/netns/NAME before any socket is opened).
+// network namespace /var/run/netns/NAME before any socket is opened),
+// --fpm-proof-timeout SECONDS (how long a new FPM connection may take to send
+// a route while another is current; docs/fpm.md), --fpm-stale-quiet SECONDS
+// (how long a new FPM connection must be quiet before the stale sweep).
 #include <fcntl.h>
 #include <sched.h>
 #include <unistd.h>
@@ -20,6 +24,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <iostream>
@@ -44,7 +49,8 @@ namespace {
 int usage() {
   std::fprintf(stderr,
                "usage: kor-agent [--trace] [--realtime] [FILE | -]\n"
-               "       kor-agent [--trace] [--netns NAME] [--netlink] [--fpm ADDR:PORT] [--socket PATH]\n"
+               "       kor-agent [--trace] [--netns NAME] [--netlink] [--fpm [ADDR:]PORT] [--socket PATH]\n"
+               "                 [--fpm-proof-timeout SECONDS] [--fpm-stale-quiet SECONDS]\n"
                "       kor-agent --ask PATH COMMAND\n");
   return 2;
 }
@@ -72,7 +78,25 @@ bool enterNetns(std::string const& name) {
   return true;
 }
 
-int serve(std::string const& path, bool netlink, std::string const& fpm) {
+// The FPM listener's options: its address and, when above 0, its timeouts.
+struct FpmOptions {
+  std::string address;
+  double proofTimeout = 0, staleQuiet = 0;
+};
+
+// A positive number of seconds, or 0 with an error printed.
+double fpmSeconds(char const* option, char const* text) {
+  char* end = nullptr;
+  double v = std::strtod(text, &end);
+  if (end == text || *end || !(v > 0) || v > 86400) {
+    std::fprintf(stderr, "kor-agent: %s: '%s' is not a number of seconds above 0\n", option, text);
+    return 0;
+  }
+  return v;
+}
+
+int serve(std::string const& path, bool netlink, FpmOptions const& fpmOptions) {
+  std::string const& fpm = fpmOptions.address;
   KorAgent::Agent agent(Vix::makePtr<Vix::MonotonicTimeSource>());
   // Fed by zebra or the kernel the agent runs unattended: log lines go to
   // standard error as they come, not into the answers of the socket's shows.
@@ -98,6 +122,8 @@ int serve(std::string const& path, bool netlink, std::string const& fpm) {
         &agent, [&](uint32_t ifindex) { return intfMap.intfOf(ifindex); },
         [&](uint32_t table) { return intfMap.vrfOfTable(table); });
     fpmServer = std::make_unique<KorAgent::FpmServer>(&agent, fpmSource.get());
+    if (fpmOptions.proofTimeout > 0) fpmServer->proofTimeoutIs(fpmOptions.proofTimeout);
+    if (fpmOptions.staleQuiet > 0) fpmSource->staleQuietIs(fpmOptions.staleQuiet);
     if (!fpmServer->listenIs(fpm)) {
       std::fprintf(stderr, "kor-agent: --fpm: %s\n", fpmServer->errorText().c_str());
       return 1;
@@ -125,7 +151,8 @@ int serve(std::string const& path, bool netlink, std::string const& fpm) {
 
 int main(int argc, char** argv) {
   bool trace = false, realtime = false;
-  std::string socketPath, askPath, askText, file, netns, fpm;
+  std::string socketPath, askPath, askText, file, netns;
+  FpmOptions fpm;
   bool haveFile = false, netlink = false;
   for (int i = 1; i < argc; ++i) {
     std::string a = argv[i];
@@ -136,7 +163,11 @@ int main(int argc, char** argv) {
     } else if (a == "--socket" && i + 1 < argc) {
       socketPath = argv[++i];
     } else if (a == "--fpm" && i + 1 < argc) {
-      fpm = argv[++i];
+      fpm.address = argv[++i];
+    } else if ((a == "--fpm-proof-timeout" || a == "--fpm-stale-quiet") && i + 1 < argc) {
+      double v = fpmSeconds(a.c_str(), argv[++i]);
+      if (!v) return 2;
+      (a == "--fpm-stale-quiet" ? fpm.staleQuiet : fpm.proofTimeout) = v;
     } else if (a == "--netlink") {
       netlink = true;
     } else if (a == "--netns" && i + 1 < argc) {
@@ -170,7 +201,7 @@ int main(int argc, char** argv) {
   }
 
   if (trace) KorAgent::Agent::traceToStderrIs(true);
-  if (!socketPath.empty() || netlink || !fpm.empty()) return serve(socketPath, netlink, fpm);
+  if (!socketPath.empty() || netlink || !fpm.address.empty()) return serve(socketPath, netlink, fpm);
 
   Vix::Ptr<Vix::TimeSource> ts;
   if (realtime) ts = Vix::makePtr<Vix::MonotonicTimeSource>();

@@ -16,8 +16,6 @@
 #include <sstream>
 #include <thread>
 
-#include <gtest/gtest.h>
-
 namespace KorTest {
 
 namespace {
@@ -37,7 +35,7 @@ AgentProcess::AgentProcess(std::vector<std::string> const& args, std::string con
   char tmpl[] = "/tmp/kor-daemon-XXXXXX";
   char* d = ::mkdtemp(tmpl);
   if (!d) {
-    ADD_FAILURE() << "mkdtemp: " << std::strerror(errno);
+    agentProcessFailure(std::string("mkdtemp: ") + std::strerror(errno));
     return;
   }
   dir_ = d;
@@ -58,7 +56,7 @@ AgentProcess::AgentProcess(std::vector<std::string> const& args, std::string con
     ::_exit(127);
   }
   if (!ready.empty() && !waitForStderr(ready))
-    ADD_FAILURE() << "kor-agent did not print '" << ready << "'; stderr:\n" << stderrText();
+    agentProcessFailure("kor-agent did not print '" + ready + "'; stderr:\n" + stderrText());
 }
 
 AgentProcess::~AgentProcess() {
@@ -142,6 +140,39 @@ int AgentProcess::connectSocket() const {
     return -1;
   }
   return fd;
+}
+
+uint16_t AgentProcess::fpmPort(double seconds) {
+  static std::string const kListening = "kor-agent: fpm listening on ";
+  auto start = std::chrono::steady_clock::now();
+  do {
+    std::string err = stderrText();
+    auto at = err.find(kListening);
+    auto eol = at == std::string::npos ? at : err.find('\n', at);
+    if (eol != std::string::npos) {
+      auto colon = err.rfind(':', eol);
+      return static_cast<uint16_t>(std::strtoul(err.c_str() + colon + 1, nullptr, 10));
+    }
+    if (!alive()) break;
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  } while (secondsSince(start) < seconds);
+  return 0;
+}
+
+std::optional<double> jsonNumber(std::string const& text, std::string const& path) {
+  size_t at = 0;
+  for (size_t from = 0; from <= path.size();) {
+    size_t dot = path.find('.', from);
+    if (dot == std::string::npos) dot = path.size();
+    at = text.find('"' + path.substr(from, dot - from) + "\": ", at);
+    if (at == std::string::npos) return std::nullopt;
+    at = text.find(':', at) + 2;
+    from = dot + 1;
+  }
+  char* end = nullptr;
+  double v = std::strtod(text.c_str() + at, &end);
+  if (end == text.c_str() + at) return std::nullopt;
+  return v;
 }
 
 std::optional<std::string> readAll(int fd, double seconds) {

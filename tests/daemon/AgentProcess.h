@@ -4,8 +4,11 @@
 // socket lives there), its standard error is kept in a file, and it is
 // stopped with SIGTERM (then SIGKILL) when the object goes. The tests talk
 // to it only as a user would: over its Unix command socket and TCP ports.
+// No test framework here (the soak program uses it too): a failure to start
+// is reported through agentProcessFailure(), which each program defines.
 #include <sys/types.h>
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
@@ -41,6 +44,9 @@ class AgentProcess {
   size_t rssKib() const;
   // Open descriptors of the process, from /proc.
   size_t openFds() const;
+  // The FPM port from the agent's "kor-agent: fpm listening on ADDR:PORT"
+  // line, waiting up to `seconds` for it; 0 when it did not come.
+  uint16_t fpmPort(double seconds = 10.0);
 
   // One request on the command socket as `kor-agent --ask` sends it: the
   // text and a newline, then the write side shut; the answer is read until
@@ -60,5 +66,14 @@ class AgentProcess {
 // Reads from fd until end of file or `seconds`; nullopt on a timeout or an
 // error other than end of file.
 std::optional<std::string> readAll(int fd, double seconds);
+
+// The number after the key path "a.b.c" in an agent's JSON answer: each key
+// is looked for after the one before it, so "routes.stale" is the "stale" of
+// the "routes" object. nullopt when a key is missing or holds no number.
+std::optional<double> jsonNumber(std::string const& text, std::string const& path);
+
+// Defined by each program that links AgentProcess: how a process that did
+// not start is reported (a test failure, a message and a failed exit).
+void agentProcessFailure(std::string const& what);
 
 }  // namespace KorTest
