@@ -127,18 +127,24 @@ size_t AgentProcess::openFds() const {
   return n;
 }
 
-int AgentProcess::connectSocket() const {
+int AgentProcess::connectSocket(double seconds) const {
   sockaddr_un addr{};
   std::string path = socketPath();
   if (path.size() >= sizeof addr.sun_path) return -1;
   addr.sun_family = AF_UNIX;
   std::memcpy(addr.sun_path, path.c_str(), path.size() + 1);
-  int fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  int fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
   if (fd < 0) return -1;
-  if (::connect(fd, reinterpret_cast<sockaddr*>(&addr), sizeof addr) < 0) {
-    ::close(fd);
-    return -1;
+  auto start = std::chrono::steady_clock::now();
+  while (::connect(fd, reinterpret_cast<sockaddr*>(&addr), sizeof addr) < 0) {
+    // A full backlog answers EAGAIN at once: the agent is not accepting.
+    if ((errno != EAGAIN && errno != EINTR) || secondsSince(start) >= seconds) {
+      ::close(fd);
+      return -1;
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
   }
+  ::fcntl(fd, F_SETFL, ::fcntl(fd, F_GETFL, 0) & ~O_NONBLOCK);
   return fd;
 }
 
@@ -198,7 +204,8 @@ std::optional<std::string> readAll(int fd, double seconds) {
 }
 
 std::optional<std::string> AgentProcess::ask(std::string const& text, double seconds) const {
-  int fd = connectSocket();
+  auto start = std::chrono::steady_clock::now();
+  int fd = connectSocket(seconds);
   if (fd < 0) return std::nullopt;
   std::string line = text + "\n";
   if (::send(fd, line.data(), line.size(), MSG_NOSIGNAL) != static_cast<ssize_t>(line.size())) {
@@ -206,7 +213,7 @@ std::optional<std::string> AgentProcess::ask(std::string const& text, double sec
     return std::nullopt;
   }
   ::shutdown(fd, SHUT_WR);
-  auto answer = readAll(fd, seconds);
+  auto answer = readAll(fd, seconds - secondsSince(start));
   ::close(fd);
   return answer;
 }

@@ -51,11 +51,12 @@ class AgentProcess {
   // One request on the command socket as `kor-agent --ask` sends it: the
   // text and a newline, then the write side shut; the answer is read until
   // the agent closes. nullopt when the connection failed, was reset or did
-  // not close within `seconds`.
+  // not close within `seconds` (the connection included).
   std::optional<std::string> ask(std::string const& text, double seconds = 10.0) const;
-  // Connects to the command socket and returns the descriptor (-1 on
-  // failure); the caller owns it.
-  int connectSocket() const;
+  // Connects to the command socket within `seconds` (its backlog is full
+  // while the agent does not accept) and returns the descriptor, blocking
+  // (-1 on failure); the caller owns it.
+  int connectSocket(double seconds = 10.0) const;
 
  private:
   std::string dir_;
