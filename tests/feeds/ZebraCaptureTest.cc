@@ -23,9 +23,10 @@ using KorFeeds::NlNexthop;
 using KorFeeds::NlNexthopObject;
 using KorFeeds::NlRoute;
 
-std::filesystem::path corpusDir() {
-  return std::filesystem::path(__FILE__).parent_path().parent_path().parent_path() / "fuzz" / "corpus" / "fpm";
-}
+// From the build's absolute path: __FILE__ is relative to the build
+// directory when ccache rewrites paths (CCACHE_BASEDIR), and the test runs
+// elsewhere.
+std::filesystem::path corpusDir() { return std::filesystem::path(KOR_FUZZ_DIR) / "corpus" / "fpm"; }
 
 struct Capture {
   std::vector<std::vector<uint8_t>> frames;  // netlink bytes of each frame
