@@ -125,7 +125,10 @@ bool SoakZebra::churn(size_t n) {
     enc_.encodeFrame(route(i), &out);
     ++counters_.frames;
   }
-  return doSend(*conn_, out);
+  if (doSend(*conn_, out)) return true;
+  // The stream may end mid-frame: zebra drops the connection and reconnects.
+  conn_.reset();
+  return false;
 }
 
 bool SoakZebra::reconnect(Reconnect how) {

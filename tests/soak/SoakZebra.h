@@ -49,9 +49,11 @@ class SoakZebra {
   // Connects and sends the whole table (every route present at first).
   bool start();
   // `n` random route changes (adds, deletes, next-hop changes) and now and
-  // then a next-hop object's gateway moved, sent as one burst.
+  // then a next-hop object's gateway moved, sent as one burst. Without a
+  // connection (a send failed before) it reconnects instead.
   bool churn(size_t n);
-  // A new connection and the replay of the table on it.
+  // A new connection and the replay of the table on it; false (and no
+  // connection) when it could not be sent.
   bool reconnect(Reconnect how);
   // A stranger connects: silent (kept until reaped) or sending garbage.
   void stranger(bool garbage);
