@@ -7,7 +7,7 @@ BENCH_PKGS := $(BUILD_PKGS) libbenchmark-dev
 CLANG_PKGS := clang libclang-rt-dev
 CMAKE := cmake -G Ninja -Wno-dev
 
-.PHONY: run test test-sanitize build-clang bench fuzz clean
+.PHONY: run test test-sanitize build-clang bench fuzz soak clean
 
 run:
 	@scripts/deps.sh $(BUILD_PKGS)
@@ -41,6 +41,18 @@ fuzz:
 	@CXX=clang++ $(CMAKE) -S . -B $(FUZZ_BUILD) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DKOR_BUILD_TESTS=OFF -DKOR_BUILD_FUZZ=ON >/dev/null
 	@cmake --build $(FUZZ_BUILD) -j $(JOBS) --target fuzz-targets
 	fuzz/run.sh $(FUZZ_BUILD) $(FUZZ_SECONDS)
+
+# A real kor-agent under mixed load (command socket, FPM, slow clients) for
+# SOAK_SECONDS; fails on p99 latency above 100 ms, memory growth after
+# warm-up or the agent's death (tests/soak/KorSoak.cc). SOAK_SEED varies the
+# inputs.
+SOAK_SECONDS ?= 600
+SOAK_SEED ?= 1
+soak:
+	@scripts/deps.sh $(BUILD_PKGS) libgtest-dev libgmock-dev
+	@$(CMAKE) -S . -B build/test -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
+	@cmake --build build/test -j $(JOBS) --target kor-agent kor-soak
+	build/test/tests/kor-soak --seconds $(SOAK_SECONDS) --seed $(SOAK_SEED)
 
 bench:
 	@scripts/deps.sh $(BENCH_PKGS)

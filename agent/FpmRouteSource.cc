@@ -129,6 +129,7 @@ void FpmRouteSource::handleTablesChanged() { tableVrf_.clear(); }
 
 void FpmRouteSource::handle(NlRoute const& r) {
   ++messages_;
+  if (replayAwaited_) doReplayStarted();
   if (auto const* p4 = std::get_if<Nollo::IpPrefix>(&r.prefix)) doRoute<Nollo::Ipv4>(r, *p4);
   else doRoute<Nollo::Ipv6>(r, std::get<Nollo::Ip6Prefix>(r.prefix));
 }
@@ -478,6 +479,7 @@ void FpmRouteSource::doFecDel(FecEntry* fe) {
 
 void FpmRouteSource::handle(NlNexthopObject const& o) {
   ++messages_;
+  if (replayAwaited_) doReplayStarted();
   if (!o.add) return doNexthopDel(o.id);
   auto skip = [&](Fault f, std::string const& why) {
     doSkip(f, o.id, why);
@@ -608,12 +610,21 @@ void FpmRouteSource::handleConnectionUp() {
   sweeping_ = false;
   stale4_.clear();
   stale6_.clear();
+  // The sweep's quiet period starts with the replay's first message: a
+  // connection that sends nothing has replayed nothing, and removes nothing.
+  sweepClock_.timeMinIs(Vix::kNever);
+  replayAwaited_ = true;
+}
+
+void FpmRouteSource::doReplayStarted() {
+  replayAwaited_ = false;
   messagesAtCheck_ = messages_;
-  sweepClock_.timeMinIs(agent_->loop()->now() + kStaleQuiet);
+  sweepClock_.timeMinIs(agent_->loop()->now() + staleQuiet_);
 }
 
 void FpmRouteSource::handleConnectionDown() {
   sweepClock_.timeMinIs(Vix::kNever);
+  replayAwaited_ = false;
   sweeping_ = false;
   stale4_.clear();
   stale6_.clear();
@@ -661,7 +672,7 @@ void FpmRouteSource::handleSweep() {
     if (messages_ != messagesAtCheck_) {
       // Still replaying: wait for a whole quiet period.
       messagesAtCheck_ = messages_;
-      sweepClock_.timeMinIs(now + kStaleQuiet);
+      sweepClock_.timeMinIs(now + staleQuiet_);
       return;
     }
     sweeping_ = true;
@@ -759,7 +770,8 @@ std::string FpmRouteSource::show(bool json) const {
   }
   os << "fpm routes: ipv4 " << r4 << ", ipv6 " << r6 << "; fecs " << fecs_.size() << " (idle " << idle
      << "); next-hop objects " << objects_.size() << "; connections " << c.connections
-     << (sweepPending() ? "; stale sweep pending" : "") << "\n";
+     << (replayAwaited_ ? "; stale sweep waits for the replay" : sweepPending() ? "; stale sweep pending" : "")
+     << "\n";
   for (size_t g = 0; g < 4; ++g) {
     os << "  " << names[g] << ":";
     for (size_t i = 0; groups[g][i].first; ++i) os << (i ? ", " : " ") << groups[g][i].first << " " << groups[g][i].second;

@@ -19,9 +19,10 @@
 //  - an identical re-add writes nothing, so a replay after a reconnect
 //    leaves the FIB (and the chip) untouched.
 // Replay rule: each connection is a generation. Routes and next-hop objects
-// the current connection re-sent carry its generation; once it has been
-// quiet (no message) for kStaleQuiet, whatever is older is removed. While
-// zebra is away nothing is removed: the switch keeps forwarding.
+// the current connection re-sent carry its generation; once it has sent its
+// first message and then been quiet (no message) for staleQuiet(), whatever
+// is older is removed. A connection that sends nothing removes nothing, and
+// while zebra is away nothing is removed: the switch keeps forwarding.
 //
 // Fed by FpmServer (decoded messages, connection up and down); interface and
 // VRF names come through the lookups main wires to the kernel's maps.
@@ -58,6 +59,7 @@ class FpmRouteSource {
   using VrfLookup = std::function<std::optional<Kor::VrfName>(uint32_t table)>;
   static constexpr uint32_t kMainTable = 254;  // zebra's main table: VRF default
   static constexpr Vix::Seconds kFecGrace = 1.0;
+  // The default quiet period before the stale sweep (staleQuietIs()).
   static constexpr Vix::Seconds kStaleQuiet = 5.0;
   // Stale routes removed per loop turn, so a sweep never holds the loop.
   static constexpr size_t kSweepBatch = 10000;
@@ -85,18 +87,24 @@ class FpmRouteSource {
 
   void handle(KorFeeds::NlRoute const& r);
   void handle(KorFeeds::NlNexthopObject const& o);
-  // A new zebra connection: a new generation, and the quiet timer of the
-  // stale sweep. A lost one stops a pending sweep.
+  // A new zebra connection: a new generation; its first message starts the
+  // quiet timer of the stale sweep. A lost one stops a pending sweep.
   void handleConnectionUp();
   void handleConnectionDown();
   // The table -> VRF map changed: table lookups are asked again.
   void handleTablesChanged();
+  // How long a new connection must be quiet before the stale sweep (tests
+  // shorten it).
+  void staleQuietIs(Vix::Seconds s) { staleQuiet_ = s; }
+  Vix::Seconds staleQuiet() const { return staleQuiet_; }
 
   Counters const& counters() const { return counters_; }
   size_t routes() const;
   size_t fecs() const { return fecs_.size(); }
   size_t nexthopObjects() const { return objects_.size(); }
-  bool sweepPending() const { return sweepClock_.armed(); }
+  // A connection's replay may still remove stale routes: it has sent
+  // nothing yet, or its sweep has not run.
+  bool sweepPending() const { return replayAwaited_ || sweepClock_.armed(); }
   std::string show(bool json) const;
 
  private:
@@ -175,6 +183,7 @@ class FpmRouteSource {
   void doSkip(Fault f, uint32_t nhId, std::string const& why);
   void handleGrace();
   void handleSweep();
+  void doReplayStarted();
   template <class AF>
   void doCollectStale(VrfState& vrf);
   template <class AF>
@@ -199,9 +208,12 @@ class FpmRouteSource {
   // appears twice; only the entry matching its idleUntil counts).
   std::deque<Idle> idle_;
   Vix::Clock graceClock_;
-  // Stale sweep: armed at connection up; runs once no message came for a
-  // whole quiet period; then removes stale routes a batch per turn.
+  // Stale sweep: armed at the first message of a connection; runs once no
+  // message came for a whole quiet period; then removes stale routes a batch
+  // per turn.
   Vix::Clock sweepClock_;
+  bool replayAwaited_ = false;  // connected, no message yet
+  Vix::Seconds staleQuiet_ = kStaleQuiet;
   uint64_t messages_ = 0;
   uint64_t messagesAtCheck_ = 0;
   bool sweeping_ = false;

@@ -5,8 +5,9 @@
 //   kor-agent --socket PATH        serves the command channel on a Unix socket
 //   kor-agent --netlink            takes interfaces, VRFs and neighbours from the
 //                                  kernel (with --socket: serves it too)
-//   kor-agent --fpm ADDR:PORT      takes zebra's routes over FPM (IPv4 or IPv6
-//                                  address); combines with --netlink, which
+//   kor-agent --fpm [ADDR:]PORT    takes zebra's routes over FPM (IPv4 or IPv6
+//                                  address; a port alone listens on
+//                                  127.0.0.1); combines with --netlink, which
 //                                  names the interfaces and VRF tables the
 //                                  routes use, and with --socket
 //   kor-agent --ask PATH 'SR4u a'  asks a running agent (TEXT may hold several
@@ -18,6 +19,10 @@
 // group may use it too; owner-only otherwise), --socket-timeout DURATION (a
 // connection making no progress that long is closed; 60s),
 // --socket-answer-max BYTES (answer bytes one client may hold unread; 256 MiB).
+// The FPM listener's (docs/fpm.md): --fpm-proof-timeout DURATION (how long a
+// new FPM connection may take to send a route while another is current),
+// --fpm-stale-quiet DURATION (how long a new connection must be quiet before
+// the stale sweep).
 #include <fcntl.h>
 #include <sched.h>
 #include <sys/stat.h>
@@ -27,6 +32,7 @@
 #include <charconv>
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <iostream>
@@ -52,8 +58,9 @@ namespace {
 int usage() {
   std::fprintf(stderr,
                "usage: kor-agent [--trace] [--realtime] [FILE | -]\n"
-               "       kor-agent [--trace] [--netns NAME] [--netlink] [--fpm ADDR:PORT] [--socket PATH]\n"
+               "       kor-agent [--trace] [--netns NAME] [--netlink] [--fpm [ADDR:]PORT] [--socket PATH]\n"
                "                 [--socket-group GROUP] [--socket-timeout DURATION] [--socket-answer-max BYTES]\n"
+               "                 [--fpm-proof-timeout DURATION] [--fpm-stale-quiet DURATION]\n"
                "       kor-agent --ask PATH REQUEST|-\n");
   return 2;
 }
@@ -64,15 +71,16 @@ void handleStopSignal(int) {
   if (servedAgent) servedAgent->loop()->stop();
 }
 
-// --socket-timeout: a duration as the scenario language writes it, above 0.
-bool parseTimeout(std::string const& text, double* out) {
+// --socket-timeout and the --fpm-... timeouts: a duration as the scenario
+// language writes it, above 0.
+bool parseTimeout(std::string const& option, std::string const& text, double* out) {
   try {
     double const v = KorAgent::ScenarioRunner::parseDuration(text);
     if (!(v > 0)) throw std::invalid_argument("not above 0");
     *out = v;
     return true;
   } catch (std::exception const&) {
-    std::fprintf(stderr, "kor-agent: --socket-timeout: bad duration '%s'\n", text.c_str());
+    std::fprintf(stderr, "kor-agent: %s: bad duration '%s'\n", option.c_str(), text.c_str());
     return false;
   }
 }
@@ -106,8 +114,15 @@ bool enterNetns(std::string const& name) {
   return true;
 }
 
-int serve(std::string const& path, bool netlink, std::string const& fpm, std::string const& socketGroup,
+// The FPM listener's options: its address and, when above 0, its timeouts.
+struct FpmOptions {
+  std::string address;
+  double proofTimeout = 0, staleQuiet = 0;
+};
+
+int serve(std::string const& path, bool netlink, FpmOptions const& fpmOptions, std::string const& socketGroup,
           KorAgent::CommandServer::Limits const& limits) {
+  std::string const& fpm = fpmOptions.address;
   KorAgent::Agent agent(Vix::makePtr<Vix::MonotonicTimeSource>());
   // Real time on its own loop: `run` is refused, kept traces and log records
   // are bounded, a library that asks to exit is restarted in process.
@@ -136,6 +151,8 @@ int serve(std::string const& path, bool netlink, std::string const& fpm, std::st
         &agent, [&](uint32_t ifindex) { return intfMap.intfOf(ifindex); },
         [&](uint32_t table) { return intfMap.vrfOfTable(table); });
     fpmServer = std::make_unique<KorAgent::FpmServer>(&agent, fpmSource.get());
+    if (fpmOptions.proofTimeout > 0) fpmServer->proofTimeoutIs(fpmOptions.proofTimeout);
+    if (fpmOptions.staleQuiet > 0) fpmSource->staleQuietIs(fpmOptions.staleQuiet);
     if (!fpmServer->listenIs(fpm)) {
       std::fprintf(stderr, "kor-agent: --fpm: %s\n", fpmServer->errorText().c_str());
       return 1;
@@ -163,8 +180,9 @@ int serve(std::string const& path, bool netlink, std::string const& fpm, std::st
 
 int main(int argc, char** argv) {
   bool trace = false, realtime = false;
-  std::string socketPath, askPath, askText, file, netns, fpm, socketGroup;
+  std::string socketPath, askPath, askText, file, netns, socketGroup;
   KorAgent::CommandServer::Limits socketLimits;
+  FpmOptions fpm;
   bool haveFile = false, netlink = false;
   for (int i = 1; i < argc; ++i) {
     std::string a = argv[i];
@@ -177,11 +195,13 @@ int main(int argc, char** argv) {
     } else if (a == "--socket-group" && i + 1 < argc) {
       socketGroup = argv[++i];
     } else if (a == "--socket-timeout" && i + 1 < argc) {
-      if (!parseTimeout(argv[++i], &socketLimits.timeout)) return usage();
+      if (!parseTimeout(a, argv[++i], &socketLimits.timeout)) return usage();
     } else if (a == "--socket-answer-max" && i + 1 < argc) {
       if (!parseBytes(argv[++i], &socketLimits.answerMax)) return usage();
     } else if (a == "--fpm" && i + 1 < argc) {
-      fpm = argv[++i];
+      fpm.address = argv[++i];
+    } else if ((a == "--fpm-proof-timeout" || a == "--fpm-stale-quiet") && i + 1 < argc) {
+      if (!parseTimeout(a, argv[++i], a == "--fpm-stale-quiet" ? &fpm.staleQuiet : &fpm.proofTimeout)) return usage();
     } else if (a == "--netlink") {
       netlink = true;
     } else if (a == "--netns" && i + 1 < argc) {
@@ -222,7 +242,8 @@ int main(int argc, char** argv) {
   }
 
   if (trace) KorAgent::Agent::traceToStderrIs(true);
-  if (!socketPath.empty() || netlink || !fpm.empty()) return serve(socketPath, netlink, fpm, socketGroup, socketLimits);
+  if (!socketPath.empty() || netlink || !fpm.address.empty())
+    return serve(socketPath, netlink, fpm, socketGroup, socketLimits);
 
   Vix::Ptr<Vix::TimeSource> ts;
   if (realtime) ts = Vix::makePtr<Vix::MonotonicTimeSource>();

@@ -242,6 +242,25 @@ TEST_F(FpmRouteSourceTest, ReplayWritesNothingAndRemovesOnlyWhatWasNotResent) {
   EXPECT_NE(chip("10.20.0.0/16"), "");
 }
 
+TEST_F(FpmRouteSourceTest, AConnectionThatSendsNothingRemovesNothing) {
+  src_.handleConnectionUp();
+  src_.handle(route("10.30.0.0/16", {hop("10.1.0.2", 10)}));
+  src_.handle(route("10.40.0.0/16", {hop("10.1.0.3", 10)}));
+  agent_.runUntilIdle();
+  src_.handleConnectionDown();
+  src_.handleConnectionUp();
+  agent_.runFor(3 * FpmRouteSource::kStaleQuiet);
+  EXPECT_EQ(src_.routes(), 2u);
+  EXPECT_TRUE(src_.sweepPending());
+  EXPECT_NE(src_.show(false).find("stale sweep waits for the replay"), std::string::npos);
+  // Its first message starts the quiet period; what it did not re-send goes.
+  src_.handle(route("10.30.0.0/16", {hop("10.1.0.2", 10)}));
+  agent_.runUntilIdle();
+  EXPECT_FALSE(src_.sweepPending());
+  EXPECT_EQ(src_.routes(), 1u);
+  EXPECT_EQ(fibFec("10.40.0.0/16"), 0u);
+}
+
 TEST_F(FpmRouteSourceTest, ObjectUpdateReachesItsFecsAndItsGroupsWithoutRouteWrites) {
   src_.handle(object(1, hop("10.1.0.2", 10)));
   src_.handle(object(2, hop("10.1.0.3", 10)));

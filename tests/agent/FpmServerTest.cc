@@ -1,13 +1,16 @@
 // FpmServer over a real loopback TCP connection on the agent's loop (real
 // time): good frames apply, a message with a bad attribute is skipped while
 // the connection stays, lost framing closes the connection and the next one
-// works, a newer connection replaces the older, and a burst larger than one
-// turn's budget is applied whole over several loop turns.
+// works, a newer connection replaces the older only with a route or next-hop
+// message (candidates that close, chatter without routes or come past the
+// cap are closed), and a burst larger than one turn's budget is applied whole
+// over several loop turns.
 #include <gtest/gtest.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <functional>
 #include <string>
 #include <vector>
@@ -64,8 +67,9 @@ class FpmServerTest : public ::testing::Test {
     size_t off = 0;
     while (off < bytes.size()) {
       // The agent reads only between sends: a big burst goes in pieces.
-      ssize_t n = ::send(fd, bytes.data() + off, bytes.size() - off, MSG_DONTWAIT);
+      ssize_t n = ::send(fd, bytes.data() + off, bytes.size() - off, MSG_DONTWAIT | MSG_NOSIGNAL);
       if (n > 0) off += size_t(n);
+      else if (n < 0 && errno != EAGAIN) return;  // closed by the server
       else agent_.runFor(0.001);
     }
   }
@@ -140,7 +144,7 @@ TEST_F(FpmServerTest, LostFramingClosesTheConnectionAndTheNextOneWorks) {
   int second = connectClient();
   send(second, routeFrames(0, 3));
   ASSERT_TRUE(runUntil([&] { return src_.routes() == 3; }));
-  // A newer connection replaces it; its frames apply.
+  // A newer connection replaces it with its first route; its frames apply.
   int third = connectClient();
   send(third, routeFrames(3, 1));
   ASSERT_TRUE(runUntil([&] { return src_.routes() == 4; }));
@@ -161,6 +165,60 @@ TEST_F(FpmServerTest, ABurstBeyondOneTurnIsAppliedWholeOverSeveralTurns) {
   EXPECT_GE(server_.counters().pauses, 1u);
   EXPECT_EQ(server_.counters().frames, n + 1);
   EXPECT_EQ(src_.counters().routeWrites, n);
+}
+
+TEST_F(FpmServerTest, CandidatesAreClosedUnlessTheySendARouteAndTheProvenOneReplaysWhatItHeld) {
+  server_.proofTimeoutIs(0.3);
+  src_.staleQuietIs(0.2);
+  int zebra = connectClient();
+  auto table = nexthop_;
+  auto routes = routeFrames(0, 2);
+  table.insert(table.end(), routes.begin(), routes.end());
+  send(zebra, table);
+  ASSERT_TRUE(runUntil([&] { return src_.routes() == 2; }));
+
+  // One closes at once; one sends links (no route) past the hold limit.
+  ::close(connectClient());
+  clients_.pop_back();
+  int chatty = connectClient();
+  std::vector<uint8_t> link;
+  KorFeeds::NlLink l;
+  l.ifindex = 3;
+  l.name = "eth3";
+  enc_.encodeFrame(l, &link);
+  std::vector<uint8_t> links;
+  while (links.size() <= FpmServer::kCandidateHold) links.insert(links.end(), link.begin(), link.end());
+  send(chatty, links);
+  ASSERT_TRUE(runUntil([&] { return server_.counters().candidatesGarbage == 1; }));
+  EXPECT_EQ(server_.counters().candidatesLeft, 1u);
+  // Past the cap a newcomer is closed at once; the held ones time out.
+  std::vector<int> silent;
+  for (size_t i = 0; i <= FpmServer::kMaxCandidates; ++i) {
+    silent.push_back(connectClient());
+    ASSERT_TRUE(runUntil([&] { return server_.counters().accepted == 4 + i; }));
+  }
+  EXPECT_EQ(server_.counters().candidatesRefused, 1u);
+  EXPECT_EQ(server_.candidates(), FpmServer::kMaxCandidates);
+  ASSERT_TRUE(runUntil([&] { return server_.counters().candidatesSilent == FpmServer::kMaxCandidates; }));
+  char c;
+  for (int fd : silent) EXPECT_EQ(::recv(fd, &c, 1, 0), 0);
+  EXPECT_TRUE(server_.connected());
+  EXPECT_EQ(server_.counters().replaced, 0u);
+  EXPECT_EQ(src_.counters().connections, 1u);
+  EXPECT_EQ(server_.counters().otherMessages, 0u);
+
+  // A link, then the table: the route proves it; the link applies first.
+  int restarted = connectClient();
+  auto replay = link;
+  replay.insert(replay.end(), table.begin(), table.end() - routes.size() / 2);
+  send(restarted, replay);
+  ASSERT_TRUE(runUntil([&] { return server_.counters().replaced == 1; }));
+  EXPECT_EQ(::recv(zebra, &c, 1, 0), 0);
+  EXPECT_EQ(server_.counters().candidatesProven, 1u);
+  EXPECT_EQ(server_.counters().otherMessages, 1u);
+  EXPECT_EQ(src_.counters().connections, 2u);
+  ASSERT_TRUE(runUntil([&] { return src_.routes() == 1; })) << agent_.show("fpm", false);
+  EXPECT_EQ(src_.counters().routeStale, 1u);
 }
 
 }  // namespace

@@ -16,7 +16,6 @@
 #include <sstream>
 #include <thread>
 
-#include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 
@@ -45,7 +44,7 @@ AgentProcess::AgentProcess(std::vector<std::string> const& args, Spawn const& sp
   char tmpl[] = "/tmp/kor-daemon-XXXXXX";
   char* d = ::mkdtemp(tmpl);
   if (!d) {
-    ADD_FAILURE() << "mkdtemp: " << std::strerror(errno);
+    agentProcessFailure(std::string("mkdtemp: ") + std::strerror(errno));
     return;
   }
   dir_ = d;
@@ -83,7 +82,7 @@ AgentProcess::AgentProcess(std::vector<std::string> const& args, Spawn const& sp
     ::_exit(127);
   }
   if (!ready.empty() && !waitForStderr(ready))
-    ADD_FAILURE() << "kor-agent did not print '" << ready << "'; stderr:\n" << stderrText();
+    agentProcessFailure("kor-agent did not print '" + ready + "'; stderr:\n" + stderrText());
 }
 
 AgentProcess::~AgentProcess() {
@@ -185,24 +184,62 @@ size_t AgentProcess::openFds() const {
   return n;
 }
 
-int AgentProcess::connectSocket() const {
+int AgentProcess::connectSocket(double seconds) const {
   sockaddr_un addr{};
   std::string path = socketPath();
   if (path.size() >= sizeof addr.sun_path) return -1;
   addr.sun_family = AF_UNIX;
   std::memcpy(addr.sun_path, path.c_str(), path.size() + 1);
-  int fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  int fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
   if (fd < 0) return -1;
-  if (::connect(fd, reinterpret_cast<sockaddr*>(&addr), sizeof addr) < 0) {
-    ::close(fd);
-    return -1;
+  auto start = std::chrono::steady_clock::now();
+  while (::connect(fd, reinterpret_cast<sockaddr*>(&addr), sizeof addr) < 0) {
+    // A full backlog answers EAGAIN at once: the agent is not accepting.
+    if ((errno != EAGAIN && errno != EINTR) || secondsSince(start) >= seconds) {
+      ::close(fd);
+      return -1;
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
   }
+  ::fcntl(fd, F_SETFL, ::fcntl(fd, F_GETFL, 0) & ~O_NONBLOCK);
   return fd;
+}
+
+uint16_t AgentProcess::fpmPort(double seconds) {
+  static std::string const kListening = "kor-agent: fpm listening on ";
+  auto start = std::chrono::steady_clock::now();
+  do {
+    std::string err = stderrText();
+    auto at = err.find(kListening);
+    auto eol = at == std::string::npos ? at : err.find('\n', at);
+    if (eol != std::string::npos) {
+      auto colon = err.rfind(':', eol);
+      return static_cast<uint16_t>(std::strtoul(err.c_str() + colon + 1, nullptr, 10));
+    }
+    if (!alive()) break;
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  } while (secondsSince(start) < seconds);
+  return 0;
+}
+
+std::optional<double> jsonNumber(std::string const& text, std::string const& path) {
+  size_t at = 0;
+  for (size_t from = 0; from <= path.size();) {
+    size_t dot = path.find('.', from);
+    if (dot == std::string::npos) dot = path.size();
+    at = text.find('"' + path.substr(from, dot - from) + "\": ", at);
+    if (at == std::string::npos) return std::nullopt;
+    at = text.find(':', at) + 2;
+    from = dot + 1;
+  }
+  char* end = nullptr;
+  double v = std::strtod(text.c_str() + at, &end);
+  if (end == text.c_str() + at) return std::nullopt;
+  return v;
 }
 
 std::optional<std::string> readAll(int fd, double seconds) {
   std::string out;
-  auto start = std::chrono::steady_clock::now();
   char buf[65536];
   for (;;) {
     double left = seconds - secondsSince(start);
@@ -229,14 +266,14 @@ std::optional<std::string> AgentProcess::ask(std::string const& text, double sec
 }
 
 std::optional<std::string> AgentProcess::askRaw(std::string const& text, double seconds) const {
-  int fd = connectSocket();
+  auto start = std::chrono::steady_clock::now();
+  int fd = connectSocket(seconds);
   if (fd < 0) return std::nullopt;
   // The request is sent while the answer is read: the agent answers a long
   // request line by line and reads on only while its answers are taken.
   std::string const line = text + "\n";
   size_t off = 0;
   std::string out;
-  auto start = std::chrono::steady_clock::now();
   char buf[65536];
   std::optional<std::string> answer;
   for (;;) {

@@ -4,8 +4,11 @@
 // socket lives there), its standard error is kept in a file, and it is
 // stopped with SIGTERM (then SIGKILL) when the object goes. The tests talk
 // to it only as a user would: over its Unix command socket and TCP ports.
+// No test framework here (the soak program uses it too): a failure to start
+// is reported through agentProcessFailure(), which each program defines.
 #include <sys/types.h>
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
@@ -54,18 +57,22 @@ class AgentProcess {
   size_t rssKib() const;
   // Open descriptors of the process, from /proc.
   size_t openFds() const;
+  // The FPM port from the agent's "kor-agent: fpm listening on ADDR:PORT"
+  // line, waiting up to `seconds` for it; 0 when it did not come.
+  uint16_t fpmPort(double seconds = 10.0);
 
   // One request on the command socket as `kor-agent --ask` sends it: the
   // text and a newline, then the write side shut; the answer is read until
   // the agent closes and handed back without its end line ("#end BYTES").
   // nullopt when the connection failed, was reset, did not close within
-  // `seconds`, or the answer had no valid end line.
+  // `seconds` (the connection included), or the answer had no valid end line.
   std::optional<std::string> ask(std::string const& text, double seconds = 10.0) const;
   // The same, with the bytes as the agent sent them (end line included).
   std::optional<std::string> askRaw(std::string const& text, double seconds = 10.0) const;
-  // Connects to the command socket and returns the descriptor (-1 on
-  // failure); the caller owns it.
-  int connectSocket() const;
+  // Connects to the command socket within `seconds` (its backlog is full
+  // while the agent does not accept) and returns the descriptor, blocking
+  // (-1 on failure); the caller owns it.
+  int connectSocket(double seconds = 10.0) const;
 
  private:
   std::string dir_;
@@ -76,5 +83,14 @@ class AgentProcess {
 // Reads from fd until end of file or `seconds`; nullopt on a timeout or an
 // error other than end of file.
 std::optional<std::string> readAll(int fd, double seconds);
+
+// The number after the key path "a.b.c" in an agent's JSON answer: each key
+// is looked for after the one before it, so "routes.stale" is the "stale" of
+// the "routes" object. nullopt when a key is missing or holds no number.
+std::optional<double> jsonNumber(std::string const& text, std::string const& path);
+
+// Defined by each program that links AgentProcess: how a process that did
+// not start is reported (a test failure, a message and a failed exit).
+void agentProcessFailure(std::string const& what);
 
 }  // namespace KorTest
