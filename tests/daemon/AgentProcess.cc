@@ -240,6 +240,7 @@ std::optional<double> jsonNumber(std::string const& text, std::string const& pat
 
 std::optional<std::string> readAll(int fd, double seconds) {
   std::string out;
+  auto start = std::chrono::steady_clock::now();
   char buf[65536];
   for (;;) {
     double left = seconds - secondsSince(start);
