@@ -88,6 +88,9 @@ size_t ActivityLoop::runDue() {
 void ActivityLoop::runFor(Seconds d) {
   doRefuseNestedRun("runFor");
   Seconds end = now() + d;
+  // An end at infinity (or NaN) would move a manual clock there, where every
+  // "now + delay" is now again and a retry timer fires forever.
+  if (!(d >= 0) || !std::isfinite(end)) throw std::invalid_argument("ActivityLoop::runFor: duration not finite");
   if (time_->isManual()) {
     for (;;) {
       runDue();

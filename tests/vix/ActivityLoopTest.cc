@@ -1,6 +1,9 @@
 // Timers on the manual clock, and notification delivery of entities.
 #include <gtest/gtest.h>
 
+#include <cmath>
+#include <stdexcept>
+
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -47,6 +50,12 @@ TEST(ActivityLoopTest, EarlierOnlyAndRunForBound) {
   loop.runFor(0.2);
   EXPECT_EQ(n, 1);
   EXPECT_DOUBLE_EQ(loop.now(), 4.1);
+  // A run to infinity is refused before time moves: a manual clock there
+  // would fire a re-arming timer forever.
+  periodic.timeMinIs(5);
+  for (double d : {Vix::kNever, std::nan(""), -1.0, 1e308 * 10}) EXPECT_THROW(loop.runFor(d), std::invalid_argument);
+  EXPECT_DOUBLE_EQ(loop.now(), 4.1);
+  EXPECT_EQ(n, 1);
 }
 
 TEST(ActivityLoopTest, DestroyedClockIsCancelled) {
