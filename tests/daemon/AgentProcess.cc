@@ -222,6 +222,12 @@ uint16_t AgentProcess::fpmPort(double seconds) {
   return 0;
 }
 
+size_t count(std::string const& text, std::string const& what) {
+  size_t n = 0;
+  for (size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + what.size())) ++n;
+  return n;
+}
+
 std::optional<double> jsonNumber(std::string const& text, std::string const& path) {
   size_t at = 0;
   for (size_t from = 0; from <= path.size();) {

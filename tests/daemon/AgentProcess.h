@@ -84,6 +84,9 @@ class AgentProcess {
 // error other than end of file.
 std::optional<std::string> readAll(int fd, double seconds);
 
+// How many times `what` stands in `text` (not overlapping).
+size_t count(std::string const& text, std::string const& what);
+
 // The number after the key path "a.b.c" in an agent's JSON answer: each key
 // is looked for after the one before it, so "routes.stale" is the "stale" of
 // the "routes" object. nullopt when a key is missing or holds no number.

@@ -11,12 +11,7 @@
 namespace {
 
 using KorTest::AgentProcess;
-
-size_t count(std::string const& text, std::string const& what) {
-  size_t n = 0;
-  for (size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + what.size())) ++n;
-  return n;
-}
+using KorTest::count;
 
 TEST(CommandRequestTest, RunIsRefusedAndTheAgentLives) {
   AgentProcess agent({"--socket", "{dir}/kor.sock"});

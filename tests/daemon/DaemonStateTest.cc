@@ -15,12 +15,7 @@
 namespace {
 
 using KorTest::AgentProcess;
-
-size_t count(std::string const& text, std::string const& what) {
-  size_t n = 0;
-  for (size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + what.size())) ++n;
-  return n;
-}
+using KorTest::count;
 
 // Waits until the agent has used no CPU for a while: its loop has nothing left
 // to do (generous bound).

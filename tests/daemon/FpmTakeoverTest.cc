@@ -24,6 +24,7 @@ namespace {
 using KorTest::AgentProcess;
 using KorTest::FpmPeer;
 using KorTest::jsonNumber;
+using KorTest::count;
 
 constexpr uint32_t kRoutes = 2000;
 constexpr uint32_t kNexthopId = 7;
@@ -76,12 +77,6 @@ bool waitFor(std::function<bool()> const& done, double seconds = 20.0) {
     std::this_thread::sleep_for(std::chrono::milliseconds(20));
   }
   return true;
-}
-
-size_t count(std::string const& text, std::string const& what) {
-  size_t n = 0;
-  for (size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + 1)) ++n;
-  return n;
 }
 
 class FpmTakeoverTest : public ::testing::Test {
