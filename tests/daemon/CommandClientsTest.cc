@@ -147,7 +147,22 @@ TEST(CommandClientsTest, HeldConnectionsAreCappedTimedOutAndNeverSpinTheLoop) {
   EXPECT_TRUE(agent.alive());
 }
 
+// The sanitizers' runtime checks whether memory is readable through a pipe of
+// its own: in an agent out of descriptors that check fails and the runtime
+// reports a bad object where there is none, so this case runs only in
+// builds without them.
+#if defined(__SANITIZE_ADDRESS__)
+#define KOR_SANITIZED 1
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define KOR_SANITIZED 1
+#endif
+#endif
+
 TEST(CommandClientsTest, OutOfDescriptorsTheAgentNeitherSpinsNorStopsServing) {
+#ifdef KOR_SANITIZED
+  GTEST_SKIP() << "the sanitizers' runtime needs descriptors of its own";
+#endif
   AgentProcess::Spawn spawn;
   spawn.maxFds = 16;
   AgentProcess agent({"--socket", "{dir}/kor.sock", "--socket-timeout", "60s"}, spawn);
