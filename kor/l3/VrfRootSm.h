@@ -135,6 +135,9 @@ class KOR_EXPORT VrfRootSm : public KorBaseSm {
   void handleVrfCreation();
   void handleEndOfSync();
   void handleEndOfV6Sync();
+  // An adjacency machine found its review queues empty: the L2 adjacency
+  // helper's sync may be over.
+  void handleAdjReviewDrained();
   void updateTimeSlices();
   void handleFbuPriorityProcessingTimer();
   // VRFs the chip refused: asked again every vrfRetryInterval.
@@ -184,6 +187,10 @@ class KOR_EXPORT VrfRootSm : public KorBaseSm {
   void doReleaseAdjacencies(VrfL3Status& status);
   void doScheduleReview();
   void doReviewPendingDelete();
+  // Ends the L2 adjacency helper's sync once both end-of-sync announcements
+  // went out and every VRF's adjacency machine is past its routing sync with
+  // empty review queues.
+  void doMaybeEndL2AdjSync();
   template <class AF>
   void doShowUnprogrammed(std::ostream& out, bool allVrf, std::string const& vrf) const;
 
