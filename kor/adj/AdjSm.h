@@ -14,7 +14,10 @@
 // is not installed wait in unprogrammedAdjList and are retried by the same
 // timer. The route machines ask synchronously for a FEC's L2 adjacency index
 // (getL2AdjIndex reviews on the spot), attach and detach their prefixes, and
-// learn of finished reviews through VrfL3Status::adjEntryReviewCnt.
+// learn of finished reviews through VrfL3Status::adjEntryReviewCnt. Past its
+// routing sync, it tells its owner (reviewDrainedHandler) each time it finds
+// its review queues empty: the VRF root ends the L2 adjacency helper's sync
+// on the last of these.
 //
 // A FEC over an ECMP limit - the hardware's maxEcmp, or kMaxPaths, the most
 // paths an adjacency can number - is logged and cut to the limit (IPv4) or

@@ -16,7 +16,8 @@
 // is used by at least one adjacency once the caller's operation returns;
 // an L2 adjacency is never changed in place while another adjacency uses it.
 // Fed by: AdjSm (reviews), the hardware routing configuration (sharing mode),
-// L3Status::adjResourceFull (written by the platform).
+// L3Status::adjResourceFull (written by the platform), VrfRootSm (the end of
+// the initial sync).
 #include <cstdint>
 #include <functional>
 #include <map>

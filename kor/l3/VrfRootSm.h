@@ -4,7 +4,9 @@
 // (0 is "default"; 1..MaxVrfs circulate first in, first out through
 // freeVrfIndex), deletes VRFs (at once, or after deleteReviewInterval while
 // their routing is being switched off), removes stale VRFs of an earlier run,
-// announces the end of the initial sync once the last VRF is done, shares
+// announces the end of the initial sync once the last VRF is done, ends the
+// L2 adjacency helper's sync once every adjacency machine has reviewed every
+// FEC after that (the chip's unclaimed L2 adjacencies go), shares
 // the shared-memory reading time among VRFs, runs the fast-boot priority
 // schedule, feeds the ARP machines and answers the diagnostic commands.
 //
