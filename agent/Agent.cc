@@ -163,22 +163,9 @@ void Agent::doStartLibrary() {
   // common data then runs its own first pass and tells every root state
   // machine, in creation order, to run its first full pass over the inputs.
   l2AdjHelper_->initializedIs(true);
+  // The library ends its own sync: the VRF root deletes the chip's
+  // unclaimed L2 adjacencies on its machines' events, whoever runs the loop.
   acsd_->initializedIs(true);
-  syncEndPending_ = true;
-}
-
-void Agent::doMaybeEndSync() {
-  // The L2 adjacencies the chip held from an earlier run and nobody claimed
-  // are deleted once every VRF's initial sync is over and the adjacency
-  // machines have reviewed every FEC (their queues are empty) - before that
-  // a FEC still on its way may claim one.
-  if (!syncEndPending_ || !in_->l3Status_->initialized() || !vrfRootSm_) return;
-  for (auto const& [name, root] : vrfRootSm_->vrfRootMap()) {
-    auto const& adjSm = root->korAdjSm();
-    if (!adjSm || !adjSm->routingSyncInitialized() || adjSm->adjsForReview()) return;
-  }
-  syncEndPending_ = false;
-  l2AdjHelper_->handleEndOfSync();
 }
 
 void Agent::doDropRunOutputs() {
@@ -240,14 +227,11 @@ void Agent::doRestartForLibrary() {
 void Agent::runFor(Vix::Seconds d) {
   doCheckHorizon(d);
   loop_->runFor(d);
-  doMaybeEndSync();
 }
 
 bool Agent::runUntilIdle() {
   doCheckHorizon(kIdleLimit);
-  bool idle = loop_->runUntilIdle(kIdleLimit);
-  doMaybeEndSync();
-  return idle;
+  return loop_->runUntilIdle(kIdleLimit);
 }
 
 // ---------------------------------------------------------------------------

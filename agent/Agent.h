@@ -195,7 +195,6 @@ class Agent {
   void doStartLibrary();
   void doCreateVrfRoot();
   void doDropRunOutputs();
-  void doMaybeEndSync();
   void doRestartForLibrary();
   void doApplyLags();
   template <class AF>
@@ -228,11 +227,7 @@ class Agent {
   Vix::Ptr<Kor::KorCommonSmData> acsd_;
   Vix::Ptr<Kor::L2AdjHelper> l2AdjHelper_;
   Vix::Ptr<Kor::VrfRootSm> vrfRootSm_;
-  // Tells the L2 adjacency helper when every VRF's initial sync is over.
   std::function<void(int)> exitFn_;
-  // A started library has not yet told the L2 adjacency helper that its
-  // adjacency machines have claimed what they use.
-  bool syncEndPending_ = false;
   bool initialized_ = false;
   uint32_t restarts_ = 0;
   std::map<std::string, std::function<std::string(bool)>> showSources_;

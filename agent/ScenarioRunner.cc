@@ -1,5 +1,6 @@
 #include "agent/ScenarioRunner.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <cstdint>
@@ -494,8 +495,29 @@ void ScenarioRunner::doStatement(std::vector<std::string> const& w) {
     return agent_->traceIs(field, levels);
   }
   if (verb == "restart") {
-    a.end();
-    return agent_->restart();
+    if (!a.more()) return agent_->restart();
+    // `restart with STATEMENT`: an input changes while the library is down,
+    // as another agent may change it then; the new run is the first to see
+    // it. Only input statements: the rest need the library or its loop.
+    a.keyword("with");
+    std::vector<std::string> const inner(w.begin() + 2, w.end());
+    if (inner.empty()) fail("restart with: missing statement");
+    static char const* const inputs[] = {"vrf", "routing", "intf", "lag", "mac", "arp", "fec", "route"};
+    if (std::none_of(std::begin(inputs), std::end(inputs), [&](char const* v) { return inner[0] == v; }))
+      fail("restart with: '" + inner[0] + "' is not an input statement (vrf, routing, intf, lag, mac, arp, fec, route)");
+    // Input changes are all-or-nothing: a refused one leaves the inputs as
+    // they were, and the restart over unchanged inputs claims the chip back
+    // without a write.
+    std::string refused;
+    agent_->restart([&] {
+      try {
+        doStatement(inner);
+      } catch (std::exception const& e) {
+        refused = e.what();
+      }
+    });
+    if (!refused.empty()) fail("restart with: the library restarted, the statement was refused: " + refused);
+    return;
   }
   if (verb == "echo") {
     for (size_t i = 1; i < w.size(); ++i) *out_ << (i > 1 ? " " : "") << w[i];

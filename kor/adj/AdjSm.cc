@@ -346,6 +346,9 @@ void AdjSm::maybeScheduleAdjReview() {
   bool mapsEmpty = adjsForReview() == 0;
   bool mapsPending = !mapsEmpty && !reviewParked_;
   bool unprogrammed = !unprogrammedAdjList_.empty();
+  // Every review pass, and every request, ends here: an empty queue is told
+  // as it is found, so the end of the initial sync needs no polling.
+  if (mapsEmpty && reviewDrainedHandler_) reviewDrainedHandler_();
   if (!unprogrammed && mapsEmpty) {
     // An empty adjacency queue is the moment a pending switch-off of routing
     // may go on: ask the route machines for a pass.

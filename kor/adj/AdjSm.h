@@ -14,7 +14,10 @@
 // is not installed wait in unprogrammedAdjList and are retried by the same
 // timer. The route machines ask synchronously for a FEC's L2 adjacency index
 // (getL2AdjIndex reviews on the spot), attach and detach their prefixes, and
-// learn of finished reviews through VrfL3Status::adjEntryReviewCnt.
+// learn of finished reviews through VrfL3Status::adjEntryReviewCnt. Past its
+// routing sync, it tells its owner (reviewDrainedHandler) each time it finds
+// its review queues empty: the VRF root ends the L2 adjacency helper's sync
+// on the last of these.
 //
 // A FEC over an ECMP limit - the hardware's maxEcmp, or kMaxPaths, the most
 // paths an adjacency can number - is logged and cut to the limit (IPv4) or
@@ -83,6 +86,9 @@ class KOR_EXPORT AdjSm : public KorBaseSm {
   // Called after each FEC a review pass has handled (tests advance a manual
   // clock here to make a pass run over its quantum).
   using ReviewHook = std::function<void(FecId)>;
+  // Called whenever the machine, past its routing sync, finds its review
+  // queues empty: its owner learns that every FEC it was told of is reviewed.
+  using ReviewDrainedHandler = std::function<void()>;
   // The paths one adjacency holds at most, whatever the hardware's maxEcmp:
   // one ViaIndex each (a via of weight w is w paths).
   static constexpr uint32_t kMaxPaths = ViaIndex::max - ViaIndex::min + 1;
@@ -139,6 +145,7 @@ class KOR_EXPORT AdjSm : public KorBaseSm {
   Vix::Ptr<AdjEntry> adjEntry(uint64_t adjIndex) const;
   Vix::Ptr<AdjLinkReviewSm> const& adjLinkReviewSm() const { return adjLinkReviewSm_; }
   void reviewHookIs(ReviewHook h) { reviewHook_ = std::move(h); }
+  void reviewDrainedHandlerIs(ReviewDrainedHandler h) { reviewDrainedHandler_ = std::move(h); }
 
   // Start-up: waits for the end of the VRF's initial route sync, then reads
   // KOR_ADJ_REVIEW_INTERVAL, the routing flags and the FEC tables.
@@ -288,6 +295,7 @@ class KOR_EXPORT AdjSm : public KorBaseSm {
   uint64_t dropAdjIndex_ = 0;
   uint64_t dropAdj6Index_ = 0;
   ReviewHook reviewHook_;
+  ReviewDrainedHandler reviewDrainedHandler_;
   Vix::Clock clock_;
   Vix::Ptr<AdjLinkReviewSm> adjLinkReviewSm_;
 

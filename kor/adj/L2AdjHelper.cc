@@ -561,6 +561,10 @@ void L2AdjHelper::notifySyncL2Adj(L2Adjacency& l2Adj, uint64_t index) {
 }
 
 void L2AdjHelper::handleEndOfSync() {
+  // Set first: a delete that frees room in the chip wakes the adjacency
+  // machines, which may report their queues empty again from inside it.
+  if (syncEnded_) return;
+  syncEnded_ = true;
   if (!chipLoaded_) doLoadChipAdjs();
   for (auto const& [coll, index] : unclaimed_) {
     KOR_TRACE(5, "Deleting unclaimed chip L2 adj " << index);

@@ -16,7 +16,8 @@
 // is used by at least one adjacency once the caller's operation returns;
 // an L2 adjacency is never changed in place while another adjacency uses it.
 // Fed by: AdjSm (reviews), the hardware routing configuration (sharing mode),
-// L3Status::adjResourceFull (written by the platform).
+// L3Status::adjResourceFull (written by the platform), VrfRootSm (the end of
+// the initial sync).
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -119,8 +120,10 @@ class KOR_EXPORT L2AdjHelper : public KorBaseSm {
   void notifyUpdateL2Adj(L2Adjacency& l2Adj);
   void notifySyncL2Adj(L2Adjacency& l2Adj, uint64_t index);
   // End of the initial sync of every VRF: L2 adjacencies the chip held from
-  // an earlier run and nobody claimed are deleted.
+  // an earlier run and nobody claimed are deleted. Once per helper: later
+  // calls do nothing.
   void handleEndOfSync();
+  bool syncEnded() const { return syncEnded_; }
   size_t unclaimedChipAdjs() const { return unclaimed_.size(); }
 
   // --- Tunnels ---
@@ -198,6 +201,7 @@ class KOR_EXPORT L2AdjHelper : public KorBaseSm {
   // Indexes claimed from the chip whose first programming is a sync.
   std::set<uint64_t> claimPending_;
   bool chipLoaded_ = false;
+  bool syncEnded_ = false;
   std::map<TunnelKeyGen, Tunnel> tunnel_;
   std::map<Nollo::IntfId, TunnelKeyGen> tunnelIntfKey_;
   std::map<uint64_t, std::set<TunnelKeyGen>> adjEntryTunnel_;

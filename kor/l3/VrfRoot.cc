@@ -47,6 +47,9 @@ void VrfRoot::doStartSm() {
                                   em->forwardingStatus<Nollo::Ipv6>(vrfName_.str()), in.routingHwStatus,
                                   in.l2AdjHelper, in.intfVlanIdTable, in.adjReviewEvent, korNexthopGroupRouteSm_,
                                   in.nexthopGroupStatus, watchedNexthopGroupConfig_);
+  // The VRF root ends the L2 adjacency helper's sync when the last adjacency
+  // machine has reviewed every FEC.
+  korAdjSm_->reviewDrainedHandlerIs([this] { vrfRootSm_->handleAdjReviewDrained(); });
   KOR_TRACE(5, "Create korAdjSm, vrf: " << vrfName_);
   korRouteSm_ = Vix::makePtr<RouteSm>(
       acsd, this, vrfId_,

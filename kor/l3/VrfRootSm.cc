@@ -520,7 +520,12 @@ void VrfRootSm::handleStaleVrfsOnInit() {
 
 void VrfRootSm::handleEndOfSync() {
   KOR_TRACE_FUNC();
-  if (endOfV4SyncSent_) return;
+  if (endOfV4SyncSent_) {
+    // Also where a deleted VRF is accounted for: it may have been the last
+    // one whose adjacency machine still had FECs to review.
+    doMaybeEndL2AdjSync();
+    return;
+  }
   if (!vrfCreationComplete_) {
     KOR_TRACE(5, "Vrf creation not complete yet");
     return;
@@ -532,6 +537,7 @@ void VrfRootSm::handleEndOfSync() {
   KOR_TRACE(1, "Sending notification for end of sync");
   endOfV4SyncSentIs(true);
   if (endOfV6SyncSent_) in_.l3Status->initializedIs(true);
+  doMaybeEndL2AdjSync();
 }
 
 void VrfRootSm::handleEndOfV6Sync() {
@@ -548,6 +554,27 @@ void VrfRootSm::handleEndOfV6Sync() {
   KOR_TRACE(1, "Sending notification for end of sync");
   endOfV6SyncSentIs(true);
   if (endOfV4SyncSent_) in_.l3Status->initializedIs(true);
+  doMaybeEndL2AdjSync();
+}
+
+void VrfRootSm::handleAdjReviewDrained() { doMaybeEndL2AdjSync(); }
+
+// The L2 adjacencies the chip held from an earlier run and nobody claimed
+// are deleted only when no FEC still on its way can claim one: every VRF's
+// initial sync is over and every adjacency machine has reviewed every FEC.
+// Before that, deleting one would break traffic that its FEC is about to
+// take over again. Each adjacency machine tells when its queues run empty,
+// and the end-of-sync announcements and VRF deletions check again, so the
+// last of these events ends the helper's sync on whatever loop runs it.
+void VrfRootSm::doMaybeEndL2AdjSync() {
+  auto const& helper = in_.l2AdjHelper;
+  if (!helper || helper->syncEnded() || !endOfV4SyncSent_ || !endOfV6SyncSent_) return;
+  for (auto const& [name, root] : vrfRootMap()) {
+    auto const& adjSm = root->korAdjSm();
+    if (!adjSm || !adjSm->routingSyncInitialized() || adjSm->adjsForReview()) return;
+  }
+  KOR_TRACE(3, "Every adjacency reviewed: ending the L2 adjacency sync");
+  helper->handleEndOfSync();
 }
 
 void VrfRootSm::updateTimeSlices() {

@@ -4,7 +4,9 @@
 // (0 is "default"; 1..MaxVrfs circulate first in, first out through
 // freeVrfIndex), deletes VRFs (at once, or after deleteReviewInterval while
 // their routing is being switched off), removes stale VRFs of an earlier run,
-// announces the end of the initial sync once the last VRF is done, shares
+// announces the end of the initial sync once the last VRF is done, ends the
+// L2 adjacency helper's sync once every adjacency machine has reviewed every
+// FEC after that (the chip's unclaimed L2 adjacencies go), shares
 // the shared-memory reading time among VRFs, runs the fast-boot priority
 // schedule, feeds the ARP machines and answers the diagnostic commands.
 //
@@ -135,6 +137,9 @@ class KOR_EXPORT VrfRootSm : public KorBaseSm {
   void handleVrfCreation();
   void handleEndOfSync();
   void handleEndOfV6Sync();
+  // An adjacency machine found its review queues empty: the L2 adjacency
+  // helper's sync may be over.
+  void handleAdjReviewDrained();
   void updateTimeSlices();
   void handleFbuPriorityProcessingTimer();
   // VRFs the chip refused: asked again every vrfRetryInterval.
@@ -184,6 +189,10 @@ class KOR_EXPORT VrfRootSm : public KorBaseSm {
   void doReleaseAdjacencies(VrfL3Status& status);
   void doScheduleReview();
   void doReviewPendingDelete();
+  // Ends the L2 adjacency helper's sync once both end-of-sync announcements
+  // went out and every VRF's adjacency machine is past its routing sync with
+  // empty review queues.
+  void doMaybeEndL2AdjSync();
   template <class AF>
   void doShowUnprogrammed(std::ostream& out, bool allVrf, std::string const& vrf) const;
 

@@ -123,4 +123,49 @@ TEST_F(RestartAdjTest, AFecChangedAcrossTheRestartIsMadeBeforeItsOldEntryIsBroke
   EXPECT_TRUE(table().has(new2) && table().has(kept1) && table().has(kept4));
 }
 
+// The library ends its own sync: whoever runs its loop - here the loop's own
+// runFor, never the agent's - an L2 adjacency the chip kept from the earlier
+// run and that no FEC claims on the new one leaves the chip once every FEC
+// has been reviewed, while what is claimed stays untouched.
+TEST(RestartAdjOwnLoopTest, AnUnclaimedL2AdjacencyLeavesTheChipOnTheLibrarysOwnEvents) {
+  unsetenv("SIMULATION_VMID");
+  Agent agent(Vix::makePtr<Vix::ManualTimeSource>(0.0));
+  std::ostringstream out;
+  KorAgent::ScenarioRunner r(&agent, &out);
+  // No `run` statement: the scenario only writes inputs and starts the library.
+  ASSERT_EQ(r.runText(R"(routing default on
+intf add Vlan10 vlan 10
+arp add default 10.1.0.2 00:1c:73:00:00:02 Vlan10
+arp add default 10.1.0.3 00:1c:73:00:00:03 Vlan10
+mac add 10 00:1c:73:00:00:02 Ethernet1
+mac add 10 00:1c:73:00:00:03 Ethernet1
+fec add 1 via 10.1.0.2 Vlan10
+fec add 2 via 10.1.0.3 Vlan10
+init
+)"),
+            0u)
+      << out.str();
+  auto& table = agent.chip()->l2AdjTable();
+  agent.loop()->runFor(5.0);
+  ASSERT_EQ(table.size(), 2u);
+  auto before = table.entries();
+  auto c0 = table.counters();
+
+  // FEC 2 goes while the library is down: nothing claims its L2 adjacency.
+  agent.restart([&] { agent.fecDel(2); });
+  agent.loop()->runFor(5.0);
+  auto const c = table.counters();
+  EXPECT_EQ(table.size(), 1u);
+  EXPECT_EQ(c.deletes - c0.deletes, 1u);
+  EXPECT_EQ(c.creates, c0.creates);
+  EXPECT_EQ(c.updates, c0.updates);
+  for (auto const& [index, coll] : table.entries()) EXPECT_EQ(before.at(index), coll);
+
+  // A second restart finds nothing left to delete.
+  agent.restart();
+  agent.loop()->runFor(5.0);
+  EXPECT_EQ(table.size(), 1u);
+  EXPECT_EQ(table.counters().deletes, c.deletes);
+}
+
 }  // namespace

@@ -6,6 +6,8 @@
 #include <sys/stat.h>
 
 #include <chrono>
+#include <optional>
+#include <set>
 #include <string>
 #include <thread>
 #include <vector>
@@ -28,6 +30,56 @@ void waitIdle(AgentProcess const& agent) {
     if (now == last) return;
     last = now;
   }
+}
+
+// The keys of the chip's L2 adjacency table in a `show chip json` answer
+// (nullopt when the answer has no such table).
+std::optional<std::set<std::string>> chipL2Adjs(std::string const& json) {
+  size_t at = json.find("{\"name\": \"l2adj\"");
+  if (at == std::string::npos) return std::nullopt;
+  at = json.find("\"entries\": {", at);
+  if (at == std::string::npos) return std::nullopt;
+  at += 12;
+  // A JSON string starting at `at` (its quote); returns it, `at` past it.
+  auto string = [&]() -> std::optional<std::string> {
+    if (at >= json.size() || json[at] != '"') return std::nullopt;
+    std::string out;
+    for (++at; at < json.size() && json[at] != '"'; ++at) {
+      if (json[at] == '\\') ++at;
+      if (at < json.size()) out += json[at];
+    }
+    ++at;
+    return out;
+  };
+  std::set<std::string> keys;
+  while (at < json.size() && json[at] != '}') {
+    if (json[at] == ',' || json[at] == ' ') {
+      ++at;
+      continue;
+    }
+    auto key = string();
+    if (!key || json.compare(at, 2, ": ") != 0) return std::nullopt;
+    at += 2;
+    if (!string()) return std::nullopt;
+    keys.insert(*key);
+  }
+  return keys;
+}
+
+// Asks `show chip json` until the L2 adjacency table holds `n` entries, for
+// up to five seconds; the last table seen.
+std::set<std::string> waitForChipL2Adjs(AgentProcess const& agent, size_t n) {
+  std::set<std::string> last;
+  auto const start = std::chrono::steady_clock::now();
+  while (std::chrono::steady_clock::now() - start < std::chrono::seconds(5)) {
+    auto shown = agent.ask("show chip json");
+    if (shown) {
+      if (auto keys = chipL2Adjs(*shown)) last = *keys;
+      if (last.size() == n) break;
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+  }
+  return last;
 }
 
 TEST(DaemonStateTest, AChangeOfAdjacencySharingRestartsTheLibraryInProcess) {
@@ -83,6 +135,52 @@ TEST(DaemonStateTest, TracesAndLogsKeptBetweenAnswersAreBounded) {
       << answer->substr(0, 500);
   EXPECT_NE(answer->find("more trace lines dropped: at most 10000 are kept between answers"), std::string::npos);
   EXPECT_EQ(answer->rfind("next\n", 0), 0u);
+}
+
+// The daemon runs its loop itself: a library restarted over the command
+// channel ends its own sync, and the L2 adjacency the chip kept for a FEC
+// deleted while the library was down leaves the chip; the claimed one stays.
+TEST(DaemonStateTest, ARestartedLibraryDeletesTheL2AdjacencyNobodyClaimed) {
+  AgentProcess agent({"--socket", "{dir}/kor.sock"});
+  auto answer = agent.ask(
+      "routing default on\n"
+      "intf add Vlan10 vlan 10\n"
+      "arp add default 10.1.0.2 00:1c:73:00:00:02 Vlan10\n"
+      "arp add default 10.1.0.3 00:1c:73:00:00:03 Vlan10\n"
+      "mac add 10 00:1c:73:00:00:02 Ethernet1\n"
+      "mac add 10 00:1c:73:00:00:03 Ethernet1\n"
+      "fec add 1 via 10.1.0.2 Vlan10\n"
+      "fec add 2 via 10.1.0.3 Vlan10");
+  ASSERT_TRUE(answer.has_value()) << agent.stderrText();
+  EXPECT_EQ(answer->find("line "), std::string::npos) << *answer;
+  auto before = waitForChipL2Adjs(agent, 2);
+  ASSERT_EQ(before.size(), 2u);
+
+  answer = agent.ask("restart with fec del 2");
+  ASSERT_TRUE(answer.has_value()) << agent.stderrText();
+  EXPECT_EQ(answer->find("line "), std::string::npos) << *answer;
+  auto after = waitForChipL2Adjs(agent, 1);
+  ASSERT_EQ(after.size(), 1u) << "the unclaimed L2 adjacency stayed in the chip";
+  EXPECT_EQ(before.count(*after.begin()), 1u);
+  // The one left is the one the new run claimed for FEC 1.
+  auto adj = agent.ask("show l2adj json");
+  ASSERT_TRUE(adj.has_value());
+  EXPECT_NE(adj->find("{\"index\": " + *after.begin() + ", \"state\": \"installed\""), std::string::npos) << *adj;
+  EXPECT_NE(adj->find("\"users\": [1]"), std::string::npos) << *adj;
+
+  // A statement that is no input is refused before anything restarts.
+  answer = agent.ask("restart with run 1s");
+  ASSERT_TRUE(answer.has_value());
+  EXPECT_NE(answer->find("line 1: restart with: 'run' is not an input statement"), std::string::npos) << *answer;
+  // A refused input changes nothing: the library comes back over the same
+  // inputs and claims the chip back.
+  answer = agent.ask("restart with fec del 99");
+  ASSERT_TRUE(answer.has_value());
+  EXPECT_NE(answer->find("line 1: restart with: the library restarted, the statement was refused: no FEC 99"),
+            std::string::npos)
+      << *answer;
+  EXPECT_EQ(waitForChipL2Adjs(agent, 1), after);
+  EXPECT_TRUE(agent.alive());
 }
 
 }  // namespace
