@@ -36,24 +36,6 @@ constexpr uint8_t versionOf() {
   return AF::version == 6 ? Nollo::Ip6Hdr::ipVersion6() : Nollo::Ip6Hdr::ipVersion4();
 }
 
-// What a FEC asks of the adjacency layer. A forwarding FEC without vias has
-// nowhere to go: invalid.
-template <class AF>
-RouteType getRouteType(Quill::Fib::FecT<AF> const& fec) {
-  switch (fec.type()) {
-    case FecType::forward:
-    case FecType::tunnel:
-      return fec.viaCount() ? RouteType::forwardRoute : RouteType::invalidRoute;
-    case FecType::drop: return RouteType::dropRoute;
-    case FecType::receive: return RouteType::receiveRoute;
-    case FecType::receiveBcast: return RouteType::bcastReceiveRoute;
-    case FecType::slowReceive: return RouteType::slowReceiveRoute;
-    case FecType::attached: return RouteType::attachedRoute;
-    case FecType::nexthopGroup: return RouteType::nexthopGroupRoute;
-  }
-  return RouteType::invalidRoute;
-}
-
 AdjUpdateType updateTypeFor(AdjReviewType t) {
   switch (t) {
     case AdjReviewType::adjReviewLinkDown: return AdjUpdateType::linkDownAdjUpdate;
@@ -533,7 +515,7 @@ bool AdjSm::reviewAdjT(FecId const& fecId, uint64_t adjIndex, AdjUpdateType adjU
     removeAdjEntryFromReview(fecId);
     return true;
   }
-  RouteType routeType = getRouteType(*fec);
+  RouteType routeType = routeTypeOfFec(fec->type(), fec->viaCount());
   KOR_TRACE(5, "Route type: " << routeType << ", vias: " << fec->viaCount());
   if (routeType == RouteType::invalidRoute) {
     KOR_TRACE(5, "Invalid route, ignoring");

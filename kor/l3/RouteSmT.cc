@@ -14,21 +14,6 @@ namespace Kor {
 
 namespace {
 
-RouteType routeTypeOf(Quill::Fib::FecType type, size_t vias) {
-  using Quill::Fib::FecType;
-  switch (type) {
-    case FecType::forward:
-    case FecType::tunnel: return vias ? RouteType::forwardRoute : RouteType::invalidRoute;
-    case FecType::drop: return RouteType::dropRoute;
-    case FecType::receive: return RouteType::receiveRoute;
-    case FecType::receiveBcast: return RouteType::bcastReceiveRoute;
-    case FecType::slowReceive: return RouteType::slowReceiveRoute;
-    case FecType::attached: return RouteType::attachedRoute;
-    case FecType::nexthopGroup: return RouteType::nexthopGroupRoute;
-  }
-  return RouteType::invalidRoute;
-}
-
 // An integer environment variable (base 10); nullopt when unset or not a
 // number.
 std::optional<int64_t> envInt(char const* name) {
@@ -436,7 +421,7 @@ void RouteSmT<AF>::updateAdjInfo(Prefix const& prefix, FibRoute& fib, Route cons
       KOR_TRACE(8, "Covered by an aggregate route, not handed over on its own");
     } else {
       auto const& fec = *fit->second;
-      RouteType type = routeTypeOf(fec.type(), fec.viaCount());
+      RouteType type = routeTypeOfFec(fec.type(), fec.viaCount());
       uint64_t l2 = 0;
       auto& adjSm = *in_.adjSm;
       if (type == RouteType::attachedRoute && fec.viaCount()) {

@@ -4,6 +4,21 @@
 
 namespace Kor {
 
+RouteType routeTypeOfFec(Quill::Fib::FecType type, size_t viaCount) {
+  using Quill::Fib::FecType;
+  switch (type) {
+    case FecType::forward:
+    case FecType::tunnel: return viaCount ? RouteType::forwardRoute : RouteType::invalidRoute;
+    case FecType::drop: return RouteType::dropRoute;
+    case FecType::receive: return RouteType::receiveRoute;
+    case FecType::receiveBcast: return RouteType::bcastReceiveRoute;
+    case FecType::slowReceive: return RouteType::slowReceiveRoute;
+    case FecType::attached: return RouteType::attachedRoute;
+    case FecType::nexthopGroup: return RouteType::nexthopGroupRoute;
+  }
+  return RouteType::invalidRoute;
+}
+
 char const* toString(RouteType v) {
   switch (v) {
     case RouteType::invalidRoute: return "invalidRoute";

@@ -6,6 +6,7 @@
 #include <ostream>
 
 #include "kor/common/KorExport.h"
+#include "quill/FecType.h"
 
 namespace Kor {
 
@@ -22,6 +23,9 @@ enum class RouteType : uint8_t {
 };
 
 KOR_EXPORT char const* toString(RouteType v);
+// What a FEC of this type and number of vias asks of the route and adjacency
+// machines: a forwarding FEC without vias has nowhere to go (invalid).
+KOR_EXPORT RouteType routeTypeOfFec(Quill::Fib::FecType type, size_t viaCount);
 KOR_EXPORT std::ostream& operator<<(std::ostream& os, RouteType v);
 
 }  // namespace Kor

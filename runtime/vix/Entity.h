@@ -74,7 +74,12 @@ class Entity : public PtrInterface, public Notifier {
                                                                   \
  private:
 
-#define VIX_MAP_IMPL(Container, K, V, name, Name)                         \
+// GUARD(k, "name") runs first in name##Is: a map whose keys have a value
+// that must never be stored (an invalid id) refuses it there; VIX_MAP_IMPL
+// takes every key.
+#define VIX_NO_KEY_GUARD(k, nameText)
+#define VIX_MAP_IMPL(Container, K, V, name, Name) VIX_GUARDED_MAP_IMPL(Container, K, V, name, Name, VIX_NO_KEY_GUARD)
+#define VIX_GUARDED_MAP_IMPL(Container, K, V, name, Name, GUARD)          \
  public:                                                                  \
   V name(K const& k) const {                                              \
     auto it = name##_.find(k);                                            \
@@ -82,6 +87,7 @@ class Entity : public PtrInterface, public Notifier {
   }                                                                       \
   bool name##Has(K const& k) const { return name##_.find(k) != name##_.end(); } \
   void name##Is(K const& k, V const& v) {                                 \
+    GUARD(k, #name)                                                       \
     auto [it, fresh] = name##_.try_emplace(k, v);                         \
     if (!fresh) {                                                         \
       if (it->second == v) return;                                        \
