@@ -50,6 +50,7 @@ class VrfRootSm;
 namespace KorAgent {
 
 class AgentInputs;
+class AgentShows;
 
 class Agent {
  public:
@@ -190,6 +191,8 @@ class Agent {
   static void traceToStderrIs(bool on);
 
  private:
+  // Renders the shows from the inputs, the library's objects and the chip.
+  friend class AgentShows;
   void doCreateLibrary();
   void doDestroyLibrary();
   void doStartLibrary();
@@ -205,17 +208,6 @@ class Agent {
   void doApplyKnobs();
   void doAnnounce(Kor::VrfName const& name);
   uint32_t arpVrfId(Kor::VrfName const& name);
-
-  std::string showVrfs(bool json) const;
-  std::string showL3(bool json) const;
-  std::string showChip(bool json) const;
-  std::string showInputs(bool json) const;
-  std::string showAdj(bool json) const;
-  std::string showL2Adj(bool json) const;
-  std::string showRoutes(bool json) const;
-  std::string vrfText(uint32_t vrfId) const;
-  // The library's root of an announced VRF (null: none, or not started).
-  Kor::VrfRoot const* vrfRootOf(std::string const& name) const;
 
   Vix::Ptr<Vix::ActivityLoop> loop_;
   Vix::Ptr<SoftChip::SoftChip> chip_;
