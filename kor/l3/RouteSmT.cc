@@ -127,10 +127,27 @@ class RouteSmT<AF>::VixHwStatus : public Routing::Hardware::Status::Notifiee {
 template <class AF>
 RouteSmT<AF>::RouteSmT(Vix::Ptr<KorCommonSmData> const& acsd, VrfRoot* vrfRoot, VrfId vrfId, Inputs inputs)
     : KorBaseSm(acsd, isV4 ? "KorRoutingSm" : "KorIp6RoutingSm"), vrfRoot_(vrfRoot), vrfId_(vrfId),
-      in_(std::move(inputs)), reviewClock_(acsd->activityLoop().ptr(), [this] { runReview(); }),
-      unprogrammedClock_(acsd->activityLoop().ptr(), [this] { reviewUnprogrammedRoutes(); }),
-      deletionClock_(acsd->activityLoop().ptr(), [this] { runDeletions(); }),
+      in_(std::move(inputs)), review_(acsd->activityLoop().ptr(), [this] { runReview(); }),
+      unprogrammedRoute_(acsd->activityLoop().ptr(), [this] { reviewUnprogrammedRoutes(); }),
+      deletions_(acsd->activityLoop().ptr(), [this] { runDeletions(); }),
       pendingClock_(acsd->activityLoop().ptr(), [this] { doReviewPending(); }) {
+  review_.laneAdd([this](Prefix const& p, bool&) {
+    KOR_TRACE(8, "Default prefix found, first processing default route");
+    return doReviewRoute(p);
+  });
+  review_.laneAdd([this](Prefix const& p, bool&) { return doReviewRoute(p); });
+  review_.laneAdd(
+      [this](Prefix const& p, bool&) {
+        if (!nexthopGroupRouteReviewStart_) KOR_TRACE(8, "All non-nexthop group routes have been reviewed");
+        nexthopGroupRouteReviewStart_ = true;
+        return doReviewRoute(p);
+      },
+      Vix::LaneKind::last);
+  review_.aheadIs([this](Prefix const& p) { prefetchRoute(p); });
+  unprogrammedRoute_.laneAdd([this](Prefix const& p, bool&) { return doRetryUnprogrammed(p); }, Vix::LaneKind::retry);
+  unprogrammedRoute_.retryPeriodIs(10);
+  unprogrammedRoute_.retryIntervalIs(0.1);
+  deletions_.laneAdd([this](Prefix const& p, Vix::Seconds& due) { return doDeleteWhenDue(p, due); });
   if (!in_.l3Status) korAssert("l3Status()");
   if (!in_.vrfL3Status) korAssert("vrfL3Status()");
   if (!in_.adjSm) korAssert("adjSm()");
@@ -221,6 +238,13 @@ void RouteSmT<AF>::quillYieldTimeIs(Vix::Seconds s) {
 }
 
 template <class AF>
+void RouteSmT<AF>::routeReviewQuantaIs(Vix::Seconds s) {
+  review_.quantumIs(s);
+  unprogrammedRoute_.quantumIs(s);
+  deletions_.quantumIs(s);
+}
+
+template <class AF>
 void RouteSmT<AF>::handleDeletionDelay(Vix::Seconds s) {
   KOR_TRACE(5, "handleDeletionDelay " << s);
   deletionDelay_ = s;
@@ -278,8 +302,7 @@ void RouteSmT<AF>::handleRoute(Prefix const& prefix) {
     maybeScheduleRouteReview();
     return;
   }
-  if (!routesForReview_.empty()) routesForReview_.erase(prefix);
-  if (!nhgRoutesForReview_.empty()) nhgRoutesForReview_.erase(prefix);
+  review_.erase(prefix);
   ++updatesSeen_;
   processRouteUpdate(prefix, false, routingEnabled_ ? route : nullptr);
 }
@@ -320,7 +343,7 @@ bool RouteSmT<AF>::processRouteUpdate(Prefix const& prefix, bool force, Route co
     KOR_TRACE(8, "processRouteUpdate " << prefix << ", routePresent: 1, pgmRoute: " << !fresh << ", deferred: false");
     if (route->seqNo() > lastProcessedSeq_) lastProcessedSeq_ = route->seqNo();
     // Re-added before its deletion time: the chip never saw it go.
-    if (!deletionTime_.empty() && deletionTime_.erase(prefix))
+    if (!deletions_.empty() && deletions_.erase(0, prefix))
       KOR_TRACE(5, "Route " << prefix << " re-added before its deletion time");
     if (fresh) {
       KOR_TRACE(8, "Create state machine for " << prefix);
@@ -354,19 +377,18 @@ bool RouteSmT<AF>::processRouteUpdate(Prefix const& prefix, bool force, Route co
   // agent replaces a route by a delete and an add.
   if (deletionDelay_ > 0 && routingEnabled_) {
     Vix::Seconds now = acsd()->activityLoop()->now();
-    auto dt = deletionTime_.find(prefix);
-    if (dt == deletionTime_.end()) {
-      deletionTime_.try_emplace(prefix, now + deletionDelay_);
-      deletionOrder_.emplace_back(prefix, now + deletionDelay_);
-      deletionClock_.timeMinEarlierIs(now + deletionDelay_);
+    Vix::Seconds const* due = deletions_.find(0, prefix);
+    if (!due) {
+      deletions_.enqueue(0, prefix, now + deletionDelay_);
+      deletions_.scheduleAt(now + deletionDelay_);
       return false;
     }
-    if (now < dt->second) {
+    if (now < *due) {
       if (prefix.isDefault()) KOR_TRACE(8, "Skip default route deletion, time not reached yet");
       else KOR_TRACE(8, "Skip route " << prefix << ", deletion time not reached yet");
       return false;
     }
-    deletionTime_.erase(prefix);
+    deletions_.erase(0, prefix);
   }
   KOR_TRACE(8, "Deleting route " << prefix << ", routing: " << routingEnabled_);
   deleteFibRoute(prefix);
@@ -385,7 +407,7 @@ void RouteSmT<AF>::deleteFibRoute(Prefix const& prefix) {
   removeUnprogrammed(prefix);
   restartNextHopId_.erase(prefix);
   deferredAdjCreation_.erase(prefix);
-  deletionTime_.erase(prefix);
+  if (!deletions_.empty()) deletions_.erase(0, prefix);
   fibRoute_.erase(prefix);
   trie_.del(prefix);
   if constexpr (isV4) in_.l3Status->ipv4FibRoutesDec();
@@ -616,12 +638,14 @@ void RouteSmT<AF>::handlePrefixWalk(FecId const& fecId) {
 
 template <class AF>
 void RouteSmT<AF>::enqueueForReview(Prefix const& prefix) {
-  if (isNhgRoute(prefix)) {
-    routesForReview_.erase(prefix);
-    nhgRoutesForReview_.enqueue(prefix);
+  if (prefix.isDefault()) {
+    review_.enqueue(kDefaultLane, prefix);
+  } else if (isNhgRoute(prefix)) {
+    review_.erase(kRoutesLane, prefix);
+    review_.enqueue(kNhgLane, prefix);
   } else {
-    nhgRoutesForReview_.erase(prefix);
-    routesForReview_.enqueue(prefix);
+    review_.erase(kNhgLane, prefix);
+    review_.enqueue(kRoutesLane, prefix);
   }
 }
 
@@ -642,18 +666,17 @@ void RouteSmT<AF>::maybeScheduleRouteReview(bool force) {
     handleWaitForRoutingDisabled();
     return;
   }
-  if (reviewClock_.armed()) {
+  if (review_.armed()) {
     KOR_TRACE(9, "Routes review timer already set");
     return;
   }
-  Vix::Seconds t = acsd()->activityLoop()->now() + routesReviewInterval_;
-  reviewClock_.timeMinIs(t);
-  KOR_TRACE(8, "Review scheduled at " << t << ", delay: " << routesReviewInterval_);
+  Vix::Seconds t = acsd()->activityLoop()->now() + review_.interval();
+  review_.scheduleAt(t);
+  KOR_TRACE(8, "Review scheduled at " << t << ", delay: " << review_.interval());
 }
 
 template <class AF>
 void RouteSmT<AF>::runReview() {
-  reviewClock_.timeMinIs(Vix::kNever);
   bool suspended = isV4 ? in_.l3Status->suspendRouteUpdates() : in_.l3Status->suspendIp6RouteUpdates();
   if (suspended) {
     KOR_TRACE(8, "Route updates suspended");
@@ -662,7 +685,6 @@ void RouteSmT<AF>::runReview() {
   reviewRouteChanges();
   if constexpr (!isV4) reviewOverflowRoutes();
   if (disabling_ && fullyDisabled()) actuallyDisableRouting();
-  if (routesForReviews() && !reviewClock_.armed()) reviewClock_.timeMinIs(acsd()->activityLoop()->now());
   if (isV4) in_.vrfL3Status->routesForReviewIs(routesForReviews() != 0);
   else in_.vrfL3Status->routes6ForReviewIs(routesForReviews() != 0);
   pendingClock_.timeMinEarlierIs(acsd()->activityLoop()->now());
@@ -674,73 +696,58 @@ void RouteSmT<AF>::reviewRouteChanges() {
   Vix::Seconds start = loop->now();
   if (!routingEnabled_ && fibRoute_.empty()) {
     KOR_TRACE(8, "Routing disabled, skip review");
-    routesForReview_.clear();
-    nhgRoutesForReview_.clear();
+    for (size_t lane : {kDefaultLane, kRoutesLane, kNhgLane}) review_.clear(lane);
     return;
   }
   if (!envVarInitialized_) {
     envVarInitialized_ = true;
     if (auto n = envInt("KOR_YIELD_REVIEW_AFTER_EACH_ROUTE")) {
-      yieldAfterEachRoute_ = *n != 0;
-      KOR_TRACE(1, "Setting yield after each review to " << yieldAfterEachRoute_);
+      review_.yieldEachItemIs(*n != 0);
+      KOR_TRACE(1, "Setting yield after each review to " << review_.yieldEachItem());
     }
   }
-  Vix::PassDeadline deadline(loop->timeSource(), routeReviewQuanta_, yieldAfterEachRoute_);
-  size_t processed = 0;
-  auto visit = [&](Prefix const& p, bool&) {
-    // Dequeued first: a change the review itself causes queues it again.
-    routesForReview_.erase(p);
-    nhgRoutesForReview_.erase(p);
-    processRouteUpdate(p);
-    if (!restartNextHopId_.empty() && restartNextHopId_.erase(p)) KOR_TRACE(8, "Restart nextHopId " << p << " cleared");
-    ++updatesProcessed_;
-    ++processed;
-    if (reviewHook_) reviewHook_(p);
-    return Vix::ReviewAction::done;
-  };
-  bool yielded = false;
-  Prefix defaultPrefix{};
-  if (routesForReview_.contains(defaultPrefix) || nhgRoutesForReview_.contains(defaultPrefix)) {
-    KOR_TRACE(8, "Default prefix found, first processing default route");
-    bool dummy = false;
-    visit(defaultPrefix, dummy);
-    yielded = deadline.expired() && routesForReviews();
-  }
-  auto ahead = [this](Prefix const& p) { prefetchRoute(p); };
-  if (!yielded) yielded = routesForReview_.runPass(deadline, visit, ahead) == Vix::PassResult::yielded;
-  if (!yielded && !nhgRoutesForReview_.empty()) {
-    if (!routesForReview_.empty()) {
-      KOR_TRACE(8, "NHG route, skipping all NHGs");
-    } else {
-      KOR_TRACE(8, "All non-nexthop group routes have been reviewed");
-      nexthopGroupRouteReviewStart_ = true;
-      yielded = nhgRoutesForReview_.runPass(deadline, visit, ahead) == Vix::PassResult::yielded;
-    }
-  }
+  processedInPass_ = 0;
+  auto result = review_.runPass();
+  if (result == Vix::PassResult::complete && review_.size(kNhgLane) &&
+      review_.size(kDefaultLane) + review_.size(kRoutesLane))
+    KOR_TRACE(8, "NHG route, skipping all NHGs");
   timeUsed_ += loop->now() - start;
-  if (yielded) {
+  if (result == Vix::PassResult::yielded) {
     ++yieldBeforeFinishingCount_;
-    KOR_TRACE(5, "Route review yielding " << routesForReviews() << " Processed " << processed);
+    KOR_TRACE(5, "Route review yielding " << routesForReviews() << " Processed " << processedInPass_);
   }
-  if (routesForReviews()) reviewClock_.timeMinIs(loop->now());
 }
 
-// Deleted routes whose deletion time has come.
+template <class AF>
+Vix::ReviewAction RouteSmT<AF>::doReviewRoute(Prefix const& p) {
+  // Dequeued first: a change the review itself causes queues it again.
+  review_.erase(p);
+  processRouteUpdate(p);
+  if (!restartNextHopId_.empty() && restartNextHopId_.erase(p)) KOR_TRACE(8, "Restart nextHopId " << p << " cleared");
+  ++updatesProcessed_;
+  ++processedInPass_;
+  if (reviewHook_) reviewHook_(p);
+  return Vix::ReviewAction::done;
+}
+
+// Deleted routes whose deletion time has come, in passes of the review
+// quantum: a mass withdraw is worked off in slices like any other review.
 template <class AF>
 void RouteSmT<AF>::runDeletions() {
-  deletionClock_.timeMinIs(Vix::kNever);
-  Vix::Seconds now = acsd()->activityLoop()->now();
-  while (!deletionOrder_.empty() && deletionOrder_.front().second <= now) {
-    auto [prefix, due] = deletionOrder_.front();
-    deletionOrder_.pop_front();
-    auto it = deletionTime_.find(prefix);
-    // Re-added (erased) or deleted again later (a newer time): not this one.
-    if (it == deletionTime_.end() || it->second != due) continue;
-    processRouteUpdate(prefix);
-  }
-  if (!deletionOrder_.empty()) deletionClock_.timeMinIs(deletionOrder_.front().second);
+  if (deletions_.runPass() == Vix::PassResult::stopped) deletions_.scheduleAt(nextDeletionDue_);
   if (disabling_) maybeScheduleRouteReview(true);
-  pendingClock_.timeMinEarlierIs(now);
+  pendingClock_.timeMinEarlierIs(acsd()->activityLoop()->now());
+}
+
+// In deletion order, so the first one not due ends the pass.
+template <class AF>
+Vix::ReviewAction RouteSmT<AF>::doDeleteWhenDue(Prefix const& prefix, Vix::Seconds due) {
+  if (due > acsd()->activityLoop()->now()) {
+    nextDeletionDue_ = due;
+    return Vix::ReviewAction::stop;
+  }
+  processRouteUpdate(prefix);
+  return Vix::ReviewAction::done;
 }
 
 template <class AF>
@@ -812,22 +819,20 @@ void RouteSmT<AF>::parentDropCountIs(int delta) {
 
 template <class AF>
 void RouteSmT<AF>::addUnprogrammed(Prefix const& prefix) {
-  if (!unprogrammedRoute_.enqueue(prefix)) return;
+  if (!unprogrammedRoute_.enqueue(0, prefix)) return;
   unprogrammedCountIs(+1);
   scheduleUnprogrammedReview(false);
 }
 
 template <class AF>
 void RouteSmT<AF>::removeUnprogrammed(Prefix const& prefix) {
-  if (unprogrammedRoute_.erase(prefix)) unprogrammedCountIs(-1);
+  if (unprogrammedRoute_.erase(0, prefix)) unprogrammedCountIs(-1);
 }
 
 template <class AF>
 void RouteSmT<AF>::scheduleUnprogrammedReview(bool now) {
-  if (unprogrammedRoute_.empty()) return;
-  Vix::Seconds t = acsd()->activityLoop()->now();
-  if (!now) t = std::max(t + unprogrammedReviewInterval_, lastUnprogrammedRetry_ + unprogrammedRetryPeriod_);
-  unprogrammedClock_.timeMinEarlierIs(t);
+  if (now) unprogrammedRoute_.retryNow();
+  else unprogrammedRoute_.scheduleRetry();
 }
 
 template <class AF>
@@ -842,7 +847,6 @@ void RouteSmT<AF>::handleRoutingResourceFull() {
   if constexpr (isV4) in_.l3Status->resource4FullLogIs(false);
   else in_.l3Status->resource6FullLogIs(false);
   // Room came back: retry now, not after the retry period.
-  lastUnprogrammedRetry_ = -1e300;
   scheduleUnprogrammedReview(true);
 }
 
@@ -857,50 +861,24 @@ void RouteSmT<AF>::handleAdjResourceFull() {
 template <class AF>
 void RouteSmT<AF>::reviewUnprogrammedRoutes() {
   auto* loop = acsd()->activityLoop().ptr();
-  unprogrammedClock_.timeMinIs(Vix::kNever);
   if (unprogrammedRoute_.empty()) return;
   Vix::Seconds now = loop->now();
-  if (now < lastUnprogrammedRetry_ + unprogrammedRetryPeriod_ && !unprogrammedRoute_.bookmark()) {
-    KOR_TRACE(8, "Retry period not reached: " << now << ", last: " << lastUnprogrammedRetry_);
+  bool newRound = !unprogrammedRoute_.lane(0).bookmark();
+  Vix::Seconds last = unprogrammedRoute_.roundStart(0);
+  if (newRound && now < last + unprogrammedRoute_.retryPeriod()) {
+    KOR_TRACE(8, "Retry period not reached: " << now << ", last: " << last);
     scheduleUnprogrammedReview(false);
     return;
   }
-  if (!unprogrammedRoute_.bookmark()) {
-    lastUnprogrammedRetry_ = now;
-    refusedSincePass_ = false;
-  }
-  Vix::PassDeadline deadline(loop->timeSource(), routeReviewQuanta_);
-  bool fullAgain = false;
-  auto result = unprogrammedRoute_.runPass(deadline, [&](Prefix const& p, bool&) {
-    if (fullAgain) return Vix::ReviewAction::keep;
-    KOR_TRACE(8, "Trying to program unprogrammed fib route " << p);
-    auto it = fibRoute_.find(p);
-    if (it == fibRoute_.end()) {
-      KOR_TRACE(8, "No fib route for prefix " << p);
-      unprogrammedCountIs(-1);
-      return Vix::ReviewAction::done;
-    }
-    if (resourceFull()) {
-      KOR_TRACE(3, "Routing resources are full");
-      fullAgain = true;
-      return Vix::ReviewAction::keep;
-    }
-    if (!fibEntry(p)) {
-      KOR_TRACE(8, "Unprogrammed route deleted. Remove fibRoute");
-      processRouteUpdate(p, true);
-      return unprogrammedRoute_.contains(p) ? Vix::ReviewAction::keep : Vix::ReviewAction::done;
-    }
-    it->second.stateIs(RouteReviewState::changedRoute);
-    processRouteUpdate(p, true);
-    return Vix::ReviewAction::keep;
-  });
-  if (fullAgain) {
+  if (newRound) refusedSincePass_ = false;
+  fullAgain_ = false;
+  auto result = unprogrammedRoute_.runPass();
+  if (fullAgain_) {
     // Woken by the resource coming back (handleRoutingResourceFull), or
     // after the retry period.
     scheduleUnprogrammedReview(false);
   } else if (result == Vix::PassResult::yielded) {
     KOR_TRACE(5, "Unprogrammed route review is yielding");
-    unprogrammedClock_.timeMinIs(loop->now());
   } else if (unprogrammedRoute_.empty()) {
     KOR_TRACE(3, "Unprogrammed routes successfully reprogrammed");
     restoreParentDropRoutes();
@@ -910,6 +888,31 @@ void RouteSmT<AF>::reviewUnprogrammedRoutes() {
   }
   KOR_TRACE(5, "Unprogrammed route review complete");
   pendingClock_.timeMinEarlierIs(loop->now());
+}
+
+template <class AF>
+Vix::ReviewAction RouteSmT<AF>::doRetryUnprogrammed(Prefix const& p) {
+  if (fullAgain_) return Vix::ReviewAction::keep;
+  KOR_TRACE(8, "Trying to program unprogrammed fib route " << p);
+  auto it = fibRoute_.find(p);
+  if (it == fibRoute_.end()) {
+    KOR_TRACE(8, "No fib route for prefix " << p);
+    unprogrammedCountIs(-1);
+    return Vix::ReviewAction::done;
+  }
+  if (resourceFull()) {
+    KOR_TRACE(3, "Routing resources are full");
+    fullAgain_ = true;
+    return Vix::ReviewAction::keep;
+  }
+  if (!fibEntry(p)) {
+    KOR_TRACE(8, "Unprogrammed route deleted. Remove fibRoute");
+    processRouteUpdate(p, true);
+    return unprogrammedRoute_.contains(p) ? Vix::ReviewAction::keep : Vix::ReviewAction::done;
+  }
+  it->second.stateIs(RouteReviewState::changedRoute);
+  processRouteUpdate(p, true);
+  return Vix::ReviewAction::keep;
 }
 
 // --- Parent drop routes ---
@@ -974,7 +977,7 @@ void RouteSmT<AF>::restoreParentDropRoutes() {
 
 template <class AF>
 bool RouteSmT<AF>::fullyDisabled() const {
-  return fibRoute_.empty() && routesForReview_.empty() && nhgRoutesForReview_.empty() && unprogrammedRoute_.empty();
+  return fibRoute_.empty() && review_.empty() && unprogrammedRoute_.empty();
 }
 
 template <class AF>
@@ -982,7 +985,7 @@ void RouteSmT<AF>::handleRoutingEnabled(bool enabled) {
   KOR_TRACE(5, "handleRoutingEnabled, en: " << enabled);
   if (!envVarInitialized_) {
     if (auto n = envInt("KOR_ROUTES_REVIEW_INTERVAL")) {
-      routesReviewInterval_ = Vix::Seconds(*n);
+      review_.intervalIs(Vix::Seconds(*n));
       KOR_TRACE(1, "Overriding default routes review interval: now " << *n << " seconds");
     }
   }
@@ -1309,7 +1312,7 @@ void RouteSmT<AF>::doShowRoutesUnprogrammedInVrf(std::ostream& out, VrfName cons
   std::snprintf(buf, sizeof(buf), "Num parent drop routes: %d\n\n", int(parentDrop));
   out << buf;
   std::map<Prefix, bool> sorted;
-  unprogrammedRoute_.forEach([&](Prefix const& p, bool) { sorted.emplace(p, true); });
+  unprogrammedRoute_.lane(0).forEach([&](Prefix const& p, bool) { sorted.emplace(p, true); });
   for (auto const& kv : sorted) out << kv.first << "\n";
 }
 

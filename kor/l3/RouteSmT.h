@@ -15,11 +15,14 @@
 //
 // Work that cannot be done inside a notification (routes queued while
 // updates are suspended, all routes when routing comes on or goes off,
-// prefix walks after an adjacency changed) waits in routesForReview and is
-// done in passes of at most routeReviewQuanta that resume at the queue's
-// bookmark: the default route first, next-hop-group routes after all
+// prefix walks after an adjacency changed) waits in the review loop's lanes
+// and is done in passes of at most routeReviewQuanta that resume at each
+// lane's bookmark: the default route first, next-hop-group routes after all
 // others. A deleted route is removed from the chip only once deletionDelay
-// has passed, so a delete followed by a re-add never touches the chip.
+// has passed, so a delete followed by a re-add never touches the chip; the
+// deletions that come due are done in passes of the same quantum, so a mass
+// withdraw never holds the loop. Three Vix::ReviewLoops, one clock each:
+// review, unprogrammed retries, deletions.
 //
 // Invariants: a prefix has a hand-over entry iff its FibRoute holds an
 // AdjInfo; an unprogrammed prefix has a FibRoute; the unprogrammed counters
@@ -56,7 +59,7 @@
 #include "vix/Clock.h"
 #include "kor/l3/FecPrefixList.h"
 #include "vix/HashMap.h"
-#include "vix/ReviewQueue.h"
+#include "vix/ReviewLoop.h"
 #include "vix/Time.h"
 
 namespace Kor {
@@ -75,7 +78,7 @@ class RouteSmT : public KorBaseSm {
   using FibRoute = FibRouteT<AF>;
   using Key = VrfAndPrefixT<AF>;
   using FecId = Quill::Fib::FecId;
-  using ReviewQueue = Vix::ReviewQueue<Prefix, bool>;
+  using ReviewLoop = Vix::ReviewLoop<Prefix, bool>;
 
   struct Inputs {
     Vix::Ptr<Routing::L3Config const> l3Config;
@@ -102,14 +105,15 @@ class RouteSmT : public KorBaseSm {
   // Tunables (seconds).
   Vix::Seconds quillYieldTime() const { return quillYieldTime_; }
   void quillYieldTimeIs(Vix::Seconds s);
-  Vix::Seconds routesReviewInterval() const { return routesReviewInterval_; }
-  void routesReviewIntervalIs(Vix::Seconds s) { routesReviewInterval_ = s; }
-  Vix::Seconds routeReviewQuanta() const { return routeReviewQuanta_; }
-  void routeReviewQuantaIs(Vix::Seconds s) { routeReviewQuanta_ = s; }
-  Vix::Seconds unprogrammedRetryPeriod() const { return unprogrammedRetryPeriod_; }
-  void unprogrammedRetryPeriodIs(Vix::Seconds s) { unprogrammedRetryPeriod_ = s; }
-  Vix::Seconds unprogrammedReviewInterval() const { return unprogrammedReviewInterval_; }
-  void unprogrammedReviewIntervalIs(Vix::Seconds s) { unprogrammedReviewInterval_ = s; }
+  Vix::Seconds routesReviewInterval() const { return review_.interval(); }
+  void routesReviewIntervalIs(Vix::Seconds s) { review_.intervalIs(s); }
+  // The quantum of every pass: reviews, unprogrammed retries, deletions.
+  Vix::Seconds routeReviewQuanta() const { return review_.quantum(); }
+  void routeReviewQuantaIs(Vix::Seconds s);
+  Vix::Seconds unprogrammedRetryPeriod() const { return unprogrammedRoute_.retryPeriod(); }
+  void unprogrammedRetryPeriodIs(Vix::Seconds s) { unprogrammedRoute_.retryPeriodIs(s); }
+  Vix::Seconds unprogrammedReviewInterval() const { return unprogrammedRoute_.retryInterval(); }
+  void unprogrammedReviewIntervalIs(Vix::Seconds s) { unprogrammedRoute_.retryIntervalIs(s); }
   Vix::Seconds deletionDelay() const { return deletionDelay_; }
   void handleDeletionDelay(Vix::Seconds s);
   // 0: no limit of the number of routes.
@@ -126,19 +130,20 @@ class RouteSmT : public KorBaseSm {
   size_t fibRoutes() const { return fibRoute_.size(); }
   FibRoute const* fibRoute(Prefix const& p) const;
   // Queued for review (next-hop-group routes included).
-  size_t routesForReviews() const { return routesForReview_.size() + nhgRoutesForReview_.size(); }
-  bool routeForReview(Prefix const& p) const {
-    return routesForReview_.contains(p) || nhgRoutesForReview_.contains(p);
-  }
+  size_t routesForReviews() const { return review_.size(); }
+  bool routeForReview(Prefix const& p) const { return review_.contains(p); }
   size_t unprogrammedRoutes() const { return unprogrammedRoute_.size(); }
-  bool unprogrammed(Prefix const& p) const { return unprogrammedRoute_.contains(p); }
+  bool unprogrammed(Prefix const& p) const { return unprogrammedRoute_.contains(0, p); }
   size_t parentDropRoutes() const { return parentDropRoutes_; }
   size_t overflowRoutesForReview() const { return overflowRoutesForReview_.size(); }
-  size_t pendingDeletions() const { return deletionTime_.size(); }
+  size_t pendingDeletions() const { return deletions_.size(); }
   size_t adjInfoRecords() const { return adjInfoPool_.size(); }
-  std::optional<Prefix> routesForReviewBookmark() const { return routesForReview_.bookmark(); }
-  Vix::Clock const& reviewClock() const { return reviewClock_; }
-  Vix::Clock const& unprogrammedClock() const { return unprogrammedClock_; }
+  std::optional<Prefix> routesForReviewBookmark() const { return review_.lane(kRoutesLane).bookmark(); }
+  Vix::Clock const& reviewClock() const { return review_.clock(); }
+  Vix::Clock const& unprogrammedClock() const { return unprogrammedRoute_.clock(); }
+  // The loop of the deletions that wait for their deletion time (its pass
+  // counters tell how long a pass held the loop).
+  Vix::ReviewLoop<Prefix, Vix::Seconds> const& deletions() const { return deletions_; }
   Quill::SlicedReader<RouteStatus> const* reader() const { return reader_.get(); }
 
   // Counters.
@@ -211,6 +216,9 @@ class RouteSmT : public KorBaseSm {
   void reviewRouteChanges();
   void reviewOverflowRoutes();
   void runDeletions();
+  Vix::ReviewAction doDeleteWhenDue(Prefix const& prefix, Vix::Seconds due);
+  Vix::ReviewAction doReviewRoute(Prefix const& prefix);
+  Vix::ReviewAction doRetryUnprogrammed(Prefix const& prefix);
   void scheduleAllRoutes();
   void doReviewPending();
 
@@ -237,10 +245,6 @@ class RouteSmT : public KorBaseSm {
   Inputs in_;
 
   Vix::Seconds quillYieldTime_ = 0.05;
-  Vix::Seconds routesReviewInterval_ = 0;
-  Vix::Seconds routeReviewQuanta_ = 0.05;
-  Vix::Seconds unprogrammedRetryPeriod_ = 10;
-  Vix::Seconds unprogrammedReviewInterval_ = 0.1;
   Vix::Seconds deletionDelay_ = 0;
   uint64_t maxRoutes_ = 0;
   bool parentDropRoute_ = false;
@@ -248,26 +252,23 @@ class RouteSmT : public KorBaseSm {
   bool routingEnabled_ = false;
   bool disabling_ = false;
   bool envVarInitialized_ = false;
-  bool yieldAfterEachRoute_ = false;
   bool reviewComplete_ = false;
   bool adjSmWoken_ = false;
   bool nexthopGroupRouteReviewStart_ = false;
   bool reviewPendingBump_ = false;
   bool resourceFullSeen_ = false;
-  // The platform refused a hand-over since the last unprogrammed pass
+  // The platform refused a hand-over since the last unprogrammed round
   // started: only then is a timed retry worth it (routes waiting for their
   // FEC are woken by the FEC).
   bool refusedSincePass_ = false;
-  Vix::Seconds lastUnprogrammedRetry_ = -1e300;
+  // The unprogrammed pass found the resources full: the rest of its round
+  // waits for them.
+  bool fullAgain_ = false;
+  size_t processedInPass_ = 0;
+  // When the deletion the last deletion pass stopped at is due.
+  Vix::Seconds nextDeletionDue_ = 0;
 
   Vix::HashMap<Prefix, FibRoute> fibRoute_;
-  ReviewQueue routesForReview_;
-  ReviewQueue nhgRoutesForReview_;
-  ReviewQueue unprogrammedRoute_;
-  // Deleted routes waiting for their deletionTime, in deletion order (the
-  // delay is one value, so the order is the order of their times).
-  Vix::HashMap<Prefix, Vix::Seconds> deletionTime_;
-  std::deque<std::pair<Prefix, Vix::Seconds>> deletionOrder_;
   Vix::HashMap<Prefix, uint64_t> restartNextHopId_;
   Vix::HashMap<Prefix, uint64_t> deferredAdjCreation_;
   Vix::HashMap<Prefix, bool> overflowRoutesForReview_;
@@ -296,9 +297,15 @@ class RouteSmT : public KorBaseSm {
   std::unique_ptr<VixForwardingStatus> forwardingStatusReactor_;
   std::unique_ptr<VixL3Config> l3ConfigReactor_;
   std::unique_ptr<VixHwStatus> hwStatusReactor_;
-  Vix::Clock reviewClock_;
-  Vix::Clock unprogrammedClock_;
-  Vix::Clock deletionClock_;
+  // Lanes of the review: the default route first, next-hop-group routes
+  // only once every other route is done.
+  static constexpr size_t kDefaultLane = 0, kRoutesLane = 1, kNhgLane = 2;
+  ReviewLoop review_;
+  // One retry lane: the routes the chip refused or that wait for their FEC.
+  ReviewLoop unprogrammedRoute_;
+  // One lane: deleted routes and their deletion times, in deletion order
+  // (the delay is one value, so the order is the order of their times).
+  Vix::ReviewLoop<Prefix, Vix::Seconds> deletions_;
   // Once per turn of the loop: acknowledges the sequence, wakes the
   // review-pending consumers, checks the end of the initial sync.
   Vix::Clock pendingClock_;

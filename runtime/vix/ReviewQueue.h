@@ -6,7 +6,9 @@
 // key of the next item) until the queue is done or the PassDeadline expires;
 // the next pass resumes at the bookmark. The visitor tells what became of each
 // item: done (removed), keep (stays where it is) or requeue (not ready: moved
-// to the tail, and not visited again in this pass). Items queued during a pass
+// to the tail, and not visited again in this pass) or stop (not yet: it stays
+// where it is and the pass ends there; the next one starts at it). Items
+// queued during a pass
 // wait for the next one. The visitor may queue or erase any key, itself
 // included.
 #include <cstdint>
@@ -20,8 +22,8 @@
 
 namespace Vix {
 
-enum class ReviewAction { done, keep, requeue };
-enum class PassResult { complete, yielded };
+enum class ReviewAction { done, keep, requeue, stop };
+enum class PassResult { complete, yielded, stopped };
 
 template <class K, class V = bool, class Hash = std::hash<K>>
 class ReviewQueue {
@@ -70,7 +72,8 @@ class ReviewQueue {
   }
 
   // Walks from the bookmark: visit(key, value&) -> ReviewAction. Returns
-  // yielded when the deadline expired with items of this pass left.
+  // yielded when the deadline expired with items of this pass left, stopped
+  // when the visitor said stop.
   template <class F>
   PassResult runPass(PassDeadline& deadline, F visit) {
     return runPass(deadline, visit, [](K const&) {});
@@ -106,11 +109,16 @@ class ReviewQueue {
       if (n < nodes_.size() && nodes_[n].seq == seq) {
         if (a == ReviewAction::done) {
           erase(key);
+        } else if (a == ReviewAction::stop) {
+          cursor_ = n;
+          return PassResult::stopped;
         } else if (a == ReviewAction::requeue) {
           unlink(n);
           nodes_[n].seq = nextSeq_++;
           linkTail(n);
         }
+      } else if (a == ReviewAction::stop) {
+        return PassResult::stopped;
       }
       if (deadline.expired() && cursor_ != kNil && nodes_[cursor_].seq < limit) return PassResult::yielded;
     }
