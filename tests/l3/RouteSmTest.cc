@@ -18,6 +18,7 @@
 #include "softchip/SoftAdjSmHelper.h"
 #include "softchip/SoftChip.h"
 #include "vix/ActivityLoop.h"
+#include "vix/SteppingTimeSource.h"
 #include "vix/Trace.h"
 
 namespace {
@@ -90,8 +91,7 @@ class RouteSmTest : public ::testing::Test {
     unsetenv("KOR_ROUTES_REVIEW_INTERVAL");
     trace_ = Vix::makePtr<Vix::MemoryTraceSink>();
     Vix::traceSinkIs(trace_);
-    ts_ = Vix::makePtr<Vix::ManualTimeSource>(0.0);
-    loop_ = Vix::makePtr<Vix::ActivityLoop>(ts_);
+    loop_ = Vix::makePtr<Vix::ActivityLoop>(newTimeSource());
     acsd_ = korCommonSmDataFactory("acsd", loop_);
     l3_ = Vix::makePtr<L3Status>("l3Status");
     l3_->vrfIdPairIs(VrfName("default"), VrfId(0));
@@ -113,6 +113,11 @@ class RouteSmTest : public ::testing::Test {
     adj_->initializedIs(true);
     helper_ = Vix::makePtr<ScriptedRouteHelper<AF>>(l3_);
   }
+  // The manual clock of most tests (ts_); a fixture may read another.
+  virtual Vix::Ptr<Vix::TimeSource> newTimeSource() {
+    ts_ = Vix::makePtr<Vix::ManualTimeSource>(0.0);
+    return ts_;
+  }
   void TearDown() override {
     sm_ = nullptr;
     adj_ = nullptr;
@@ -128,7 +133,7 @@ class RouteSmTest : public ::testing::Test {
     sm_->tf().levelsIs("*");
     sm_->reviewHookIs([this](Prefix const& p) {
       reviewed_.push_back(p);
-      ts_->advance(reviewCost_);
+      if (ts_) ts_->advance(reviewCost_);
     });
     sm_->initializedIs(true);
   }
@@ -489,6 +494,44 @@ TYPED_TEST(RouteSmTest, RoutingOffRemovesEveryRouteAndReportsTheWaitDone) {
   else this->vrf_->routing6EnabledIs(true);
   this->run();
   EXPECT_EQ(this->helper_->chip.size(), 3u);
+}
+
+// A mass withdraw under a deletion delay, on a clock that moves a fixed
+// step per read: the deletions come due together and are worked off in
+// passes, none of which holds the loop past a quantum plus one route.
+class RouteDeletionTest : public RouteSmTest<Nollo::Ipv4> {
+ protected:
+  static constexpr Vix::Seconds kStep = 1e-6;
+  Vix::Ptr<Vix::TimeSource> newTimeSource() override { return Vix::makePtr<Vix::SteppingTimeSource>(kStep, 0.0); }
+};
+
+TEST_F(RouteDeletionTest, MassWithdrawIsDeletedInPassesOfOneQuantum) {
+  constexpr int kRoutes = 200000;
+  fec(1);
+  for (int i = 1; i <= kRoutes; ++i) route(pfx(i), fecId(1));
+  start();
+  sm_->tf().levelsIs("");  // 200,000 routes: no trace lines
+  sm_->handleDeletionDelay(1.0);
+  run();
+  ASSERT_EQ(helper_->chip.size(), size_t(kRoutes));
+
+  for (int i = 1; i <= kRoutes; ++i) unroute(pfx(i));
+  loop_->longestHandlerTimeReset();
+  run();
+  EXPECT_TRUE(helper_->chip.empty());
+  EXPECT_EQ(sm_->fibRoutes(), 0u);
+  EXPECT_EQ(sm_->pendingDeletions(), 0u);
+  // A route reads the clock a few times; a thousand reads is far more than
+  // one route's share and far less than a pass that ran on.
+  Vix::Seconds const quantum = sm_->routeReviewQuanta();
+  Vix::Seconds const oneRoute = 1000 * kStep;
+  EXPECT_LE(loop_->longestHandlerTime(), quantum + oneRoute);
+  auto const& deletions = sm_->deletions();
+  EXPECT_LE(deletions.longestPass(), quantum + oneRoute);
+  // Each route reads the clock at least once, to check the deadline.
+  EXPECT_LE(deletions.longestPassItems(), size_t(quantum / kStep) + 1);
+  EXPECT_GE(deletions.items(), uint64_t(kRoutes));
+  EXPECT_GE(deletions.yields(), uint64_t(kRoutes) / (size_t(quantum / kStep) + 1));
 }
 
 // --- IPv6 only ---
