@@ -136,7 +136,12 @@ AdjSm::AdjSm(VrfId vrfId, VrfName const& vrfName, Vix::Ptr<KorCommonSmData> cons
       l2AdjHelper_(l2AdjHelper), intfVlanIdTable_(intfVlanIdTable), adjReviewEvent_(adjReviewEvent),
       nexthopGroupRouteSm_(nexthopGroupRouteSm), nexthopGroupStatus_(nexthopGroupStatus),
       watchedNexthopGroupConfig_(watchedNexthopGroupConfig),
-      clock_(acsd->activityLoop().ptr(), [this] { runAdjReview(); }) {
+      review_(acsd->activityLoop().ptr(), [this] { runAdjReview(); }) {
+  auto reviewQueued = [this](FecId const& f, AdjForReviewInfo& info) { return doReviewQueued(f, info); };
+  for (int lane = 0; lane < 3; ++lane) review_.laneAdd(reviewQueued);
+  review_.laneAdd([this](FecId const& f, AdjForReviewInfo&) { return doRetryUnprogrammed(f); }, Vix::LaneKind::retry);
+  review_.retryIntervalIs(0.2);
+
   if (!l3Status_) korAssert("l3Status()");
   vrfL3Status_ = l3Status_ ? l3Status_->vrfL3Status(vrfName_) : nullptr;
   if (!vrfL3Status_) korAssert("vrfL3Status()");
@@ -208,7 +213,7 @@ void AdjSm::handleInitialized() {
     int64_t n = 0;
     auto [end, ec] = std::from_chars(env, env + std::strlen(env), n, 10);
     if (ec == std::errc() && end != env) {
-      adjReviewInterval_ = static_cast<Vix::Seconds>(n);
+      review_.intervalIs(static_cast<Vix::Seconds>(n));
       KOR_TRACE(1, " Overriding default adj review interval: now " << n << " seconds ");
     }
   }
@@ -248,13 +253,13 @@ void AdjSm::handleFecT(FecId const& fecId) {
 void AdjSm::doQueueRegularReview(FecId const& fecId, uint8_t ipVersion) {
   AdjForReviewInfo info(ipVersion, AdjUpdateType::regularAdjUpdate);
   if (fecId.adjType() == AdjType::tunnelAdj) {
-    enqueue(tunnelForReview_, fecId, info);
-  } else if (auto* queued = linkDownAdjForReview_.find(fecId)) {
+    enqueue(kTunnelLane, fecId, info);
+  } else if (auto* queued = review_.find(kLinkDownLane, fecId)) {
     // A FEC queued by a link going down keeps that entry: its review reads
     // the current FEC anyway. Only the version follows the latest request.
     *queued = AdjForReviewInfo(ipVersion, queued->adjUpdateType());
   } else {
-    enqueue(adjForReview_, fecId, info);
+    enqueue(kAdjLane, fecId, info);
   }
 }
 
@@ -275,9 +280,8 @@ void AdjSm::handleNextHopList(typename AF::Addr const& addr) {
 template void AdjSm::handleNextHopList<Nollo::Ipv4>(Nollo::IpAddr4 const&);
 template void AdjSm::handleNextHopList<Nollo::Ipv6>(Nollo::IpAddr6 const&);
 
-void AdjSm::enqueue(ReviewQueue& queue, FecId const& fecId, AdjForReviewInfo const& info) {
-  queue.enqueue(fecId, info);
-  reviewParked_ = false;
+void AdjSm::enqueue(size_t lane, FecId const& fecId, AdjForReviewInfo const& info) {
+  review_.enqueue(lane, fecId, info);
 }
 
 // The IP version of a FEC id: that of its adjacency, else the table holding it.
@@ -294,7 +298,7 @@ void AdjSm::scheduleAdjReview(FecId const& fecId) {
   AdjReviewType reviewType = vrfL3Status_->adjEntryReviewList(fecId);
   if (fecId.value() == 0) {
   } else if (fecId.adjType() == AdjType::tunnelAdj) {
-    enqueue(tunnelForReview_, fecId, AdjForReviewInfo(ipVersionOf(fecId), AdjUpdateType::regularAdjUpdate));
+    enqueue(kTunnelLane, fecId, AdjForReviewInfo(ipVersionOf(fecId), AdjUpdateType::regularAdjUpdate));
   } else {
     // The queued entry carries the update type of the review type: link
     // down / link up tell the L2 adjacency helper why it rebuilds; anything
@@ -305,15 +309,15 @@ void AdjSm::scheduleAdjReview(FecId const& fecId) {
       // that leaves a queued link-down review where it is.
       doQueueRegularReview(fecId, info.ipVersion());
     } else if (reviewType == AdjReviewType::adjReviewLinkDown) {
-      if (adjForReview_.erase(fecId))
+      if (review_.erase(kAdjLane, fecId))
         KOR_TRACE(5, " linkDown and entry found in adjReview "
                          << "collection. Deleting it: " << fecId << " ipv: " << int(info.ipVersion()));
-      enqueue(linkDownAdjForReview_, fecId, info);
+      enqueue(kLinkDownLane, fecId, info);
     } else {
-      if (linkDownAdjForReview_.erase(fecId))
+      if (review_.erase(kLinkDownLane, fecId))
         KOR_TRACE(5, " linkUp and entry found in linkDown "
                          << "collection. Deleting it: " << fecId << " ipv: " << int(info.ipVersion()));
-      enqueue(adjForReview_, fecId, info);
+      enqueue(kAdjLane, fecId, info);
     }
     maybeScheduleAdjReview();
   }
@@ -326,8 +330,8 @@ void AdjSm::maybeScheduleAdjReview() {
     return;
   }
   bool mapsEmpty = adjsForReview() == 0;
-  bool mapsPending = !mapsEmpty && !reviewParked_;
-  bool unprogrammed = !unprogrammedAdjList_.empty();
+  bool mapsPending = review_.pending();
+  bool unprogrammed = !unprogrammedAdjList().empty();
   // Every review pass, and every request, ends here: an empty queue is told
   // as it is found, so the end of the initial sync needs no polling.
   if (mapsEmpty && reviewDrainedHandler_) reviewDrainedHandler_();
@@ -351,107 +355,77 @@ void AdjSm::maybeScheduleAdjReview() {
     KOR_TRACE(8, "Adj review parked until routing is enabled");
     return;
   }
-  Vix::Seconds delay = mapsPending ? adjReviewInterval_ : unprogrammedAdjReviewInterval_;
-  Vix::Seconds due = clock_.now() + delay;
-  if (clock_.armed() && clock_.timeMin() <= due) {
+  Vix::Seconds delay = mapsPending ? adjReviewInterval() : unprogrammedAdjReviewInterval();
+  Vix::Seconds due = review_.clock().now() + delay;
+  if (review_.armed() && review_.due() <= due) {
     KOR_TRACE(9, "Adj review timer already set");
     return;
   }
-  clock_.timeMinEarlierIs(due);
+  if (mapsPending) review_.schedule();
+  else review_.scheduleRetry();
   KOR_TRACE(8, "Adj review scheduled at " << due << ", delay: " << delay);
 }
 
 void AdjSm::removeAdjEntryFromReview(FecId const& fecId) {
-  if (linkDownAdjForReview_.erase(fecId)) KOR_TRACE(8, "Remove linkDownAdjForReview after update " << fecId);
-  if (adjForReview_.erase(fecId)) KOR_TRACE(8, "Remove adjForReview after update " << fecId);
-  if (tunnelForReview_.erase(fecId)) KOR_TRACE(8, "Remove tunnelForReview after update " << fecId);
+  if (review_.erase(kLinkDownLane, fecId)) KOR_TRACE(8, "Remove linkDownAdjForReview after update " << fecId);
+  if (review_.erase(kAdjLane, fecId)) KOR_TRACE(8, "Remove adjForReview after update " << fecId);
+  if (review_.erase(kTunnelLane, fecId)) KOR_TRACE(8, "Remove tunnelForReview after update " << fecId);
 }
 
 // --- The review pass ---
 
 void AdjSm::runAdjReview() {
   KOR_TRACE_FUNC();
-  clock_.timeMinIs(Vix::kNever);
-  reviewAdjChanges();
-  reviewUnprogrammedAdjs();
+  if (adjsForReview() == 0) KOR_TRACE(9, "No adj scheduled for review");
+  if (review_.runPass() == Vix::PassResult::yielded) {
+    if (auto b = unprogrammedAdjList().bookmark())
+      KOR_TRACE(5, "Time's up, unprogrammed adj review yielding. Bookmark: " << b->value());
+    else
+      KOR_TRACE(5, "Time's up, adj review yielding");
+  }
   maybeScheduleAdjReview();
 }
 
-bool AdjSm::reviewAdjChanges() {
-  if (adjsForReview() == 0) {
-    KOR_TRACE(9, "No adj scheduled for review");
-    return false;
-  }
-  auto* ts = acsd()->activityLoop()->timeSource();
-  Vix::PassDeadline deadline(ts, adjReviewQuanta_);
-  bool skipped = false;
-  auto visit = [&](FecId const& fecId, AdjForReviewInfo& info) {
-    if (!routingEnabledFor(info.ipVersion())) {
-      skipped = true;
-      return Vix::ReviewAction::keep;
-    }
-    uint64_t adjIndex = fecId.value();
-    bool ok;
-    if (fecId.adjType() == AdjType::nextHopGroupAdj) ok = reviewNexthopAdj(fecId, adjIndex, info.adjUpdateType());
-    else if (info.ipVersion() == Nollo::Ip6Hdr::ipVersion6()) ok = reviewAdj6(fecId, adjIndex, info.adjUpdateType());
-    else ok = reviewAdj(fecId, adjIndex, info.adjUpdateType());
-    if (!ok) KOR_TRACE(3, "fecId: " << fecId << ", reviewAdj failed!");
-    if (reviewHook_) reviewHook_(fecId);
-    return Vix::ReviewAction::done;
-  };
-  // Link-down first (traffic is leaving a dead link), then the rest, then
-  // tunnels, whose underlay the earlier entries may have changed.
-  ReviewQueue* queues[] = {&linkDownAdjForReview_, &adjForReview_, &tunnelForReview_};
-  for (auto* q : queues) {
-    if (q->empty()) continue;
-    if (deadline.items() && ts->now() > deadline.deadline()) {
-      KOR_TRACE(5, "Time's up, adj review yielding");
-      return true;
-    }
-    if (q->runPass(deadline, visit) == Vix::PassResult::yielded) {
-      KOR_TRACE(5, "Time's up, adj review yielding");
-      return true;
-    }
-  }
-  reviewParked_ = skipped && adjsForReview() != 0;
-  return false;
+// An entry whose IP version has routing off stays queued (parked).
+Vix::ReviewAction AdjSm::doReviewQueued(FecId const& fecId, AdjForReviewInfo const& info) {
+  if (!routingEnabledFor(info.ipVersion())) return Vix::ReviewAction::keep;
+  uint64_t adjIndex = fecId.value();
+  bool ok;
+  if (fecId.adjType() == AdjType::nextHopGroupAdj) ok = reviewNexthopAdj(fecId, adjIndex, info.adjUpdateType());
+  else if (info.ipVersion() == Nollo::Ip6Hdr::ipVersion6()) ok = reviewAdj6(fecId, adjIndex, info.adjUpdateType());
+  else ok = reviewAdj(fecId, adjIndex, info.adjUpdateType());
+  if (!ok) KOR_TRACE(3, "fecId: " << fecId << ", reviewAdj failed!");
+  if (reviewHook_) reviewHook_(fecId);
+  return Vix::ReviewAction::done;
 }
 
-void AdjSm::reviewUnprogrammedAdjs() {
-  if (unprogrammedAdjList_.empty() || !l2AdjHelper_) return;
-  Vix::PassDeadline deadline(acsd()->activityLoop()->timeSource(), adjReviewQuanta_);
-  auto visit = [&](FecId const& fecId, bool&) {
-    auto entry = adjEntry(fecId.value());
-    if (!entry || !entry->l2Adj()) return Vix::ReviewAction::done;
-    L2AdjState state = entry->l2Adj()->state();
-    KOR_TRACE(8, "AdjIndex: " << fecId << ", state: " << state);
-    if (state == L2AdjState::installed) return Vix::ReviewAction::done;
-    if (state != L2AdjState::installNotReady && state != L2AdjState::installFailed) {
-      korAssert("l2Adj->state() == L2AdjState::installed_ || l2Adj->state() == L2AdjState::installNotReady_ || "
-                "l2Adj->state() == L2AdjState::installFailed_");
-      return Vix::ReviewAction::done;
-    }
-    // A failed install is retried like a not-ready one: under resource full
-    // the helper refuses again without asking the platform.
-    l2AdjHelper_->updateL2AdjForAdj(*entry, AdjUpdateType::regularAdjUpdate);
-    L2AdjState newState = entry->l2Adj() ? entry->l2Adj()->state() : L2AdjState::newborn;
-    bool installed = newState == L2AdjState::installed;
-    KOR_TRACE(8, "New state: " << newState << ", prefixWalk: " << installed);
-    if (!installed) return Vix::ReviewAction::keep;
-    if (fecId.adjType() == AdjType::nextHopGroupAdj) {
-      l3Status_->nexthopAdjUpdateListIs(entry, true);
-    } else if (entry->ipVersion() == Nollo::Ip6Hdr::ipVersion6()) {
-      l3Status_->adjUpdate6ListIs(entry, l3Status_->adjUpdate6List(entry) + 1);
-    } else {
-      l3Status_->adjUpdateListIs(entry, l3Status_->adjUpdateList(entry) + 1);
-    }
-    schedulePrefixWalk(entry);
+Vix::ReviewAction AdjSm::doRetryUnprogrammed(FecId const& fecId) {
+  auto entry = adjEntry(fecId.value());
+  if (!entry || !entry->l2Adj() || !l2AdjHelper_) return Vix::ReviewAction::done;
+  L2AdjState state = entry->l2Adj()->state();
+  KOR_TRACE(8, "AdjIndex: " << fecId << ", state: " << state);
+  if (state == L2AdjState::installed) return Vix::ReviewAction::done;
+  if (state != L2AdjState::installNotReady && state != L2AdjState::installFailed) {
+    korAssert("l2Adj->state() == L2AdjState::installed_ || l2Adj->state() == L2AdjState::installNotReady_ || "
+              "l2Adj->state() == L2AdjState::installFailed_");
     return Vix::ReviewAction::done;
-  };
-  if (unprogrammedAdjList_.runPass(deadline, visit) == Vix::PassResult::yielded) {
-    auto b = unprogrammedAdjList_.bookmark();
-    KOR_TRACE(5, "Time's up, unprogrammed adj review yielding. Bookmark: " << (b ? b->value() : 0));
   }
+  // A failed install is retried like a not-ready one: under resource full
+  // the helper refuses again without asking the platform.
+  l2AdjHelper_->updateL2AdjForAdj(*entry, AdjUpdateType::regularAdjUpdate);
+  L2AdjState newState = entry->l2Adj() ? entry->l2Adj()->state() : L2AdjState::newborn;
+  bool installed = newState == L2AdjState::installed;
+  KOR_TRACE(8, "New state: " << newState << ", prefixWalk: " << installed);
+  if (!installed) return Vix::ReviewAction::keep;
+  if (fecId.adjType() == AdjType::nextHopGroupAdj) {
+    l3Status_->nexthopAdjUpdateListIs(entry, true);
+  } else if (entry->ipVersion() == Nollo::Ip6Hdr::ipVersion6()) {
+    l3Status_->adjUpdate6ListIs(entry, l3Status_->adjUpdate6List(entry) + 1);
+  } else {
+    l3Status_->adjUpdateListIs(entry, l3Status_->adjUpdateList(entry) + 1);
+  }
+  schedulePrefixWalk(entry);
+  return Vix::ReviewAction::done;
 }
 
 bool AdjSm::reviewAdj(FecId const& fecId, uint64_t adjIndex, AdjUpdateType adjUpdateType) {
@@ -555,7 +529,7 @@ bool AdjSm::reviewAdjT(FecId const& fecId, uint64_t adjIndex, AdjUpdateType adjU
     KOR_TRACE(3, "Number of vias exceeds maxEcmp: " << limit);
     // The format's %d prints the adjacency index as an int: its low 32 bits.
     (v6 ? IP6ROUTING_MAX_PATHS_EXCEEDED : ROUTING_MAX_PATHS_EXCEEDED)
-        .raise(clock_.now(), static_cast<int>(std::min<uint64_t>(shown, INT32_MAX)), static_cast<int>(adjIndex),
+        .raise(review_.clock().now(), static_cast<int>(std::min<uint64_t>(shown, INT32_MAX)), static_cast<int>(adjIndex),
                static_cast<int>(limit));
     if (v6) {
       if (!entry) refusedAdj_.insert(adjIndex);
@@ -662,8 +636,8 @@ void AdjSm::createOrUpdateL2Adj(Vix::Ptr<AdjEntry> const& adjEntry, AdjUpdateTyp
   if (newIndex != oldIndex && (adjEntry->prefixs() || adjEntry->prefix6s())) schedulePrefixWalk(adjEntry);
   adjEntry->intfStatusReviewInProgressIs(false);
   auto const& l2Adj = adjEntry->l2Adj();
-  if (l2Adj && l2Adj->state() != L2AdjState::installed) unprogrammedAdjList_.enqueue(adjEntry->fecId());
-  else unprogrammedAdjList_.erase(adjEntry->fecId());
+  if (l2Adj && l2Adj->state() != L2AdjState::installed) review_.enqueue(kUnprogrammedLane, adjEntry->fecId());
+  else review_.erase(kUnprogrammedLane, adjEntry->fecId());
 }
 
 bool AdjSm::removeAdjEntryFromL2Adj(Vix::Ptr<AdjEntry> const& adjEntry) {
@@ -681,7 +655,7 @@ bool AdjSm::removeAdjEntryFromL2Adj(Vix::Ptr<AdjEntry> const& adjEntry) {
   if (l2AdjHelper_ && adjEntry->l2Adj()) l2AdjHelper_->doRemoveAdjEntryFromL2Adj(adjEntry->l2Adj(), *adjEntry);
   adjEntry->l2AdjIs(nullptr);
   l3Status_->adjEntryUpdatesDel(adjEntry);
-  unprogrammedAdjList_.erase(adjEntry->fecId());
+  review_.erase(kUnprogrammedLane, adjEntry->fecId());
   creationDeferredAdj_.erase(adjIndex);
   vrfL3Status_->adjEntryReviewCntDel(adjEntry->fecId());
   vrfL3Status_->adjEntryListDel(adjEntry->fecId());
@@ -938,7 +912,7 @@ void AdjSm::deletePrefixFromAdjEntry(uint64_t adjIndex, Nollo::IpPrefix const& p
   auto entry = adjEntry(adjIndex);
   if (!entry || !entry->prefixDel(prefix)) return;
   if (entry->unused() && fecGone(forwardingStatus_, entry->fecId())) {
-    enqueue(adjForReview_, entry->fecId(), AdjForReviewInfo(entry->ipVersion(), AdjUpdateType::regularAdjUpdate));
+    enqueue(kAdjLane, entry->fecId(), AdjForReviewInfo(entry->ipVersion(), AdjUpdateType::regularAdjUpdate));
     maybeScheduleAdjReview();
   }
 }
@@ -948,7 +922,7 @@ void AdjSm::deletePrefixFromAdjEntry(uint64_t adjIndex, Nollo::Ip6Prefix const& 
   auto entry = adjEntry(adjIndex);
   if (!entry || !entry->prefixDel(prefix)) return;
   if (entry->unused() && fecGone(forwarding6Status_, entry->fecId())) {
-    enqueue(adjForReview_, entry->fecId(), AdjForReviewInfo(entry->ipVersion(), AdjUpdateType::regularAdjUpdate));
+    enqueue(kAdjLane, entry->fecId(), AdjForReviewInfo(entry->ipVersion(), AdjUpdateType::regularAdjUpdate));
     maybeScheduleAdjReview();
   }
 }
@@ -1000,14 +974,14 @@ template Vix::Ptr<AdjEntry> AdjSm::doCreateAdjEntryForAttachedRoute<Nollo::Ipv6>
 void AdjSm::handleRoutingEnabled() {
   routingEnabled_ = vrfL3Status_->routingEnabled();
   KOR_TRACE(5, "handleRoutingEnabled vrf: " << vrfName_ << ", enabled: " << routingEnabled_);
-  if (routingEnabled_) reviewParked_ = false;
+  if (routingEnabled_) review_.wake();
   maybeScheduleAdjReview();
 }
 
 void AdjSm::handleRouting6Enabled() {
   routing6Enabled_ = vrfL3Status_->routing6Enabled();
   KOR_TRACE(5, "handleRouting6Enabled vrf: " << vrfName_ << ", enabled: " << routing6Enabled_);
-  if (routing6Enabled_) reviewParked_ = false;
+  if (routing6Enabled_) review_.wake();
   maybeScheduleAdjReview();
 }
 
@@ -1017,7 +991,7 @@ void AdjSm::handleAdjResourceFull() {
   if (l3Status_->adjResourceFull()) return;
   KOR_TRACE(3, "Recovered from adj resource full condition");
   maybeScheduleAdjReview();
-  if (routingSyncInitialized_ && !unprogrammedAdjList_.empty()) clock_.timeMinEarlierIs(clock_.now());
+  if (routingSyncInitialized_) review_.retryNow();
 }
 
 void AdjSm::handleIntfVlanId(Nollo::IntfId const& intfId) {

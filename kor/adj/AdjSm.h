@@ -4,15 +4,15 @@
 // records (VrfL3Status::adjEntryList) and, through the L2 adjacency helper,
 // into shared L2 adjacencies.
 //
-// It never reviews a FEC when told about it: FEC table changes, interface
-// link changes (VrfL3Status::adjEntryReviewList) and tunnel FECs are queued by
-// FEC id in three review queues - linkDownAdjForReview, adjForReview,
-// tunnelForReview - and worked off by a timer-driven pass that walks them in
-// that order under one deadline (adjReviewQuanta), yields, and re-arms the
-// timer. A FEC is in at most one of the two link queues; the later request
-// wins. The timer is only ever moved earlier. Adjacencies whose L2 adjacency
-// is not installed wait in unprogrammedAdjList and are retried by the same
-// timer. The route machines ask synchronously for a FEC's L2 adjacency index
+// It never reviews a FEC when told about it: FEC changes, interface link changes (VrfL3Status::adjEntryReviewList) and
+// tunnel FECs are queued by FEC id in the three work lanes of the review
+// loop - linkDownAdjForReview, adjForReview, tunnelForReview - and worked
+// off by timer-driven passes that walk them in that order under one deadline
+// (adjReviewQuanta), yield, and re-arm the timer. A FEC is in at most one of
+// the two link queues; the later request wins. The timer is only ever moved
+// earlier. Adjacencies whose L2 adjacency is not installed wait in the
+// loop's retry lane, unprogrammedAdjList, walked after the others by the
+// same passes. The route machines ask synchronously for a FEC's L2 adjacency index
 // (getL2AdjIndex reviews on the spot), attach and detach their prefixes, and
 // learn of finished reviews through VrfL3Status::adjEntryReviewCnt. Past its
 // routing sync, it tells its owner (reviewDrainedHandler) each time it finds
@@ -70,6 +70,7 @@
 #include "vix/Clock.h"
 #include "vix/HashMap.h"
 #include "vix/Log.h"
+#include "vix/ReviewLoop.h"
 #include "vix/ReviewQueue.h"
 #include "vix/Time.h"
 
@@ -82,7 +83,7 @@ class KOR_EXPORT AdjSm : public KorBaseSm {
  public:
   using FecId = Quill::Fib::FecId;
   using ReviewQueue = Vix::ReviewQueue<FecId, AdjForReviewInfo>;
-  using UnprogrammedQueue = Vix::ReviewQueue<FecId, bool>;
+  using UnprogrammedQueue = ReviewQueue;
   // Called after each FEC a review pass has handled (tests advance a manual
   // clock here to make a pass run over its quantum).
   using ReviewHook = std::function<void(FecId)>;
@@ -118,28 +119,28 @@ class KOR_EXPORT AdjSm : public KorBaseSm {
   Vix::Seconds quillYieldTime() const { return quillYieldTime_; }
   void quillYieldTimeIs(Vix::Seconds s);
 
-  Vix::Seconds adjReviewInterval() const { return adjReviewInterval_; }
-  void adjReviewIntervalIs(Vix::Seconds s) { adjReviewInterval_ = s; }
-  Vix::Seconds adjReviewQuanta() const { return adjReviewQuanta_; }
-  void adjReviewQuantaIs(Vix::Seconds s) { adjReviewQuanta_ = s; }
-  Vix::Seconds unprogrammedAdjReviewInterval() const { return unprogrammedAdjReviewInterval_; }
-  void unprogrammedAdjReviewIntervalIs(Vix::Seconds s) { unprogrammedAdjReviewInterval_ = s; }
+  Vix::Seconds adjReviewInterval() const { return review_.interval(); }
+  void adjReviewIntervalIs(Vix::Seconds s) { review_.intervalIs(s); }
+  Vix::Seconds adjReviewQuanta() const { return review_.quantum(); }
+  void adjReviewQuantaIs(Vix::Seconds s) { review_.quantumIs(s); }
+  Vix::Seconds unprogrammedAdjReviewInterval() const { return review_.retryInterval(); }
+  void unprogrammedAdjReviewIntervalIs(Vix::Seconds s) { review_.retryIntervalIs(s); }
 
-  ReviewQueue const& linkDownAdjForReview() const { return linkDownAdjForReview_; }
-  ReviewQueue const& adjForReview() const { return adjForReview_; }
-  ReviewQueue const& tunnelForReview() const { return tunnelForReview_; }
-  UnprogrammedQueue const& unprogrammedAdjList() const { return unprogrammedAdjList_; }
+  ReviewQueue const& linkDownAdjForReview() const { return review_.lane(kLinkDownLane); }
+  ReviewQueue const& adjForReview() const { return review_.lane(kAdjLane); }
+  ReviewQueue const& tunnelForReview() const { return review_.lane(kTunnelLane); }
+  UnprogrammedQueue const& unprogrammedAdjList() const { return review_.lane(kUnprogrammedLane); }
   std::set<uint64_t> const& creationDeferredAdj() const { return creationDeferredAdj_; }
   Vix::HashMap<uint16_t, Nollo::IntfId> const& vlanIdToL3IntfId() const { return vlanIdToL3IntfId_; }
   // Entries in the three review queues.
   size_t adjsForReview() const {
-    return linkDownAdjForReview_.size() + adjForReview_.size() + tunnelForReview_.size();
+    return review_.size(kLinkDownLane) + review_.size(kAdjLane) + review_.size(kTunnelLane);
   }
 
   bool routingEnabled() const { return routingEnabled_; }
   bool routing6Enabled() const { return routing6Enabled_; }
   bool routingSyncInitialized() const { return routingSyncInitialized_; }
-  Vix::Clock const& clock() const { return clock_; }
+  Vix::Clock const& clock() const { return review_.clock(); }
   // The drop adjacency of IP version 4 or 6 (0 while there is none).
   uint64_t dropAdjIndex(uint8_t ipVersion) const { return ipVersion == 6 ? dropAdj6Index_ : dropAdjIndex_; }
   Vix::Ptr<AdjEntry> adjEntry(uint64_t adjIndex) const;
@@ -167,9 +168,6 @@ class KOR_EXPORT AdjSm : public KorBaseSm {
 
   // The review pass and its steps.
   void runAdjReview();
-  // Returns true when entries it could review are left (it yielded).
-  bool reviewAdjChanges();
-  void reviewUnprogrammedAdjs();
   bool reviewAdj(FecId const& fecId, uint64_t adjIndex, AdjUpdateType adjUpdateType);
   bool reviewAdj6(FecId const& fecId, uint64_t adjIndex, AdjUpdateType adjUpdateType);
   bool reviewNexthopAdj(FecId const& fecId, uint64_t adjIndex, AdjUpdateType adjUpdateType);
@@ -230,6 +228,9 @@ class KOR_EXPORT AdjSm : public KorBaseSm {
 
   template <class AF>
   void handleFecT(FecId const& fecId);
+  // The visitors of the review lanes.
+  Vix::ReviewAction doReviewQueued(FecId const& fecId, AdjForReviewInfo const& info);
+  Vix::ReviewAction doRetryUnprogrammed(FecId const& fecId);
   template <class AF>
   bool reviewAdjT(FecId const& fecId, uint64_t adjIndex, AdjUpdateType adjUpdateType);
   template <class AF>
@@ -249,7 +250,7 @@ class KOR_EXPORT AdjSm : public KorBaseSm {
   std::map<FecId, Vix::Ptr<AdjEntry>> sortedAdjEntries() const;
   uint8_t ipVersionOf(FecId const& fecId) const;
   bool routingEnabledFor(uint8_t ipVersion) const { return ipVersion == 6 ? routing6Enabled_ : routingEnabled_; }
-  void enqueue(ReviewQueue& queue, FecId const& fecId, AdjForReviewInfo const& info);
+  void enqueue(size_t lane, FecId const& fecId, AdjForReviewInfo const& info);
   // Queues a regular review: tunnels in their queue, the rest in adjForReview
   // unless a link-down review is already queued.
   void doQueueRegularReview(FecId const& fecId, uint8_t ipVersion);
@@ -274,14 +275,6 @@ class KOR_EXPORT AdjSm : public KorBaseSm {
   Vix::Ptr<NexthopGroup::Status const> nexthopGroupStatus_;
   Vix::Ptr<NexthopGroup::WatchedNexthopGroupConfig> watchedNexthopGroupConfig_;
 
-  Vix::Seconds quillYieldTime_ = 0.05;
-  Vix::Seconds adjReviewInterval_ = 0.0;
-  Vix::Seconds adjReviewQuanta_ = 0.05;
-  Vix::Seconds unprogrammedAdjReviewInterval_ = 0.2;
-  ReviewQueue linkDownAdjForReview_;
-  ReviewQueue adjForReview_;
-  ReviewQueue tunnelForReview_;
-  UnprogrammedQueue unprogrammedAdjList_;
   std::set<uint64_t> creationDeferredAdj_;
   // FECs refused over an ECMP limit that have no adjacency (isAdjRefused).
   std::set<uint64_t> refusedAdj_;
@@ -289,14 +282,18 @@ class KOR_EXPORT AdjSm : public KorBaseSm {
   bool routingEnabled_ = false;
   bool routing6Enabled_ = false;
   bool routingSyncInitialized_ = false;
-  // The last complete pass left only entries whose IP version has routing
-  // off: no pass is armed for them until routing or the queues change.
-  bool reviewParked_ = false;
+  Vix::Seconds quillYieldTime_ = 0.05;
   uint64_t dropAdjIndex_ = 0;
   uint64_t dropAdj6Index_ = 0;
   ReviewHook reviewHook_;
   ReviewDrainedHandler reviewDrainedHandler_;
-  Vix::Clock clock_;
+  // Lanes of the review loop, in the order a pass walks them: link-down
+  // first (traffic is leaving a dead link), then the rest, then tunnels,
+  // whose underlay the earlier entries may have changed; last the retries
+  // of uninstalled adjacencies. An entry whose IP version has routing off
+  // is kept (parked) until routing or the queues change.
+  static constexpr size_t kLinkDownLane = 0, kAdjLane = 1, kTunnelLane = 2, kUnprogrammedLane = 3;
+  Vix::ReviewLoop<FecId, AdjForReviewInfo> review_;
   Vix::Ptr<AdjLinkReviewSm> adjLinkReviewSm_;
 
   std::unique_ptr<VixForwardingStatus<Nollo::Ipv4>> forwardingStatusReactor_;
