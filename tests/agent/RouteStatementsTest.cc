@@ -28,13 +28,15 @@ class RouteStatementsTest : public ::testing::Test {
     KorAgent::ScenarioRunner r(&agent_, &out_);
     return r.runText(text);
   }
-  // The route machines' side of the hand-over.
+  // The route machines' side of the hand-over: the record, then its
+  // announcement to the platform.
   Kor::L3Status& l3() { return const_cast<Kor::L3Status&>(*agent_.l3Status()); }
   void hand(char const* prefix, uint64_t fec, uint64_t l2) {
-    l3().adjInfoListIs({Kor::VrfId(0), Nollo::IpPrefix(prefix)},
-                       Vix::makePtr<Kor::AdjInfo>(Kor::RouteType::forwardRoute, fec, l2, true));
+    Nollo::IpPrefix p(prefix);
+    l3().adjInfoListIs({Kor::VrfId(0), p}, Vix::makePtr<Kor::AdjInfo>(Kor::RouteType::forwardRoute, fec, l2, true));
+    agent_.chip()->l3().routeSmHelper()->handleRouteUpdate(Kor::VrfId(0), p, 0);
   }
-  SoftChip::ChipRouteTable<Nollo::Ipv4>& route4() { return agent_.chip()->route4Table(); }
+  SoftChip::ChipRouteTable<Nollo::Ipv4>& route4() { return agent_.chip()->l3().route4Table(); }
 
   Agent agent_{Vix::makePtr<Vix::ManualTimeSource>(0.0)};
   std::ostringstream out_;
@@ -113,7 +115,7 @@ TEST_F(RouteStatementsTest, CapacityAndShowsReachTheRouteTables) {
       << routes;
   ASSERT_EQ(run("chip capacity route4 2\n"), 0u);
   EXPECT_FALSE(l3().routingResourceFull());
-  l3().adjInfoListNotify({Kor::VrfId(0), Nollo::IpPrefix("10.1.2.0/24")});
+  hand("10.1.2.0/24", 2, 4);  // the route machine's retry
   ASSERT_EQ(run("show route default 10.1.2.9\nshow route default 10.1.3.9\nshow route default 11.0.0.1\n"), 0u);
   EXPECT_EQ(out_.str(),
             "route default 10.1.2.9: route4 10.1.2.0/24 forwardRoute fec 2 l2adj 4\n"
