@@ -25,16 +25,9 @@
 
 #include "softchip/common/ChipTableBase.h"
 #include "softchip/common/FaultInjector.h"
+#include "softchip/common/NoIndex.h"
 
 namespace SoftChip {
-
-// The Index of a table that keeps no summary of its keys.
-struct NoIndex {
-  template <class K>
-  void added(K const&) {}
-  template <class K>
-  void removed(K const&) {}
-};
 
 template <class K, class V, class Map = std::map<K, V>, class Index = NoIndex>
 class ChipTable : public ChipTableBase {

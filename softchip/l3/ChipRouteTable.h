@@ -11,9 +11,7 @@
 // Written by the route resolver (and by the platform's route hook when a
 // restarted library deletes what its FIB no longer has); read by the hook's
 // walk, the agent's shows and tests.
-#include <array>
 #include <cstdint>
-#include <string>
 #include <vector>
 
 #include "kor/l3/VrfAndPrefixT.h"
@@ -21,21 +19,10 @@
 #include "nollo/IpPrefix.h"
 #include "softchip/common/ChipTable.h"
 #include "softchip/l3/ChipRoute.h"
+#include "softchip/l3/PrefixLengths.h"
 #include "vix/HashMap.h"
 
 namespace SoftChip {
-
-// How many routes of each prefix length a route table holds.
-template <class AF>
-class PrefixLengths {
- public:
-  void added(Kor::VrfAndPrefixT<AF> const& key) { ++count_[size_t(key.prefix.len())]; }
-  void removed(Kor::VrfAndPrefixT<AF> const& key) { --count_[size_t(key.prefix.len())]; }
-  size_t count(int len) const { return count_[size_t(len)]; }
-
- private:
-  std::array<uint32_t, AF::bits + 1> count_{};
-};
 
 template <class AF>
 class ChipRouteTable : public ChipTable<Kor::VrfAndPrefixT<AF>, ChipRoute,
