@@ -22,8 +22,8 @@
 #include "kor/l3/VrfL3Status.h"
 #include "kor/l3/VrfRoot.h"
 #include "kor/l3/VrfRootSm.h"
-#include "softchip/RouteResolverSm.h"
-#include "softchip/SoftAdjSmHelper.h"
+#include "softchip/adj/SoftAdjSmHelper.h"
+#include "softchip/l3/RouteResolverSm.h"
 
 namespace KorAgent {
 
@@ -122,13 +122,13 @@ void Agent::doCreateLibrary() {
   if (in_->tracto_) acsd_->tractoLevelsIs(*in_->tracto_);
   doApplyLags();
   // One L2 adjacency helper for every VRF, before the VRF root hands it on.
-  chip_->softAdjSmHelper().l3StatusIs(in_->l3Status_);
-  chip_->softVrfHelper().l3StatusIs(in_->l3Status_);
+  chip_->adj().softAdjSmHelper().l3StatusIs(in_->l3Status_);
+  chip_->l3().softVrfHelper().l3StatusIs(in_->l3Status_);
   l2AdjHelper_ = Vix::makePtr<Kor::L2AdjHelper>(acsd_, in_->l3Status_, in_->hwConfig_, in_->allIntfStatusDir_,
-                                                chip_->adjSmHelper());
+                                                chip_->adj().adjSmHelper());
   l2AdjHelper_->exitFnIs([this](int status) { exitFn_(status); });
   // The resolver is in place before any route machine hands a route over.
-  chip_->routeResolverIs(Vix::makePtr<SoftChip::RouteResolverSm>(chip_.ptr(), in_->l3Status_, in_->hwStatus_));
+  chip_->l3().routeResolverIs(Vix::makePtr<SoftChip::RouteResolverSm>(chip_.ptr(), in_->l3Status_, in_->hwStatus_));
   doCreateVrfRoot();
 }
 
@@ -137,7 +137,7 @@ void Agent::doDestroyLibrary() {
   // hand-over lists stays in the chip for the next run to claim. Children
   // before the common data they hold on to; the adjacency helper after the
   // VRF machines that call it.
-  chip_->routeResolverIs(nullptr);
+  chip_->l3().routeResolverIs(nullptr);
   doDestroyVrfRoot();
   l2AdjHelper_ = nullptr;
   if (acsd_) {
@@ -443,9 +443,9 @@ void Agent::envIs(std::string const& name, std::optional<std::string> const& val
 }
 
 void Agent::chipRulesChanged() {
-  chip_->softAdjSmHelper().recheckResourceFull();
-  chip_->softVrfHelper().recheckResourceFull();
-  if (auto const& resolver = chip_->routeResolver()) resolver->doRecheckResourceFull();
+  chip_->adj().softAdjSmHelper().recheckResourceFull();
+  chip_->l3().softVrfHelper().recheckResourceFull();
+  if (auto const& resolver = chip_->l3().routeResolver()) resolver->doRecheckResourceFull();
 }
 
 uint32_t Agent::arpVrfId(Kor::VrfName const& name) {
@@ -707,7 +707,7 @@ void Agent::doCreateVrfRoot() {
   Kor::VrfRootSmInputs v;
   v.allocateVrfId = true;
   v.allVrfStatusLocal = in_->allVrfStatusLocal_;
-  v.vrfHelper = chip_->vrfHelper();
+  v.vrfHelper = chip_->l3().vrfHelper();
   v.vrfCapability = in_->vrfCapability_;
   v.acsd = acsd_;
   v.l3Config = in_->l3Config_;
@@ -724,9 +724,9 @@ void Agent::doCreateVrfRoot() {
   v.routing6HwRouteStatus = in_->hwRoute6Status_;
   v.routingVrfInfoDir = in_->vrfInfoDir_;
   v.routing6VrfInfoDir = in_->vrf6InfoDir_;
-  v.routingStatusSmHelper = chip_->routingStatusSmHelper();
-  v.routeSmHelper = chip_->routeSmHelper();
-  v.route6SmHelper = chip_->route6SmHelper();
+  v.routingStatusSmHelper = chip_->l3().routingStatusSmHelper();
+  v.routeSmHelper = chip_->l3().routeSmHelper();
+  v.route6SmHelper = chip_->l3().route6SmHelper();
   v.entityManager = in_->entityManager_;
   v.arpTableStatus = in_->arpTable_;
   v.neighTableStatus = in_->neighTable_;

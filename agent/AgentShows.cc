@@ -15,8 +15,8 @@
 #include "kor/l3/VrfL3Status.h"
 #include "kor/l3/VrfRoot.h"
 #include "kor/l3/VrfRootSm.h"
-#include "softchip/RouteResolverSm.h"
-#include "softchip/SoftAdjSmHelper.h"
+#include "softchip/adj/SoftAdjSmHelper.h"
+#include "softchip/l3/RouteResolverSm.h"
 
 namespace KorAgent {
 
@@ -324,9 +324,9 @@ std::string AgentShows::showRoutes(bool json) const {
       rows.push_back({table.name(), vrfText(e->first.vrfId.value()), e->first.prefix.str(), e->first.vrfId.value(),
                       e->second});
   };
-  addTable(a_.chip_->route4Table());
-  addTable(a_.chip_->route6Table());
-  addTable(a_.chip_->route6EmTable());
+  addTable(a_.chip_->l3().route4Table());
+  addTable(a_.chip_->l3().route6Table());
+  addTable(a_.chip_->l3().route6EmTable());
   std::vector<unsigned> em;
   for (auto const& [len, on] : a_.in_->hwStatus_->prefixLenInExactMatchMap()) em.push_back(len.bits());
   std::sort(em.begin(), em.end());
@@ -374,8 +374,8 @@ std::string AgentShows::showRouteLookup(Kor::VrfName const& vrf, Nollo::IpGenAdd
     prefix = found.second->first.prefix.str();
     route = found.second->second;
   };
-  if (addr.isV4()) take(a_.chip_->routeLookup<Nollo::Ipv4>(id, addr.v4()));
-  else take(a_.chip_->routeLookup<Nollo::Ipv6>(id, addr.v6()));
+  if (addr.isV4()) take(a_.chip_->l3().routeLookup<Nollo::Ipv4>(id, addr.v4()));
+  else take(a_.chip_->l3().routeLookup<Nollo::Ipv6>(id, addr.v6()));
   std::ostringstream os;
   if (json) {
     os << "{\"vrf\": " << js(vrf.str()) << ", \"address\": " << js(addr.str()) << ", \"route\": ";

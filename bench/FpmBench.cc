@@ -37,7 +37,7 @@
 #include "agent/FpmServer.h"
 #include "feeds/NetlinkEncoder.h"
 #include "nollo/IpPrefix.h"
-#include "softchip/ChipTableBase.h"
+#include "softchip/common/ChipTableBase.h"
 #include "softchip/SoftChip.h"
 #include "vix/MonotonicTimeSource.h"
 

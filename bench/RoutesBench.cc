@@ -35,7 +35,7 @@
 #include "kor/l3/L3Status.h"
 #include "nollo/IpPrefix.h"
 #include "quill/RouteStatus.h"
-#include "softchip/ChipTableBase.h"
+#include "softchip/common/ChipTableBase.h"
 #include "softchip/SoftChip.h"
 #include "vix/HashMap.h"
 #include "vix/MonotonicTimeSource.h"

@@ -15,7 +15,7 @@
 #include "kor/adj/L2AdjHelper.h"
 #include "kor/adj/L2Adjacency.h"
 #include "kor/common/KorCommonSmData.h"
-#include "softchip/SoftAdjSmHelper.h"
+#include "softchip/adj/SoftAdjSmHelper.h"
 #include "softchip/SoftChip.h"
 #include "vix/ActivityLoop.h"
 
@@ -63,9 +63,9 @@ class AdjFollowTest : public ::testing::Test {
     fwd_ = Vix::makePtr<Quill::Fib::ForwardingStatus>("default");
     fwd6_ = Vix::makePtr<Quill::Fib6::ForwardingStatus>("default");
     chip_ = Vix::makePtr<SoftChip::SoftChip>();
-    chip_->softAdjSmHelper().l3StatusIs(l3Status_);
+    chip_->adj().softAdjSmHelper().l3StatusIs(l3Status_);
     helper_ = Vix::makePtr<L2AdjHelper>(acsd_, l3Status_, Vix::makePtr<Routing::Hardware::Config>("hwConfig"),
-                                        intfs_, chip_->adjSmHelper());
+                                        intfs_, chip_->adj().adjSmHelper());
     helper_->initializedIs(true);
     sm_ = Vix::makePtr<AdjSm>(VrfId(0), VrfName("default"), acsd_, nullptr, l3Status_, fwd_, fwd6_,
                               Vix::makePtr<Routing::Hardware::Status>("hw"), helper_, intfVlan_,

@@ -13,7 +13,7 @@
 #include "kor/adj/L2AdjHelper.h"
 #include "kor/adj/L2Adjacency.h"
 #include "kor/common/KorCommonSmData.h"
-#include "softchip/SoftAdjSmHelper.h"
+#include "softchip/adj/SoftAdjSmHelper.h"
 #include "softchip/SoftChip.h"
 #include "vix/ActivityLoop.h"
 #include "vix/Log.h"
@@ -53,9 +53,9 @@ class AdjSmTest : public ::testing::Test {
     hw_ = Vix::makePtr<Routing::Hardware::Status>("hw");
     event_ = Vix::makePtr<Routing::AdjReviewEvent>("adjReviewEvent");
     chip_ = Vix::makePtr<SoftChip::SoftChip>();
-    chip_->softAdjSmHelper().l3StatusIs(l3Status_);
+    chip_->adj().softAdjSmHelper().l3StatusIs(l3Status_);
     helper_ = Vix::makePtr<L2AdjHelper>(acsd_, l3Status_, Vix::makePtr<Routing::Hardware::Config>("hwConfig"),
-                                        Vix::makePtr<Interface::AllIntfStatusDir>("intfs"), chip_->adjSmHelper());
+                                        Vix::makePtr<Interface::AllIntfStatusDir>("intfs"), chip_->adj().adjSmHelper());
     helper_->initializedIs(true);
   }
   void TearDown() override {

@@ -10,7 +10,7 @@
 #include "kor/adj/AdjEntry.h"
 #include "kor/adj/L2AdjHelper.h"
 #include "kor/common/KorCommonSmData.h"
-#include "softchip/SoftAdjSmHelper.h"
+#include "softchip/adj/SoftAdjSmHelper.h"
 #include "softchip/SoftChip.h"
 #include "vix/ActivityLoop.h"
 #include "vix/Log.h"
@@ -48,8 +48,8 @@ class L2AdjHelperTest : public ::testing::Test {
     l3Status_ = Vix::makePtr<L3Status>("l3Status");
     l3Status_->vrfIdPairIs(VrfName("default"), VrfId(0));
     vrf_ = l3Status_->newVrfL3Status(VrfName("default"));
-    chip_->softAdjSmHelper().l3StatusIs(l3Status_);
-    helper_ = Vix::makePtr<L2AdjHelper>(acsd_, l3Status_, hwConfig_, intfs_, chip_->adjSmHelper());
+    chip_->adj().softAdjSmHelper().l3StatusIs(l3Status_);
+    helper_ = Vix::makePtr<L2AdjHelper>(acsd_, l3Status_, hwConfig_, intfs_, chip_->adj().adjSmHelper());
     helper_->exitFnIs([this](int status) { exits_.push_back(status); });
     helper_->initializedIs(true);
   }
@@ -83,8 +83,8 @@ class L2AdjHelperTest : public ::testing::Test {
                                           AdjUpdateType::regularAdjUpdate);
   }
   NextHopL2Info path(NextHopL2InfoCollection const& c, char const* nh) { return c.nextHop().at(IpGenAddr(a4(nh))); }
-  SoftChip::SoftAdjSmHelper& soft() { return chip_->softAdjSmHelper(); }
-  SoftChip::ChipTable<uint64_t, NextHopL2InfoCollection>& table() { return chip_->l2AdjTable(); }
+  SoftChip::SoftAdjSmHelper& soft() { return chip_->adj().softAdjSmHelper(); }
+  SoftChip::ChipTable<uint64_t, NextHopL2InfoCollection>& table() { return chip_->adj().l2AdjTable(); }
 
   Vix::Ptr<Vix::ManualTimeSource> ts_;
   Vix::Ptr<Vix::ActivityLoop> loop_;

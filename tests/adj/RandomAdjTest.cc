@@ -311,14 +311,14 @@ class RandomAdjTest : public ::testing::Test {
       ASSERT_TRUE(e) << "no adjacency";
       ASSERT_TRUE(e->l2Adj()) << "no L2 adjacency";
       EXPECT_EQ(e->l2Adj()->state(), Kor::L2AdjState::installed);
-      auto const* held = agent_->chip()->l2AdjTable().find(e->l2Adj()->index());
+      auto const* held = agent_->chip()->adj().l2AdjTable().find(e->l2Adj()->index());
       ASSERT_TRUE(held) << "L2 adjacency " << e->l2Adj()->index() << " not in the chip";
       EXPECT_EQ(chipPaths(*held), m_.expected(id));
       used.insert(e->l2Adj()->index());
     }
     for (auto const& [fecId, e] : vs->adjEntryListMap())
       if (e->l2Adj()) used.insert(e->l2Adj()->index());
-    for (auto const& [index, coll] : agent_->chip()->l2AdjTable().entries())
+    for (auto const& [index, coll] : agent_->chip()->adj().l2AdjTable().entries())
       EXPECT_TRUE(used.count(index)) << "chip L2 adjacency " << index << " is used by nothing";
     for (auto const& [name, root] : agent_->vrfRootSm()->vrfRootMap()) {
       EXPECT_EQ(root->korAdjSm()->adjsForReview(), 0u) << name;

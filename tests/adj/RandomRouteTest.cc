@@ -251,10 +251,10 @@ class RandomRouteTest : public ::testing::Test {
       }
     };
     if constexpr (AF::version == 4) {
-      add(agent_->chip()->route4Table());
+      add(agent_->chip()->l3().route4Table());
     } else {
-      add(agent_->chip()->route6Table());
-      add(agent_->chip()->route6EmTable());
+      add(agent_->chip()->l3().route6Table());
+      add(agent_->chip()->l3().route6EmTable());
     }
     return out;
   }
@@ -303,7 +303,7 @@ class RandomRouteTest : public ::testing::Test {
     }
     // Nothing left behind by a withdrawn VRF.
     auto* chip = agent_->chip();
-    EXPECT_EQ(chip->route4Table().size() + chip->route6Table().size() + chip->route6EmTable().size(), expected);
+    EXPECT_EQ(chip->l3().route4Table().size() + chip->l3().route6Table().size() + chip->l3().route6EmTable().size(), expected);
     EXPECT_EQ(l3->numUnprogrammedRoutes(), 0u);
     EXPECT_EQ(l3->numUnprogrammedV6Routes(), 0u);
     EXPECT_FALSE(l3->routingResourceFull());

@@ -13,7 +13,7 @@
 
 #include "agent/Agent.h"
 #include "agent/ScenarioRunner.h"
-#include "softchip/SoftAdjSmHelper.h"
+#include "softchip/adj/SoftAdjSmHelper.h"
 #include "softchip/SoftChip.h"
 #include "vix/Time.h"
 
@@ -50,14 +50,14 @@ run until idle
     KorAgent::ScenarioRunner r(agent_.get(), &out);
     EXPECT_EQ(r.runText(text), 0u) << out.str();
   }
-  SoftChip::ChipTable<uint64_t, Kor::NextHopL2InfoCollection>& table() { return agent_->chip()->l2AdjTable(); }
+  SoftChip::ChipTable<uint64_t, Kor::NextHopL2InfoCollection>& table() { return agent_->chip()->adj().l2AdjTable(); }
   uint64_t l2AdjIndex(uint64_t fec) const {
     auto vs = agent_->l3Status()->vrfL3Status(Kor::VrfName("default"));
     auto e = vs ? vs->adjEntryList(Quill::Fib::FecId::make(Quill::Fib::nexthopAdj(), fec)) : nullptr;
     return e && e->l2Adj() ? e->l2Adj()->index() : 0;
   }
   uint64_t writes() const {
-    auto const& c = agent_->chip()->l2AdjTable().counters();
+    auto const& c = agent_->chip()->adj().l2AdjTable().counters();
     return c.creates + c.updates + c.deletes;
   }
 
@@ -93,7 +93,7 @@ TEST_F(RestartAdjTest, AFecChangedAcrossTheRestartIsMadeBeforeItsOldEntryIsBroke
   for (auto const& [index, coll] : table().entries())
     if (index != old2 && index != old3 && index != kept1) kept4 = index;
   ASSERT_TRUE(old2 && old3 && kept1 && kept4);
-  auto& helper = agent_->chip()->softAdjSmHelper();
+  auto& helper = agent_->chip()->adj().softAdjSmHelper();
   helper.callsDelAll();
   run("restart\nfec update 2 via 10.1.0.2 Vlan10 via 10.1.0.9 Vlan10\nfec del 3\nrun until idle\n");
   auto const& c = table().counters();
@@ -145,7 +145,7 @@ init
 )"),
             0u)
       << out.str();
-  auto& table = agent.chip()->l2AdjTable();
+  auto& table = agent.chip()->adj().l2AdjTable();
   agent.loop()->runFor(5.0);
   ASSERT_EQ(table.size(), 2u);
   auto before = table.entries();

@@ -85,18 +85,18 @@ class RestartRoutesTest : public ::testing::Test {
     agent_->runFor(1.0);
     agent_->runUntilIdle();
     ASSERT_EQ(routes4().size(), 2 * kRoutes4);
-    ASSERT_EQ(agent_->chip()->route6Table().size(), kRoutes6 / 2);
-    ASSERT_EQ(agent_->chip()->route6EmTable().size(), kRoutes6 / 2);
-    ASSERT_EQ(agent_->chip()->l2AdjTable().size(), 7u);
+    ASSERT_EQ(agent_->chip()->l3().route6Table().size(), kRoutes6 / 2);
+    ASSERT_EQ(agent_->chip()->l3().route6EmTable().size(), kRoutes6 / 2);
+    ASSERT_EQ(agent_->chip()->adj().l2AdjTable().size(), 7u);
     ASSERT_EQ(agent_->l3Status()->numUnprogrammedRoutes() + agent_->l3Status()->numUnprogrammedV6Routes(), 0u);
     snapshot();
   }
 
   static Quill::Fib::FecId fec(uint64_t id) { return Quill::Fib::FecId::make(Quill::Fib::nexthopAdj(), id); }
-  SoftChip::ChipRouteTable<Nollo::Ipv4>& routes4() { return agent_->chip()->route4Table(); }
+  SoftChip::ChipRouteTable<Nollo::Ipv4>& routes4() { return agent_->chip()->l3().route4Table(); }
   std::vector<SoftChip::ChipTableBase*> tables() {
     auto* c = agent_->chip();
-    return {&c->route4Table(), &c->route6Table(), &c->route6EmTable(), &c->l2AdjTable()};
+    return {&c->l3().route4Table(), &c->l3().route6Table(), &c->l3().route6EmTable(), &c->adj().l2AdjTable()};
   }
   void snapshot() {
     before_.clear();

@@ -40,7 +40,7 @@ run until idle
     KorAgent::ScenarioRunner r(agent_.get(), &out);
     EXPECT_EQ(r.runText(text), 0u) << out.str();
   }
-  SoftChip::ChipTable<uint64_t, Kor::NextHopL2InfoCollection>& table() { return agent_->chip()->l2AdjTable(); }
+  SoftChip::ChipTable<uint64_t, Kor::NextHopL2InfoCollection>& table() { return agent_->chip()->adj().l2AdjTable(); }
   size_t records() const { return agent_->l3Status()->l2AdjListSize(); }
 
   std::unique_ptr<Agent> agent_;
@@ -76,7 +76,7 @@ run until idle
   }
   EXPECT_EQ(table().counters().creates - c0.creates, 400u);
   EXPECT_EQ(table().counters().deletes - c0.deletes, 400u);
-  EXPECT_EQ(agent_->chip()->route4Table().size(), 1u);
+  EXPECT_EQ(agent_->chip()->l3().route4Table().size(), 1u);
 }
 
 TEST_F(VrfDeleteAdjTest, AnL2AdjacencySharedWithAnotherVrfStays) {

@@ -96,7 +96,7 @@ TEST_F(AdjStatementsTest, AFecOfMorePathsThanItCanHoldIsRefused) {
 
 TEST_F(AdjStatementsTest, AMacMoveRewritesTheL2Adjacency) {
   EXPECT_EQ(run("mac move 10 00:1c:73:00:00:02 Ethernet2\nrun until idle\n"), 0u);
-  auto const& entries = agent_->chip()->l2AdjTable().entries();
+  auto const& entries = agent_->chip()->adj().l2AdjTable().entries();
   ASSERT_EQ(entries.size(), 1u);
   EXPECT_NE(entries.begin()->second.str().find("Port-Channel1"), std::string::npos) << entries.begin()->second;
 }

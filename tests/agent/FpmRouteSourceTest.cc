@@ -109,8 +109,8 @@ class FpmRouteSourceTest : public ::testing::Test {
     auto id = agent_.l3Status()->vrfId(Kor::VrfName(vrf));
     std::string p = prefix;
     SoftChip::ChipRoute const* r;
-    if (p.find(':') != std::string::npos) r = agent_.chip()->route6Table().find({id, Nollo::Ip6Prefix(p)});
-    else r = agent_.chip()->route4Table().find({id, Nollo::IpPrefix(p)});
+    if (p.find(':') != std::string::npos) r = agent_.chip()->l3().route6Table().find({id, Nollo::Ip6Prefix(p)});
+    else r = agent_.chip()->l3().route4Table().find({id, Nollo::IpPrefix(p)});
     if (!r) return "";
     std::ostringstream os;
     os << r->routeType() << " fec " << Quill::Fib::FecId(r->fibAdjIndex()).index();
@@ -126,7 +126,7 @@ class FpmRouteSourceTest : public ::testing::Test {
     return in.substr(at, in.find('\n', at) - at);
   }
   std::string inputs() { return agent_.show("inputs", false); }
-  SoftChip::ChipTableBase::WriteCounters route4Writes() { return agent_.chip()->route4Table().counters(); }
+  SoftChip::ChipTableBase::WriteCounters route4Writes() { return agent_.chip()->l3().route4Table().counters(); }
   std::string logs() {
     std::ostringstream os;
     agent_.drainEvents(os);
@@ -215,13 +215,13 @@ TEST_F(FpmRouteSourceTest, ReplayWritesNothingAndRemovesOnlyWhatWasNotResent) {
   send(table.size());
   agent_.runUntilIdle();
   auto before = route4Writes();
-  auto fecs = agent_.chip()->l2AdjTable().counters();
+  auto fecs = agent_.chip()->adj().l2AdjTable().counters();
   src_.handleConnectionDown();
   send(table.size());
   agent_.runUntilIdle();
   auto after = route4Writes();
   EXPECT_EQ(after.creates + after.updates + after.deletes, before.creates + before.updates + before.deletes);
-  EXPECT_EQ(agent_.chip()->l2AdjTable().counters().updates, fecs.updates);
+  EXPECT_EQ(agent_.chip()->adj().l2AdjTable().counters().updates, fecs.updates);
   EXPECT_EQ(src_.counters().routeUnchanged, table.size());
   EXPECT_EQ(src_.counters().nexthopUnchanged, 3u);
 

@@ -15,7 +15,7 @@
 #include "kor/adj/L2AdjHelper.h"
 #include "kor/common/KorCommonSmData.h"
 #include "kor/l3/RouteSmT.h"
-#include "softchip/SoftAdjSmHelper.h"
+#include "softchip/adj/SoftAdjSmHelper.h"
 #include "softchip/SoftChip.h"
 #include "vix/ActivityLoop.h"
 #include "vix/SteppingTimeSource.h"
@@ -104,9 +104,9 @@ class RouteSmTest : public ::testing::Test {
     hw_ = Vix::makePtr<Routing::Hardware::Status>("hw");
     l3Config_ = Vix::makePtr<Routing::L3Config>("l3Config");
     chip_ = Vix::makePtr<SoftChip::SoftChip>();
-    chip_->softAdjSmHelper().l3StatusIs(l3_);
+    chip_->adj().softAdjSmHelper().l3StatusIs(l3_);
     l2_ = Vix::makePtr<L2AdjHelper>(acsd_, l3_, Vix::makePtr<Routing::Hardware::Config>("hwConfig"),
-                                    Vix::makePtr<Interface::AllIntfStatusDir>("intfs"), chip_->adjSmHelper());
+                                    Vix::makePtr<Interface::AllIntfStatusDir>("intfs"), chip_->adj().adjSmHelper());
     l2_->initializedIs(true);
     adj_ = Vix::makePtr<AdjSm>(VrfId(0), VrfName("default"), acsd_, nullptr, l3_, fwd4_, fwd6_, hw_, l2_, nullptr,
                                nullptr, nullptr, nullptr, nullptr);

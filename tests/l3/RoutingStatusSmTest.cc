@@ -13,7 +13,7 @@
 #include "kor/l3/RoutingStatusSm.h"
 #include "nollo/IntfId.h"
 #include "softchip/SoftChip.h"
-#include "softchip/SoftRoutingStatusSmHelper.h"
+#include "softchip/l3/SoftRoutingStatusSmHelper.h"
 #include "vix/ActivityLoop.h"
 #include "vix/Log.h"
 #include "vix/MemoryLogSink.h"

@@ -207,7 +207,7 @@ TEST_F(VrfRootFixture, DeletionWaitsForTheReviewWhileRoutingIsSwitchedOff) {
   announce("a", true);
   announce("b", true);
   auto chip = Vix::makePtr<SoftChip::SoftChip>();
-  in_.routingStatusSmHelper = chip->routingStatusSmHelper();
+  in_.routingStatusSmHelper = chip->l3().routingStatusSmHelper();
   start();
   l3Status_->vrfL3Status(VrfName("a"))->waitForRoutingDisabledIs(true);
   l3Status_->vrfL3Status(VrfName("b"))->waitForRouting6DisabledIs(true);
@@ -255,11 +255,11 @@ TEST_F(VrfRootFixture, VrfsTheChipRefusedAreRetriedUntilItTakesThem) {
   using Kor::VrfHwState;
   using SoftChip::ChipAnswer;
   auto chip = Vix::makePtr<SoftChip::SoftChip>();
-  chip->softVrfHelper().l3StatusIs(l3Status_);
-  in_.vrfHelper = chip->vrfHelper();
+  chip->l3().softVrfHelper().l3StatusIs(l3Status_);
+  in_.vrfHelper = chip->l3().vrfHelper();
   auto log = Vix::makePtr<Vix::MemoryLogSink>();
   Vix::logSinkIs(log);
-  auto& vrfs = chip->vrfTable();
+  auto& vrfs = chip->l3().vrfTable();
   chip->injector().kindFaultIs("vrf", ChipAnswer::fail);
   chip->injector().objectFaultIs("vrf", "blue", ChipAnswer::notReady);
   announce("blue");

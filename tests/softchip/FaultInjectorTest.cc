@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "softchip/ChipTable.h"
-#include "softchip/FaultInjector.h"
+#include "softchip/common/ChipTable.h"
+#include "softchip/common/FaultInjector.h"
 
 namespace {
 

@@ -6,7 +6,7 @@
 
 #include "kor/adj/L2Adjacency.h"
 #include "kor/l3/L3Status.h"
-#include "softchip/SoftAdjSmHelper.h"
+#include "softchip/adj/SoftAdjSmHelper.h"
 #include "softchip/SoftChip.h"
 
 namespace {
@@ -27,13 +27,13 @@ NextHopL2InfoCollection data(uint64_t m) {
 
 TEST(SoftAdjSmHelperTest, AnswersRecordsAndCounts) {
   auto chip = Vix::makePtr<SoftChip::SoftChip>();
-  auto& h = chip->softAdjSmHelper();
+  auto& h = chip->adj().softAdjSmHelper();
   L2Adjacency a(L2AdjKey(5), data(1));
   chip->injector().objectFaultIs("l2adj", "5", ChipAnswer::notReady);
   EXPECT_EQ(h.createAdj(a), AdjUpdateStatus::adjUpdateNotReady);
   chip->injector().objectFaultIs("l2adj", "5", ChipAnswer::fail);
   EXPECT_EQ(h.createAdj(a), AdjUpdateStatus::adjUpdateFail);
-  EXPECT_FALSE(chip->l2AdjTable().has(5));
+  EXPECT_FALSE(chip->adj().l2AdjTable().has(5));
   chip->injector().faultsDelAll();
   EXPECT_EQ(h.createAdj(a), AdjUpdateStatus::adjUpdateSuccess);
   EXPECT_TRUE(h.verifyAdj(a));
@@ -41,14 +41,14 @@ TEST(SoftAdjSmHelperTest, AnswersRecordsAndCounts) {
 
   // A sync of equal data changes nothing; of other data it rewrites.
   EXPECT_EQ(h.syncAdj(a, 5), AdjUpdateStatus::adjUpdateSuccess);
-  EXPECT_EQ(chip->l2AdjTable().counters().changes(), 1u);
-  EXPECT_EQ(chip->l2AdjTable().counters().syncs, 1u);
+  EXPECT_EQ(chip->adj().l2AdjTable().counters().changes(), 1u);
+  EXPECT_EQ(chip->adj().l2AdjTable().counters().syncs, 1u);
   a.viaIs(data(2));
   EXPECT_FALSE(h.verifyAdj(a));
   EXPECT_EQ(h.updateAdj(a), AdjUpdateStatus::adjUpdateSuccess);
-  EXPECT_EQ(chip->l2AdjTable().counters().updates, 1u);
+  EXPECT_EQ(chip->adj().l2AdjTable().counters().updates, 1u);
   h.deleteAdj(a);
-  EXPECT_EQ(chip->l2AdjTable().size(), 0u);
+  EXPECT_EQ(chip->adj().l2AdjTable().size(), 0u);
   EXPECT_EQ(h.calls(), (std::vector<std::string>{"createAdj 5", "createAdj 5", "createAdj 5", "syncAdj 5",
                                                  "updateAdj 5", "deleteAdj 5"}));
   EXPECT_EQ(h.opCount("createAdj"), 3u);
@@ -60,7 +60,7 @@ TEST(SoftAdjSmHelperTest, AnswersRecordsAndCounts) {
 // only the latest kCallHistory calls, while the counters see every one.
 TEST(SoftAdjSmHelperTest, CallHistoryStaysBoundedOverManyUpdates) {
   auto chip = Vix::makePtr<SoftChip::SoftChip>();
-  auto& h = chip->softAdjSmHelper();
+  auto& h = chip->adj().softAdjSmHelper();
   constexpr uint64_t kUpdates = 100000;
   L2Adjacency a(L2AdjKey(4), data(0));
   ASSERT_EQ(h.createAdj(a), AdjUpdateStatus::adjUpdateSuccess);
@@ -81,7 +81,7 @@ TEST(SoftAdjSmHelperTest, CallHistoryStaysBoundedOverManyUpdates) {
   EXPECT_EQ(calls.back(), "deleteAdj 9");
   EXPECT_EQ(h.opCount("updateAdj"), kUpdates);
   EXPECT_EQ(h.opCount("createAdj"), 2u);
-  EXPECT_EQ(chip->l2AdjTable().counters().updates, kUpdates);
+  EXPECT_EQ(chip->adj().l2AdjTable().counters().updates, kUpdates);
 
   // Emptied, the history fills again from its start.
   h.callsDelAll();
@@ -91,10 +91,10 @@ TEST(SoftAdjSmHelperTest, CallHistoryStaysBoundedOverManyUpdates) {
 
 TEST(SoftAdjSmHelperTest, FullTableRaisesResourceFullUntilRoomIsMade) {
   auto chip = Vix::makePtr<SoftChip::SoftChip>();
-  auto& h = chip->softAdjSmHelper();
+  auto& h = chip->adj().softAdjSmHelper();
   auto l3Status = Vix::makePtr<Kor::L3Status>("l3Status");
   h.l3StatusIs(l3Status);
-  chip->l2AdjTable().capacityIs(1);
+  chip->adj().l2AdjTable().capacityIs(1);
   L2Adjacency a(L2AdjKey(2), data(1)), b(L2AdjKey(3), data(2));
   EXPECT_EQ(h.createAdj(a), AdjUpdateStatus::adjUpdateSuccess);
   EXPECT_EQ(h.createAdj(b), AdjUpdateStatus::adjUpdateFail);
@@ -112,11 +112,11 @@ TEST(SoftAdjSmHelperTest, HeldAdjacenciesOutliveALibraryRun) {
   auto chip = Vix::makePtr<SoftChip::SoftChip>();
   {
     auto l3Status = Vix::makePtr<Kor::L3Status>("run1");
-    chip->softAdjSmHelper().l3StatusIs(l3Status);
-    chip->adjSmHelper()->createAdj(L2Adjacency(L2AdjKey(7), data(7)));
-    chip->softAdjSmHelper().l3StatusIs(nullptr);
+    chip->adj().softAdjSmHelper().l3StatusIs(l3Status);
+    chip->adj().adjSmHelper()->createAdj(L2Adjacency(L2AdjKey(7), data(7)));
+    chip->adj().softAdjSmHelper().l3StatusIs(nullptr);
   }
-  auto held = chip->adjSmHelper()->heldAdjs();
+  auto held = chip->adj().adjSmHelper()->heldAdjs();
   ASSERT_EQ(held.size(), 1u);
   EXPECT_EQ(held[0].first, 7u);
   EXPECT_EQ(held[0].second, data(7));

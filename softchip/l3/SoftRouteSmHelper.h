@@ -1,8 +1,9 @@
 #pragma once
 // The software chip's route hook for one address family. The routes
 // themselves reach the chip through the route resolver (RouteResolverSm),
-// which watches the hand-over lists; this hook answers the route machine
-// from the resolver (no resolver attached: "failed", nothing can be
+// which reads the hand-over lists; this hook hands the route machine's
+// announcement of a route to the resolver, which writes the chip and whose
+// answer it returns (no resolver attached: "failed", nothing can be
 // programmed), walks the family's chip tables for a restarted library
 // (IPv6: exact-match, then longest-prefix) and takes out the routes it no
 // longer has (counted as deletes). The end of a VRF's initial sync is
@@ -11,7 +12,7 @@
 #include <string>
 
 #include "kor/helpers/RouteSmHelperT.h"
-#include "softchip/RouteResolverSm.h"
+#include "softchip/l3/RouteResolverSm.h"
 #include "softchip/SoftChip.h"
 
 namespace SoftChip {
@@ -26,56 +27,56 @@ class SoftRouteSmHelper : public KorHelper::RouteSmHelperT<AF> {
   explicit SoftRouteSmHelper(SoftChip* chip) : chip_(chip) {}
 
   void handleEndOfSync(Kor::VrfName const& vrfName) override {
-    chip_->syncTable().write(vrfName.str() + (AF::version == 4 ? "/v4" : "/v6"), "done");
+    chip_->l3().syncTable().write(vrfName.str() + (AF::version == 4 ? "/v4" : "/v6"), "done");
   }
 
   KorHelper::RouteUpdateAnswer handleRouteUpdate(Kor::VrfId vrfId, Prefix const& prefix, uint64_t) override {
-    auto const& resolver = chip_->routeResolver();
+    auto const& resolver = chip_->l3().routeResolver();
     if (!resolver) return KorHelper::RouteUpdateAnswer::failed;
-    return resolver->routeUpdateAnswer(Key{vrfId, prefix});
+    return resolver->doRouteUpdate(Key{vrfId, prefix});
   }
 
   void prefetchHardwareRoute(Kor::VrfId vrfId, Prefix const& prefix) const override {
     Key key{vrfId, prefix};
     if constexpr (AF::version == 4) {
-      chip_->route4Table().prefetch(key);
+      chip_->l3().route4Table().prefetch(key);
     } else {
-      chip_->route6Table().prefetch(key);
-      chip_->route6EmTable().prefetch(key);
+      chip_->l3().route6Table().prefetch(key);
+      chip_->l3().route6EmTable().prefetch(key);
     }
   }
 
   void forEachHardwareRoute(Kor::VrfId vrfId, Visitor const& visit) const override {
     auto each = [&](Key const& key, ChipRoute const& route) { visit(key.prefix, route.l2AdjIndex()); };
     if constexpr (AF::version == 4) {
-      chip_->route4Table().forEachRoute(vrfId, each);
+      chip_->l3().route4Table().forEachRoute(vrfId, each);
     } else {
-      chip_->route6EmTable().forEachRoute(vrfId, each);
-      chip_->route6Table().forEachRoute(vrfId, each);
+      chip_->l3().route6EmTable().forEachRoute(vrfId, each);
+      chip_->l3().route6Table().forEachRoute(vrfId, each);
     }
   }
 
   void forEachHardwareVrf(std::function<void(Kor::VrfId)> const& visit) const override {
     if constexpr (AF::version == 4) {
-      chip_->route4Table().forEachVrf(visit);
+      chip_->l3().route4Table().forEachVrf(visit);
     } else {
       Vix::HashMap<uint32_t, bool> seen;
       auto once = [&](Kor::VrfId id) {
         if (seen.try_emplace(id.value(), true).second) visit(id);
       };
-      chip_->route6EmTable().forEachVrf(once);
-      chip_->route6Table().forEachVrf(once);
+      chip_->l3().route6EmTable().forEachVrf(once);
+      chip_->l3().route6Table().forEachVrf(once);
     }
   }
 
   void deleteHardwareRoute(Kor::VrfId vrfId, Prefix const& prefix) override {
     Key key{vrfId, prefix};
-    if (auto const& resolver = chip_->routeResolver()) return resolver->doDeleteHardwareRoute(key);
+    if (auto const& resolver = chip_->l3().routeResolver()) return resolver->doDeleteHardwareRoute(key);
     if constexpr (AF::version == 4) {
-      chip_->route4Table().erase(key);
+      chip_->l3().route4Table().erase(key);
     } else {
-      chip_->route6Table().erase(key);
-      chip_->route6EmTable().erase(key);
+      chip_->l3().route6Table().erase(key);
+      chip_->l3().route6EmTable().erase(key);
     }
   }
 

@@ -1,13 +1,13 @@
-#include "softchip/SoftRoutingStatusSmHelper.h"
+#include "softchip/l3/SoftRoutingStatusSmHelper.h"
 
 namespace SoftChip {
 
 bool SoftRoutingStatusSmHelper::routingEnabled(Kor::VrfName const& vrfName) const {
-  return chip_->vrfTable().has(vrfName.str());
+  return chip_->l3().vrfTable().has(vrfName.str());
 }
 
 bool SoftRoutingStatusSmHelper::routing6Enabled(Kor::VrfName const& vrfName) const {
-  return chip_->vrfTable().has(vrfName.str());
+  return chip_->l3().vrfTable().has(vrfName.str());
 }
 
 void SoftRoutingStatusSmHelper::doRecord(MacState& s, Nollo::EthAddr const& mac, bool enabled) {

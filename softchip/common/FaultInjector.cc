@@ -1,4 +1,4 @@
-#include "softchip/FaultInjector.h"
+#include "softchip/common/FaultInjector.h"
 
 namespace SoftChip {
 
