@@ -1,0 +1,48 @@
+#pragma once
+// One part of the switch's configuration file (VRFs, interfaces, FECs and
+// routes, hardware): the top-level keys it owns, how it reads and checks
+// them, and how it moves the agent from what was applied to what a new
+// version of the file says.
+//
+// Reading (parse) checks everything and never touches the agent, so a file
+// with any error is refused whole before anything is applied. Applying goes
+// only through the agent's public input operations, each through
+// ConfigReport::doInput, and only inside doApplyRemovals / doApplyAdds.
+//
+// A section object on the applying side holds what is applied: both apply
+// functions take `next` (the same kind of section, freshly read) and update
+// this one item by item as the agent takes each change, so after both it
+// holds exactly what the agent took, and a refused item is tried again at
+// the next reload. What the file does not name it never touches.
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace KorAgent {
+
+class Agent;
+class ConfigNames;
+class ConfigReport;
+class ConfigValue;
+
+class ConfigSection {
+ public:
+  virtual ~ConfigSection() = default;
+
+  // The document's top-level keys this section reads.
+  virtual std::vector<std::string> keys() const = 0;
+  // A section of the same kind holding nothing (what is applied before the
+  // first load).
+  virtual std::unique_ptr<ConfigSection> emptyCopy() const = 0;
+  // Reads and checks this section's keys of the document `doc`; adds to
+  // `names` what later sections may name and checks what it names of the
+  // earlier ones. Throws ConfigError.
+  virtual void parse(ConfigValue const& doc, ConfigNames& names) = 0;
+  // The removals the move to `next` needs: what `next` no longer has, and
+  // what must be removed to be added again changed.
+  virtual void doApplyRemovals(Agent& agent, ConfigSection const& next, ConfigReport& report) = 0;
+  // Then what `next` adds or changes.
+  virtual void doApplyAdds(Agent& agent, ConfigSection const& next, ConfigReport& report) = 0;
+};
+
+}  // namespace KorAgent
