@@ -14,7 +14,7 @@ run:
 	@scripts/deps.sh $(BUILD_PKGS)
 	@$(CMAKE) -S . -B build/release -DCMAKE_BUILD_TYPE=Release -DKOR_BUILD_TESTS=OFF >/dev/null
 	@cmake --build build/release -j $(JOBS) --target kor-agent
-	build/release/agent/kor-agent
+	build/release/agent/kor-agent --config docs/examples/switch.json docs/examples/switch.scn
 
 test:
 	@scripts/deps.sh $(TEST_PKGS)
