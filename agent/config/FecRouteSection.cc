@@ -146,7 +146,9 @@ void FecRouteSection::doApplyRemovals(Agent& agent, ConfigSection const& nextSec
 void FecRouteSection::doApplyAdds(Agent& agent, ConfigSection const& nextSection, ConfigReport& report) {
   auto const& next = static_cast<FecRouteSection const&>(nextSection);
   // FECs before the routes that point at them.
-  for (auto const& [id, want] : next.fecs_) {
+  for (auto const& kv : next.fecs_) {
+    uint64_t const id = kv.first;
+    Fec const& want = kv.second;
     auto it = fecs_.find(id);
     if (it == fecs_.end()) {
       if (report.doInput(fecPointer(id), [&] { agent.fecAdd(id, want.vias, want.vrf, want.type, want.v6); }))
@@ -155,7 +157,9 @@ void FecRouteSection::doApplyAdds(Agent& agent, ConfigSection const& nextSection
       if (report.doInput(fecPointer(id), [&] { agent.fecUpdate(id, want.vias, want.type); })) it->second = want;
     }
   }
-  for (auto const& [key, want] : next.routes_) {
+  for (auto const& kv : next.routes_) {
+    RouteKey const& key = kv.first;
+    Route const& want = kv.second;
     auto it = routes_.find(key);
     if (it != routes_.end() && it->second == want) continue;
     if (report.doInput(routePointer(key), [&] { agent.routeAdd(key.first, want.prefix, want.fec); })) routes_[key] = want;

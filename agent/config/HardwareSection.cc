@@ -55,7 +55,8 @@ void HardwareSection::doApplyAdds(Agent& agent, ConfigSection const& nextSection
     adjSharing_ = next.adjSharing_;
   // Knobs the file drops return to their defaults; then the named ones.
   for (auto it = knobs_.begin(); it != knobs_.end();) {
-    auto const& [knob, value] = *it;
+    std::string const& knob = it->first;
+    double const value = it->second;
     double const def = Agent::knobDefault(knob);
     bool const dropped = !next.knobs_.count(knob);
     if (dropped && value != def &&
@@ -65,7 +66,9 @@ void HardwareSection::doApplyAdds(Agent& agent, ConfigSection const& nextSection
     }
     it = dropped ? knobs_.erase(it) : std::next(it);
   }
-  for (auto const& [knob, value] : next.knobs_) {
+  for (auto const& kv : next.knobs_) {
+    std::string const& knob = kv.first;
+    double const value = kv.second;
     auto it = knobs_.find(knob);
     double const have = it == knobs_.end() ? Agent::knobDefault(knob) : it->second;
     if (have != value && !report.doInput((nlohmann::json::json_pointer("/knobs") / knob).to_string(),

@@ -93,7 +93,9 @@ void InterfaceSection::doApplyRemovals(Agent& agent, ConfigSection const& nextSe
 
 void InterfaceSection::doApplyAdds(Agent& agent, ConfigSection const& nextSection, ConfigReport& report) {
   auto const& next = static_cast<InterfaceSection const&>(nextSection);
-  for (auto const& [intf, want] : next.intfs_) {
+  for (auto const& kv : next.intfs_) {
+    Nollo::IntfId const& intf = kv.first;
+    Intf const& want = kv.second;
     std::string const p = intfPointer(intf);
     auto it = intfs_.find(intf);
     if (it == intfs_.end()) {
@@ -107,7 +109,9 @@ void InterfaceSection::doApplyAdds(Agent& agent, ConfigSection const& nextSectio
   }
   // Memberships after the interfaces, as a port channel's ports come up
   // before they join it.
-  for (auto const& [lag, want] : next.lags_) {
+  for (auto const& kv : next.lags_) {
+    Nollo::IntfId const& lag = kv.first;
+    auto const& want = kv.second;
     auto const& have = lags_[lag];
     auto const joining = minus(want, have);
     if (!joining.empty() && report.doInput(lagPointer(lag), [&] { agent.lagAdd(lag, joining); }))

@@ -66,7 +66,9 @@ void VrfSection::doApplyRemovals(Agent& agent, ConfigSection const& nextSection,
 }
 
 void VrfSection::doApplyAdds(Agent& agent, ConfigSection const& nextSection, ConfigReport& report) {
-  for (auto const& [vrf, routing] : static_cast<VrfSection const&>(nextSection).vrfs_) {
+  for (auto const& kv : static_cast<VrfSection const&>(nextSection).vrfs_) {
+    Kor::VrfName const& vrf = kv.first;
+    Routing const& routing = kv.second;
     auto it = vrfs_.find(vrf);
     if (it == vrfs_.end()) {
       if (!vrf.isDefault() && !report.doInput(pointerOf(vrf), [&] { agent.vrfAdd(vrf); })) continue;
