@@ -18,11 +18,12 @@
 #include <string>
 #include <vector>
 
+#include "agent/config/ConfigReport.h"
+
 namespace KorAgent {
 
 class Agent;
 class ConfigNames;
-class ConfigReport;
 class ConfigValue;
 
 class ConfigSection {
@@ -43,6 +44,21 @@ class ConfigSection {
   virtual void doApplyRemovals(Agent& agent, ConfigSection const& next, ConfigReport& report) = 0;
   // Then what `next` adds or changes.
   virtual void doApplyAdds(Agent& agent, ConfigSection const& next, ConfigReport& report) = 0;
+
+ protected:
+  // Removes each item of `applied` (a map of what is applied) for which
+  // gone(key, value) holds, by one input operation del(key, value) for the
+  // item at pointer(key); an item the agent refuses to remove stays applied.
+  template <class Map, class Pointer, class Gone, class Del>
+  static void doRemoveEach(Map& applied, ConfigReport& report, Pointer const& pointer, Gone const& gone,
+                           Del const& del) {
+    for (auto it = applied.begin(); it != applied.end();) {
+      if (gone(it->first, it->second) && report.doInput(pointer(it->first), [&] { del(it->first, it->second); }))
+        it = applied.erase(it);
+      else
+        ++it;
+    }
+  }
 };
 
 }  // namespace KorAgent

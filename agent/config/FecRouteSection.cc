@@ -128,19 +128,17 @@ void FecRouteSection::doParseRoutes(ConfigValue const& routes, ConfigNames const
 void FecRouteSection::doApplyRemovals(Agent& agent, ConfigSection const& nextSection, ConfigReport& report) {
   auto const& next = static_cast<FecRouteSection const&>(nextSection);
   // Routes before FECs: no route is left pointing at a FEC that goes.
-  for (auto it = routes_.begin(); it != routes_.end();) {
-    bool const gone = !next.routes_.count(it->first);
-    if (gone && report.doInput(routePointer(it->first), [&] { agent.routeDel(it->first.first, it->second.prefix); }))
-      it = routes_.erase(it);
-    else ++it;
-  }
-  for (auto it = fecs_.begin(); it != fecs_.end();) {
-    auto n = next.fecs_.find(it->first);
-    // Another VRF or family: removed here, added again with the adds.
-    bool const gone = n == next.fecs_.end() || n->second.vrf != it->second.vrf || n->second.v6 != it->second.v6;
-    if (gone && report.doInput(fecPointer(it->first), [&] { agent.fecDel(it->first); })) it = fecs_.erase(it);
-    else ++it;
-  }
+  doRemoveEach(
+      routes_, report, routePointer, [&](RouteKey const& k, Route const&) { return !next.routes_.count(k); },
+      [&](RouteKey const& k, Route const& r) { agent.routeDel(k.first, r.prefix); });
+  // A FEC in another VRF or family: removed here, added again with the adds.
+  doRemoveEach(
+      fecs_, report, fecPointer,
+      [&](uint64_t id, Fec const& have) {
+        auto n = next.fecs_.find(id);
+        return n == next.fecs_.end() || n->second.vrf != have.vrf || n->second.v6 != have.v6;
+      },
+      [&](uint64_t id, Fec const&) { agent.fecDel(id); });
 }
 
 void FecRouteSection::doApplyAdds(Agent& agent, ConfigSection const& nextSection, ConfigReport& report) {

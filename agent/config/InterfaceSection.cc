@@ -82,13 +82,14 @@ void InterfaceSection::doApplyRemovals(Agent& agent, ConfigSection const& nextSe
     if (it->second.empty()) it = lags_.erase(it);
     else ++it;
   }
-  for (auto it = intfs_.begin(); it != intfs_.end();) {
-    auto n = next.intfs_.find(it->first);
-    // A new VRF or a new routed flag: removed here, added again with the adds.
-    bool const gone = n == next.intfs_.end() || n->second.vrf != it->second.vrf || n->second.routed != it->second.routed;
-    if (gone && report.doInput(intfPointer(it->first), [&] { agent.intfDel(it->first); })) it = intfs_.erase(it);
-    else ++it;
-  }
+  // A new VRF or a new routed flag: removed here, added again with the adds.
+  doRemoveEach(
+      intfs_, report, intfPointer,
+      [&](Nollo::IntfId const& intf, Intf const& have) {
+        auto n = next.intfs_.find(intf);
+        return n == next.intfs_.end() || n->second.vrf != have.vrf || n->second.routed != have.routed;
+      },
+      [&](Nollo::IntfId const& intf, Intf const&) { agent.intfDel(intf); });
 }
 
 void InterfaceSection::doApplyAdds(Agent& agent, ConfigSection const& nextSection, ConfigReport& report) {

@@ -45,24 +45,16 @@ void VrfSection::doRoutingIs(Agent& agent, Kor::VrfName const& vrf, Routing from
 
 void VrfSection::doApplyRemovals(Agent& agent, ConfigSection const& nextSection, ConfigReport& report) {
   auto const& next = static_cast<VrfSection const&>(nextSection).vrfs_;
-  for (auto it = vrfs_.begin(); it != vrfs_.end();) {
-    Kor::VrfName const vrf = it->first;
-    if (next.count(vrf)) {
-      ++it;
-      continue;
-    }
-    if (vrf.isDefault()) {
-      // It cannot be withdrawn: it gets its start routing back.
-      Routing const from = it->second;
-      doRoutingIs(agent, vrf, from, startRouting(vrf), report);
-      it = vrfs_.find(vrf);
-      if (it->second == startRouting(vrf)) it = vrfs_.erase(it);
-      else ++it;
-      continue;
-    }
-    if (report.doInput(pointerOf(vrf), [&] { agent.vrfDel(vrf); })) it = vrfs_.erase(it);
-    else ++it;
+  // "default" cannot be withdrawn: leaving the file, it gets its start
+  // routing back.
+  Kor::VrfName const def("default");
+  if (auto d = vrfs_.find(def); d != vrfs_.end() && !next.count(def)) {
+    doRoutingIs(agent, def, d->second, startRouting(def), report);
+    if (vrfs_[def] == startRouting(def)) vrfs_.erase(def);
   }
+  doRemoveEach(
+      vrfs_, report, pointerOf, [&](Kor::VrfName const& vrf, Routing const&) { return !vrf.isDefault() && !next.count(vrf); },
+      [&](Kor::VrfName const& vrf, Routing const&) { agent.vrfDel(vrf); });
 }
 
 void VrfSection::doApplyAdds(Agent& agent, ConfigSection const& nextSection, ConfigReport& report) {
