@@ -146,8 +146,9 @@ std::vector<std::unique_ptr<ConfigSection>> ConfigFile::read() const {
   return readText(path_, text.str());
 }
 
-ConfigReport ConfigFile::reload(Agent& agent) {
-  auto next = read();
+ConfigReport ConfigFile::reload(Agent& agent) { return apply(agent, read()); }
+
+ConfigReport ConfigFile::apply(Agent& agent, std::vector<std::unique_ptr<ConfigSection>> const& next) {
   ConfigReport report;
   // Removals first, in the reverse of the creation order - routes, FECs,
   // LAG memberships and interfaces, VRFs - so nothing goes while something

@@ -37,6 +37,9 @@ class ConfigFile {
   // Reads the file and applies its difference to what was applied last;
   // throws as read() does, with nothing applied.
   ConfigReport reload(Agent& agent);
+  // Applies `next` (sections read as read() reads them) as its difference
+  // to what was applied last.
+  ConfigReport apply(Agent& agent, std::vector<std::unique_ptr<ConfigSection>> const& next);
   // What is applied, in creation order.
   std::vector<std::unique_ptr<ConfigSection>> const& applied() const { return applied_; }
 
