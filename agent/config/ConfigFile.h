@@ -40,8 +40,6 @@ class ConfigFile {
   // Applies `next` (sections read as read() reads them) as its difference
   // to what was applied last.
   ConfigReport apply(Agent& agent, std::vector<std::unique_ptr<ConfigSection>> const& next);
-  // What is applied, in creation order.
-  std::vector<std::unique_ptr<ConfigSection>> const& applied() const { return applied_; }
 
  private:
   std::string path_;

@@ -32,9 +32,6 @@ class ConfigSection {
 
   // The document's top-level keys this section reads.
   virtual std::vector<std::string> keys() const = 0;
-  // A section of the same kind holding nothing (what is applied before the
-  // first load).
-  virtual std::unique_ptr<ConfigSection> emptyCopy() const = 0;
   // Reads and checks this section's keys of the document `doc`; adds to
   // `names` what later sections may name and checks what it names of the
   // earlier ones. Throws ConfigError.

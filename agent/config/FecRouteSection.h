@@ -48,13 +48,9 @@ class FecRouteSection : public ConfigSection {
   using RouteKey = std::pair<Kor::VrfName, std::string>;
 
   std::vector<std::string> keys() const override { return {"fecs", "routes"}; }
-  std::unique_ptr<ConfigSection> emptyCopy() const override { return std::make_unique<FecRouteSection>(); }
   void parse(ConfigValue const& doc, ConfigNames& names) override;
   void doApplyRemovals(Agent& agent, ConfigSection const& next, ConfigReport& report) override;
   void doApplyAdds(Agent& agent, ConfigSection const& next, ConfigReport& report) override;
-
-  std::map<uint64_t, Fec> const& fecs() const { return fecs_; }
-  std::map<RouteKey, Route> const& routes() const { return routes_; }
 
  private:
   Fec doParseFec(ConfigValue const& v, ConfigNames const& names) const;

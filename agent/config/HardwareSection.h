@@ -26,18 +26,11 @@ namespace KorAgent {
 class HardwareSection : public ConfigSection {
  public:
   std::vector<std::string> keys() const override { return {"hardware", "knobs"}; }
-  std::unique_ptr<ConfigSection> emptyCopy() const override { return std::make_unique<HardwareSection>(); }
   void parse(ConfigValue const& doc, ConfigNames& names) override;
   // Settings have nothing that depends on them in the file: a setting that
   // leaves the file returns to its start value with the changes.
   void doApplyRemovals(Agent&, ConfigSection const&, ConfigReport&) override {}
   void doApplyAdds(Agent& agent, ConfigSection const& next, ConfigReport& report) override;
-
-  uint32_t maxEcmp() const { return maxEcmp_; }
-  Routing::Hardware::AdjSharing adjSharing() const { return adjSharing_; }
-  std::set<uint32_t> const& exactMatchLengths() const { return exactMatchLengths_; }
-  // The knobs the file names; the others have their defaults.
-  std::map<std::string, double> const& knobs() const { return knobs_; }
 
  private:
   uint32_t maxEcmp_ = 0;

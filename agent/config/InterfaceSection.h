@@ -36,13 +36,9 @@ class InterfaceSection : public ConfigSection {
   };
 
   std::vector<std::string> keys() const override { return {"interfaces", "lags"}; }
-  std::unique_ptr<ConfigSection> emptyCopy() const override { return std::make_unique<InterfaceSection>(); }
   void parse(ConfigValue const& doc, ConfigNames& names) override;
   void doApplyRemovals(Agent& agent, ConfigSection const& next, ConfigReport& report) override;
   void doApplyAdds(Agent& agent, ConfigSection const& next, ConfigReport& report) override;
-
-  std::map<Nollo::IntfId, Intf> const& intfs() const { return intfs_; }
-  std::map<Nollo::IntfId, std::set<Nollo::IntfId>> const& lags() const { return lags_; }
 
  private:
   void doParseLags(ConfigValue const& lags);

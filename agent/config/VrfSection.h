@@ -27,12 +27,10 @@ class VrfSection : public ConfigSection {
   };
 
   std::vector<std::string> keys() const override { return {"vrfs"}; }
-  std::unique_ptr<ConfigSection> emptyCopy() const override { return std::make_unique<VrfSection>(); }
   void parse(ConfigValue const& doc, ConfigNames& names) override;
   void doApplyRemovals(Agent& agent, ConfigSection const& next, ConfigReport& report) override;
   void doApplyAdds(Agent& agent, ConfigSection const& next, ConfigReport& report) override;
 
-  std::map<Kor::VrfName, Routing> const& vrfs() const { return vrfs_; }
   // The routing a VRF has before the file names it.
   static Routing startRouting(Kor::VrfName const& vrf);
 
