@@ -91,9 +91,9 @@ void handleHangupSignal(int) {
   errno = saved;
 }
 
-// Installs the configuration file on the agent: `reload` and (with
-// `hangup`) SIGHUP re-read it. Applies it once now; false when the file was
-// refused (said on standard error).
+// Installs the configuration file on the agent for the `reload` statement
+// and applies it once now; false when the file was refused (said on
+// standard error).
 bool configure(KorAgent::Agent& agent, KorAgent::ConfigFile* config) {
   if (!config) return true;
   agent.reloadFnIs([&agent, config] { return config->reload(agent).text(config->path()); });
@@ -242,6 +242,10 @@ int serve(std::string const& path, bool netlink, FpmOptions const& fpmOptions, s
   if (config) std::fprintf(stderr, "kor-agent: configured by %s (SIGHUP reloads it)\n", config->path().c_str());
   agent.loop()->run();
   servedAgent = nullptr;
+  if (config) {
+    std::signal(SIGHUP, SIG_IGN);
+    agent.loop()->fdDel(hangupPipe[0]);
+  }
   return 0;
 }
 
