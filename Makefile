@@ -1,6 +1,7 @@
 # The README's commands. Builds live under build/<kind>.
 JOBS ?= $(shell nproc)
-BUILD_PKGS := cmake ninja-build g++ make
+# nlohmann-json3-dev: the agent's configuration file (header-only).
+BUILD_PKGS := cmake ninja-build g++ make nlohmann-json3-dev
 # frr, python3 and iproute2: the test beside the real routing suite (tests/frr).
 TEST_PKGS := $(BUILD_PKGS) libgtest-dev libgmock-dev frr python3 iproute2
 BENCH_PKGS := $(BUILD_PKGS) libbenchmark-dev
@@ -13,7 +14,7 @@ run:
 	@scripts/deps.sh $(BUILD_PKGS)
 	@$(CMAKE) -S . -B build/release -DCMAKE_BUILD_TYPE=Release -DKOR_BUILD_TESTS=OFF >/dev/null
 	@cmake --build build/release -j $(JOBS) --target kor-agent
-	build/release/agent/kor-agent
+	build/release/agent/kor-agent --config docs/examples/switch.json docs/examples/switch.scn
 
 test:
 	@scripts/deps.sh $(TEST_PKGS)

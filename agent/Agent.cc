@@ -289,6 +289,16 @@ bool Agent::knobIsInteger(std::string const& name) {
   return k && k->integer;
 }
 
+double Agent::knobDefault(std::string const& name) {
+  auto* k = knobFind(name);
+  return k ? k->value : 0;
+}
+
+std::string Agent::reload() {
+  if (!reloadFn_) fail("no configuration file to reload (kor-agent --config FILE)");
+  return reloadFn_();
+}
+
 void Agent::knobIs(std::string const& name, double value) {
   if (!knobKnown(name)) fail("unknown knob '" + name + "'");
   // A nice value is what setpriority() takes.

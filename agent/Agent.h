@@ -104,8 +104,15 @@ class Agent {
   void routingIs(Kor::VrfName const& name, bool v4, bool v6, bool on);
   static bool knobKnown(std::string const& name);
   static bool knobIsInteger(std::string const& name);
+  // A knob's value before any `set` (0 for an unknown one).
+  static double knobDefault(std::string const& name);
   void knobIs(std::string const& name, double value);
   void fastBootIs(bool on);
+  // The configuration file (kor-agent --config): fn re-reads it, applies
+  // what changed and answers what it did; reload() runs it (the `reload`
+  // statement), and is refused without one.
+  void reloadFnIs(std::function<std::string()> fn) { reloadFn_ = std::move(fn); }
+  std::string reload();
   // A new interface is up; `routed` marks a routed port.
   void intfAdd(Nollo::IntfId const& intf, std::optional<Kor::VrfName> const& vrf,
                std::optional<Kor::VlanId> const& vlan, bool routed = false, bool up = true);
@@ -223,6 +230,7 @@ class Agent {
   bool initialized_ = false;
   uint32_t restarts_ = 0;
   std::map<std::string, std::function<std::string(bool)>> showSources_;
+  std::function<std::string()> reloadFn_;
   bool daemon_ = false;
   // The restart a daemon owes the library that asked to exit.
   Vix::Clock libraryRestart_;

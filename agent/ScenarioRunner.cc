@@ -519,6 +519,12 @@ void ScenarioRunner::doStatement(std::vector<std::string> const& w) {
     if (!refused.empty()) fail("restart with: the library restarted, the statement was refused: " + refused);
     return;
   }
+  if (verb == "reload") {
+    // The configuration file again: its difference to what was applied.
+    a.end();
+    *out_ << agent_->reload();
+    return;
+  }
   if (verb == "echo") {
     for (size_t i = 1; i < w.size(); ++i) *out_ << (i > 1 ? " " : "") << w[i];
     *out_ << "\n";

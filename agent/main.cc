@@ -10,6 +10,11 @@
 //                                  127.0.0.1); combines with --netlink, which
 //                                  names the interfaces and VRF tables the
 //                                  routes use, and with --socket
+//   kor-agent --config FILE        applies the switch's configuration file (JSON,
+//                                  docs/config.md) before anything else and
+//                                  re-reads it on SIGHUP or `reload`; alone it
+//                                  runs as a daemon, with a scenario FILE it
+//                                  runs the scenario over it
 //   kor-agent --ask PATH 'SR4u a'  asks a running agent (TEXT may hold several
 //                                  lines; - reads the request from stdin)
 // Options: --trace (library traces to stderr), --realtime (a scenario file
@@ -50,6 +55,7 @@
 #include "agent/KernelIntfMap.h"
 #include "agent/KernelNetlinkSource.h"
 #include "agent/ScenarioRunner.h"
+#include "agent/config/ConfigFile.h"
 #include "vix/Log.h"
 #include "vix/Trace.h"
 
@@ -57,8 +63,8 @@ namespace {
 
 int usage() {
   std::fprintf(stderr,
-               "usage: kor-agent [--trace] [--realtime] [FILE | -]\n"
-               "       kor-agent [--trace] [--netns NAME] [--netlink] [--fpm [ADDR:]PORT] [--socket PATH]\n"
+               "usage: kor-agent [--trace] [--realtime] [--config FILE] [FILE | -]\n"
+               "       kor-agent [--trace] [--netns NAME] [--config FILE] [--netlink] [--fpm [ADDR:]PORT] [--socket PATH]\n"
                "                 [--socket-group GROUP] [--socket-timeout DURATION] [--socket-answer-max BYTES]\n"
                "                 [--fpm-proof-timeout DURATION] [--fpm-stale-quiet DURATION]\n"
                "       kor-agent --ask PATH REQUEST|-\n");
@@ -69,6 +75,66 @@ KorAgent::Agent* servedAgent = nullptr;
 
 void handleStopSignal(int) {
   if (servedAgent) servedAgent->loop()->stop();
+}
+
+// SIGHUP only writes a byte into this pipe; the loop watches its read end
+// and reloads the configuration there, between two handlers, never inside
+// the signal.
+int hangupPipe[2] = {-1, -1};
+
+void handleHangupSignal(int) {
+  int const saved = errno;
+  char const b = 1;
+  if (::write(hangupPipe[1], &b, 1) < 0) {
+    // Full: a reload is already owed.
+  }
+  errno = saved;
+}
+
+// Installs the configuration file on the agent for the `reload` statement
+// and applies it once now; false when the file was refused (said on
+// standard error).
+bool configure(KorAgent::Agent& agent, KorAgent::ConfigFile* config) {
+  if (!config) return true;
+  agent.reloadFnIs([&agent, config] { return config->reload(agent).text(config->path()); });
+  try {
+    std::string const text = config->reload(agent).text(config->path());
+    std::istringstream lines(text);
+    for (std::string line; std::getline(lines, line);) std::fprintf(stderr, "kor-agent: %s\n", line.c_str());
+  } catch (std::exception const& e) {
+    std::fprintf(stderr, "kor-agent: %s\n", e.what());
+    return false;
+  }
+  return true;
+}
+
+// SIGHUP on the daemon's loop: the file again, its difference applied.
+bool watchHangup(KorAgent::Agent& agent, KorAgent::ConfigFile* config) {
+  if (!config) return true;
+  if (::pipe2(hangupPipe, O_NONBLOCK | O_CLOEXEC) < 0) {
+    std::fprintf(stderr, "kor-agent: pipe: %s\n", std::strerror(errno));
+    return false;
+  }
+  agent.loop()->fdIs(hangupPipe[0], [&agent, config] {
+    char buf[64];
+    while (::read(hangupPipe[0], buf, sizeof buf) > 0) {
+    }
+    std::string text;
+    try {
+      text = config->reload(agent).text(config->path());
+    } catch (std::exception const& e) {
+      text = std::string(e.what()) + " (nothing applied)\n";
+    }
+    std::string out;
+    std::istringstream lines(text);
+    for (std::string line; std::getline(lines, line);) out += "kor-agent: reload: " + line + "\n";
+    std::fputs(out.c_str(), stderr);
+  });
+  struct sigaction sa = {};
+  sa.sa_handler = handleHangupSignal;
+  sa.sa_flags = SA_RESTART;
+  ::sigaction(SIGHUP, &sa, nullptr);
+  return true;
 }
 
 // --socket-timeout and the --fpm-... timeouts: a duration as the scenario
@@ -121,7 +187,7 @@ struct FpmOptions {
 };
 
 int serve(std::string const& path, bool netlink, FpmOptions const& fpmOptions, std::string const& socketGroup,
-          KorAgent::CommandServer::Limits const& limits) {
+          KorAgent::CommandServer::Limits const& limits, KorAgent::ConfigFile* config) {
   std::string const& fpm = fpmOptions.address;
   KorAgent::Agent agent(Vix::makePtr<Vix::MonotonicTimeSource>());
   // Real time on its own loop: `run` is refused, kept traces and log records
@@ -130,6 +196,8 @@ int serve(std::string const& path, bool netlink, FpmOptions const& fpmOptions, s
   // Fed by zebra or the kernel the agent runs unattended: log lines go to
   // standard error as they come, not into the answers of the socket's shows.
   if (netlink || !fpm.empty()) Vix::logSinkIs(Vix::makePtr<Vix::StderrLogSink>());
+  // The configuration's inputs are in before the library's first pass.
+  if (!configure(agent, config) || !watchHangup(agent, config)) return 1;
   agent.init();
   std::ostringstream sink;
   // The kernel's interface names, also for the route sources' lookups.
@@ -171,8 +239,13 @@ int serve(std::string const& path, bool netlink, FpmOptions const& fpmOptions, s
   if (!path.empty()) std::fprintf(stderr, "kor-agent: serving %s\n", path.c_str());
   if (netlink) std::fprintf(stderr, "kor-agent: following the kernel's interfaces and neighbours\n");
   if (fpmServer) std::fprintf(stderr, "kor-agent: fpm listening on %s\n", fpmServer->address().c_str());
+  if (config) std::fprintf(stderr, "kor-agent: configured by %s (SIGHUP reloads it)\n", config->path().c_str());
   agent.loop()->run();
   servedAgent = nullptr;
+  if (config) {
+    std::signal(SIGHUP, SIG_IGN);
+    agent.loop()->fdDel(hangupPipe[0]);
+  }
   return 0;
 }
 
@@ -180,7 +253,7 @@ int serve(std::string const& path, bool netlink, FpmOptions const& fpmOptions, s
 
 int main(int argc, char** argv) {
   bool trace = false, realtime = false;
-  std::string socketPath, askPath, askText, file, netns, socketGroup;
+  std::string socketPath, askPath, askText, file, netns, socketGroup, configPath;
   KorAgent::CommandServer::Limits socketLimits;
   FpmOptions fpm;
   bool haveFile = false, netlink = false;
@@ -192,6 +265,8 @@ int main(int argc, char** argv) {
       realtime = true;
     } else if (a == "--socket" && i + 1 < argc) {
       socketPath = argv[++i];
+    } else if (a == "--config" && i + 1 < argc) {
+      configPath = argv[++i];
     } else if (a == "--socket-group" && i + 1 < argc) {
       socketGroup = argv[++i];
     } else if (a == "--socket-timeout" && i + 1 < argc) {
@@ -242,14 +317,18 @@ int main(int argc, char** argv) {
   }
 
   if (trace) KorAgent::Agent::traceToStderrIs(true);
-  if (!socketPath.empty() || netlink || !fpm.address.empty())
-    return serve(socketPath, netlink, fpm, socketGroup, socketLimits);
+  std::unique_ptr<KorAgent::ConfigFile> config;
+  if (!configPath.empty()) config = std::make_unique<KorAgent::ConfigFile>(configPath);
+  // A configuration file alone is a switch to run: the daemon.
+  if (!socketPath.empty() || netlink || !fpm.address.empty() || (config && !haveFile))
+    return serve(socketPath, netlink, fpm, socketGroup, socketLimits, config.get());
 
   Vix::Ptr<Vix::TimeSource> ts;
   if (realtime) ts = Vix::makePtr<Vix::MonotonicTimeSource>();
   else ts = Vix::makePtr<Vix::ManualTimeSource>(0.0);
   KorAgent::Agent agent(ts);
   KorAgent::ScenarioRunner runner(&agent, &std::cout);
+  if (!configure(agent, config.get())) return 1;
   size_t bad = 0;
   if (!haveFile) {
     bad = runner.runText(KorAgent::DemoScenario::text());

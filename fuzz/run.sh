@@ -14,6 +14,7 @@ targets=(
   "FpmStreamFuzz:fpm:-max_len=8192"
   "ScenarioFuzz:scenario:-max_len=4096"
   "CommandRequestFuzz:request:-max_len=16384"
+  "ConfigFuzz:config:-max_len=8192"
 )
 status=0
 for t in "${targets[@]}"; do
