@@ -32,7 +32,6 @@ AgentInputs::AgentInputs()
   vrfInfoDir_->vrfInfoIs("default", info4);
   vrf6InfoDir_->vrfInfoIs("default", info6);
   allVrfStatusLocal_->vrfIs("default", true);
-  arpVrfIds_[Kor::VrfName("default")] = 0;
   arpVrfIdMap_->vrfNameIs(0, "default");
   vrfCapability_->maxVrfsIs(1023);
 }

@@ -3,14 +3,12 @@
 // (routing, IP, ARP, the state database) would publish, and the Quill
 // shared-memory tables. Held apart from the library objects so that a restart
 // of the library finds them unchanged, as a restarted agent finds the state
-// database and shared memory. The agent writes them; the library reads them.
+// database and shared memory. The agent's modules write them (and keep
+// their own bookkeeping of what they wrote); the library reads them.
 #include <map>
 #include <optional>
 #include <string>
 
-#include "kor/common/KorPortList.h"
-#include "kor/common/TractoLevels.h"
-#include "kor/common/VrfName.h"
 #include "kor/l3/L3Status.h"
 #include "models/bridging/Status.h"
 #include "models/interface/AllIntfStatusDir.h"
@@ -65,24 +63,6 @@ class AgentInputs {
   // capabilities (maxEcmp).
   Vix::Ptr<Routing::Hardware::Config> hwConfig_;
   Vix::Ptr<Routing::Hardware::Status> hwStatus_;
-  std::map<Kor::VrfName, Vix::Ptr<Quill::Fib::RouteStatus>> routes4_;
-  std::map<Kor::VrfName, Vix::Ptr<Quill::Fib6::RouteStatus>> routes6_;
-
-  // Agent-side settings the scenario changes.
-  std::map<std::string, double> knobs_;
-  bool fastBoot_ = false;
-  // Trace levels the scenario set; applied again after a restart.
-  std::optional<Kor::TractoLevels> tracto_;
-  // ARP table VRF ids the agent (as the ARP agent) gave out: default is 0.
-  std::map<Kor::VrfName, uint32_t> arpVrfIds_;
-  // Interfaces the scenario added, with their VRF ("" for none).
-  std::map<Nollo::IntfId, std::string> intfs_;
-  // LAG membership (port channel -> member ports), given to every new
-  // common data as lagToPort / portToLag.
-  std::map<Nollo::IntfId, Kor::KorPortList> lags_;
-  // The VRF whose FIB FEC tables hold each FEC id (FEC ids are unique across
-  // VRFs, as the routing agent hands them out).
-  std::map<uint64_t, Kor::VrfName> fecVrf_;
 };
 
 }  // namespace KorAgent

@@ -42,6 +42,7 @@
 #include <string>
 
 #include "agent/Agent.h"
+#include "agent/vrf/VrfModule.h"
 #include "agent/CommandClient.h"
 #include "agent/CommandServer.h"
 #include "agent/DemoScenario.h"
@@ -146,7 +147,7 @@ int serve(std::string const& path, bool netlink, FpmOptions const& fpmOptions, s
   std::unique_ptr<KorAgent::FpmRouteSource> fpmSource;
   std::unique_ptr<KorAgent::FpmServer> fpmServer;
   if (!fpm.empty()) {
-    agent.routingIs(Kor::VrfName("default"), true, true, true);
+    agent.module<KorAgent::VrfModule>().routingIs(Kor::VrfName("default"), true, true, true);
     fpmSource = std::make_unique<KorAgent::FpmRouteSource>(
         &agent, [&](uint32_t ifindex) { return intfMap.intfOf(ifindex); },
         [&](uint32_t table) { return intfMap.vrfOfTable(table); });

@@ -1,0 +1,283 @@
+#include "agent/vrf/VrfModule.h"
+
+#include <stdexcept>
+
+#include "agent/Agent.h"
+#include "agent/AgentInputs.h"
+#include "agent/ShowRenderer.h"
+#include "agent/StatementTable.h"
+#include "agent/neigh/NeighbourModule.h"
+#include "kor/common/KorCommonSmData.h"
+#include "kor/l3/L3Status.h"
+#include "kor/l3/VrfL3Status.h"
+#include "kor/l3/VrfRoot.h"
+#include "kor/l3/VrfRootSm.h"
+#include "softchip/SoftChip.h"
+
+namespace KorAgent {
+
+namespace {
+
+[[noreturn]] void fail(std::string const& m) { throw std::invalid_argument(m); }
+
+// The VRF root's settings the scenario may change, with the agent's defaults.
+struct Knob {
+  char const* name;
+  double value;
+  bool integer;
+};
+constexpr Knob kKnobs[] = {
+    {"totalTimeForRouteUpdates", 0.2, false},
+    {"deleteReviewInterval", 1.0, false},
+    {"fbuPriorityProcessingStartDelay", 10.0, false},
+    {"fbuPriorityProcessingV4First", 30.0, false},
+    {"fbuPriorityProcessingEndInterval", 30.0, false},
+    {"fbuRouteProcessQuantaMax", 0.05, false},
+    {"fbuRouteProcessQuantaMin", 0.015, false},
+    {"fbuAdjProcessQuantaMin", 0.015, false},
+    {"reniceValue", 0.0, true},
+};
+
+Knob const* knobFind(std::string const& name) {
+  for (auto const& k : kKnobs)
+    if (name == k.name) return &k;
+  return nullptr;
+}
+
+}  // namespace
+
+VrfModule::VrfModule(Agent* agent) : AgentModule(agent) {
+  for (auto const& k : kKnobs) knobs_[k.name] = k.value;
+}
+
+bool VrfModule::announced(Kor::VrfName const& name) const {
+  return agent_->inputs().vrfInfoDir_->vrfInfoHas(name.str());
+}
+
+void VrfModule::checkAnnounced(Kor::VrfName const& name) const {
+  if (!announced(name)) fail("vrf '" + name.str() + "' is not announced");
+}
+
+void VrfModule::doAnnounce(Kor::VrfName const& name) {
+  // A fresh routing information entity per family: announcing it again under
+  // the same name is what "replace" means to the VRF root.
+  auto& in = agent_->inputs();
+  auto info4 = Vix::makePtr<Routing::RoutingInfo>(name.str());
+  auto info6 = Vix::makePtr<Routing::RoutingInfo>(name.str());
+  info4->routingEnabledIs(true);
+  info6->routingEnabledIs(true);
+  if (name.isDefault()) {
+    in.packedArgs_->routingInfoIs(info4);
+    in.packedArgs_->routing6InfoIs(info6);
+  }
+  in.allVrfStatusLocal_->vrfIs(name.str(), true);
+  in.vrfInfoDir_->vrfInfoIs(name.str(), info4);
+  in.vrf6InfoDir_->vrfInfoIs(name.str(), info6);
+}
+
+void VrfModule::vrfAdd(Kor::VrfName const& name) {
+  if (name.empty()) fail("empty VRF name");
+  if (announced(name)) fail("vrf '" + name.str() + "' already announced");
+  doAnnounce(name);
+}
+
+void VrfModule::vrfDel(Kor::VrfName const& name) {
+  if (name.isDefault()) fail("vrf 'default' cannot be withdrawn");
+  checkAnnounced(name);
+  auto& in = agent_->inputs();
+  in.vrf6InfoDir_->vrfInfoDel(name.str());
+  in.vrfInfoDir_->vrfInfoDel(name.str());
+  in.allVrfStatusLocal_->vrfDel(name.str());
+}
+
+void VrfModule::vrfReplace(Kor::VrfName const& name) {
+  checkAnnounced(name);
+  // The IPv4 entity is the one the VRF root compares with the one its root
+  // was created from; replacing only it gives one delete-and-create.
+  auto info4 = Vix::makePtr<Routing::RoutingInfo>(name.str());
+  info4->routingEnabledIs(true);
+  if (name.isDefault()) agent_->inputs().packedArgs_->routingInfoIs(info4);
+  agent_->inputs().vrfInfoDir_->vrfInfoIs(name.str(), info4);
+}
+
+void VrfModule::routingIs(Kor::VrfName const& name, bool v4, bool v6, bool on) {
+  auto info4 = agent_->inputs().vrfInfoDir_->vrfInfo(name.str());
+  auto info6 = agent_->inputs().vrf6InfoDir_->vrfInfo(name.str());
+  if (!info4 || !info6) fail("vrf '" + name.str() + "' is not announced");
+  if (v4) info4->routingEnabledIs(on);
+  if (v6) info6->routingEnabledIs(on);
+}
+
+void VrfModule::maxVrfsIs(uint32_t n) { agent_->inputs().vrfCapability_->maxVrfsIs(n); }
+
+bool VrfModule::knobKnown(std::string const& name) { return knobFind(name) != nullptr; }
+
+bool VrfModule::knobIsInteger(std::string const& name) {
+  auto* k = knobFind(name);
+  return k && k->integer;
+}
+
+void VrfModule::knobIs(std::string const& name, double value) {
+  if (!knobKnown(name)) fail("unknown knob '" + name + "'");
+  // A nice value is what setpriority() takes.
+  if (name == "reniceValue" && (value < -20 || value > 19))
+    fail("bad reniceValue " + std::to_string(int64_t(value)) + ": must be -20..19");
+  knobs_[name] = value;
+  doApplyKnobs();
+}
+
+// ---------------------------------------------------------------------------
+// The VRF root.
+
+void VrfModule::doCreateRoots() {
+  auto& in = agent_->inputs();
+  auto* chip = agent_->chip();
+  Kor::VrfRootSmInputs v;
+  v.allocateVrfId = true;
+  v.allVrfStatusLocal = in.allVrfStatusLocal_;
+  v.vrfHelper = chip->vrfHelper();
+  v.vrfCapability = in.vrfCapability_;
+  v.acsd = agent_->commonDataPtr();
+  v.l3Config = in.l3Config_;
+  v.l3Status = in.l3Status_;
+  v.intfVlanIdTable = in.intfVlanIdTable_;
+  v.bridgingStatus = in.bridgingStatus_;
+  v.allIntfStatusDir = in.allIntfStatusDir_;
+  v.routingHwStatus = in.hwStatus_;
+  v.l2AdjHelper = agent_->module<NeighbourModule>().l2AdjHelperPtr();
+  v.ipStatus = in.ipStatus_;
+  v.ip6Status = in.ip6Status_;
+  v.packedArgs = in.packedArgs_;
+  v.routingHwRouteStatus = in.hwRouteStatus_;
+  v.routing6HwRouteStatus = in.hwRoute6Status_;
+  v.routingVrfInfoDir = in.vrfInfoDir_;
+  v.routing6VrfInfoDir = in.vrf6InfoDir_;
+  v.routingStatusSmHelper = chip->routingStatusSmHelper();
+  v.routeSmHelper = chip->routeSmHelper();
+  v.route6SmHelper = chip->route6SmHelper();
+  v.entityManager = in.entityManager_;
+  v.arpTableStatus = in.arpTable_;
+  v.neighTableStatus = in.neighTable_;
+  v.arpVrfIdMap = in.arpVrfIdMap_;
+  vrfRootSm_ = Kor::vrfRootSmFactory(v);
+  doApplyKnobs();
+}
+
+void VrfModule::doDestroyLibrary() { vrfRootSm_ = nullptr; }
+
+void VrfModule::doApplyKnobs() {
+  if (!vrfRootSm_) return;
+  auto& k = knobs_;
+  vrfRootSm_->totalTimeForRouteUpdatesIs(k["totalTimeForRouteUpdates"]);
+  vrfRootSm_->deleteReviewIntervalIs(k["deleteReviewInterval"]);
+  vrfRootSm_->fbuPriorityProcessingStartDelayIs(k["fbuPriorityProcessingStartDelay"]);
+  vrfRootSm_->fbuPriorityProcessingV4FirstIs(k["fbuPriorityProcessingV4First"]);
+  vrfRootSm_->fbuPriorityProcessingEndIntervalIs(k["fbuPriorityProcessingEndInterval"]);
+  vrfRootSm_->fbuRouteProcessQuantaMaxIs(k["fbuRouteProcessQuantaMax"]);
+  vrfRootSm_->fbuRouteProcessQuantaMinIs(k["fbuRouteProcessQuantaMin"]);
+  vrfRootSm_->fbuAdjProcessQuantaMinIs(k["fbuAdjProcessQuantaMin"]);
+  vrfRootSm_->reniceValueIs(static_cast<int>(k["reniceValue"]));
+}
+
+// ---------------------------------------------------------------------------
+// Statements and shows.
+
+void VrfModule::statementsAdd(StatementTable& t) {
+  using A = StatementArgs;
+  auto vrfOp = [this](char const* op, char const* help, void (VrfModule::*fn)(Kor::VrfName const&)) {
+    return Statement{{"vrf", op}, "NAME", help, true, [this, fn](A& a) -> Statement::Apply {
+                       Kor::VrfName name(a.next("VRF name"));
+                       return [this, fn, name](std::ostream&) { (this->*fn)(name); };
+                     }};
+  };
+  t.statementAdd(vrfOp("add", "announce a VRF (its routing information appears)", &VrfModule::vrfAdd));
+  t.statementAdd(vrfOp("del", "withdraw it", &VrfModule::vrfDel));
+  t.statementAdd(vrfOp("replace", "give the VRF a new IPv4 routing information entity (the library deletes and creates it)",
+                       &VrfModule::vrfReplace));
+  t.statementAdd({{"routing"}, "VRF on|off [ipv4|ipv6]", "switch routing of a VRF on or off (both families unless one is named)",
+                  true, [this](A& a) -> Statement::Apply {
+                    Kor::VrfName vrf(a.next("VRF name"));
+                    bool on = A::parseOnOff(a.next("on or off"));
+                    bool v4 = true, v6 = true;
+                    if (a.accept("ipv4")) v6 = false;
+                    else if (a.accept("ipv6")) v4 = false;
+                    return [=, this](std::ostream&) { routingIs(vrf, v4, v6, on); };
+                  }});
+  t.statementAdd({{"maxvrfs"}, "N", "the hardware's VRF capacity (ids 1..N besides default), from the next init or restart",
+                  false, [this](A& a) -> Statement::Apply {
+                    auto n = uint32_t(A::parseUnsigned(a.next("VRF count"), "VRF count", 65535));
+                    return [=, this](std::ostream&) { maxVrfsIs(n); };
+                  }});
+  t.statementAdd({{"set"}, "KNOB VALUE", "a setting of the VRF root (a duration; reniceValue an integer)", false,
+                  [this](A& a) -> Statement::Apply {
+                    std::string knob = a.next("knob name");
+                    std::string value = a.next("value");
+                    a.end();
+                    if (!knobKnown(knob)) fail("unknown knob '" + knob + "'");
+                    double v = knobIsInteger(knob) ? double(A::parseSigned(value, "value")) : A::parseDuration(value);
+                    return [=, this](std::ostream&) { knobIs(knob, v); };
+                  }});
+}
+
+void VrfModule::showsAdd() {
+  agent_->showAdd("vrfs", [this](bool json) { return ShowRenderer::render(vrfsShow(), json); });
+  agent_->showAdd("l3", [this](bool json) { return ShowRenderer::render(l3Show(), json); });
+}
+
+Kor::VrfRoot const* VrfModule::vrfRootOf(std::string const& name) const {
+  if (!vrfRootSm_ || name.size() > Kor::VrfName::maxBytes) return nullptr;
+  return vrfRootSm_->vrfRoot(Kor::VrfName(name)).ptr();
+}
+
+ShowModel VrfModule::vrfsShow() const {
+  using M = ShowModel;
+  auto const& l3 = *agent_->inputs().l3Status_;
+  M m;
+  m.lineAdd("vrfs:\n");
+  m.tableAdd("vrfs", "  ", {M::col("name", "", 12), M::col("id", " id "), M::jsonOnly("chip"), M::textOnly("")});
+  for (auto const& [name, info] : agent_->inputs().vrfInfoDir_->vrfInfoMap()) {
+    M::Cell id = l3.vrfIdHas(name) ? M::num(l3.vrfId(name).value()) : M::raw("null", "-");
+    // A VRF the chip has not taken says so (and how often it was retried).
+    auto root = vrfRootOf(name);
+    M::Cell chip = root ? M::str(Kor::toString(root->hwState())) : M::raw("null", "");
+    std::string chipText;
+    if (root && root->hwState() != Kor::VrfHwState::vrfHwInstalled)
+      chipText = std::string(" chip ") + Kor::toString(root->hwState()) + ", retries " + std::to_string(root->hwRetries());
+    m.rowAdd({M::str(name), id, chip, M::raw("", chipText)});
+  }
+  return m;
+}
+
+ShowModel VrfModule::l3Show() const {
+  using M = ShowModel;
+  auto const& l3 = *agent_->inputs().l3Status_;
+  M m;
+  m.lineAdd("l3 status:\n");
+  m.tableAdd("vrfs", "  ",
+             {M::col("name", "vrf ", 12), M::col("id", " id "), M::jsonOnly("routingEnabled"),
+              M::jsonOnly("routing6Enabled"), M::textOnly(" routing "), M::jsonOnly("endOfV4SyncDone"),
+              M::jsonOnly("endOfV6SyncDone"), M::textOnly(" endOfSync ")});
+  for (auto const& [name, st] : l3.vrfL3StatusMap()) {
+    auto onOff = [](bool b) { return std::string(b ? "on" : "off"); };
+    auto yesNo = [](bool b) { return std::string(b ? "yes" : "no"); };
+    m.rowAdd({M::str(name.str()), M::num(l3.vrfId(name).value()), M::flag(st->routingEnabled(), "", ""),
+              M::flag(st->routing6Enabled(), "", ""),
+              M::raw("", onOff(st->routingEnabled()) + "/" + onOff(st->routing6Enabled())),
+              M::flag(st->endOfV4SyncDone(), "", ""), M::flag(st->endOfV6SyncDone(), "", ""),
+              M::raw("", yesNo(st->endOfV4SyncDone()) + "/" + yesNo(st->endOfV6SyncDone()))});
+  }
+  m.fieldAdd("adjInfoList", "  adjInfoList ", M::num(l3.adjInfoListSize()));
+  m.fieldAdd("adjInfo6List", ", adjInfo6List ", M::num(l3.adjInfo6ListSize()));
+  m.fieldAdd("unicastReviewPending", ", unicastReviewPending ", M::num(l3.unicastReviewPending()));
+  m.fieldAdd("unicast6ReviewPending", ", unicast6ReviewPending ", M::num(l3.unicast6ReviewPending()));
+  m.lineAdd("\n");
+  return m;
+}
+
+std::vector<AgentModule::InputGroup> VrfModule::inputGroups() const {
+  InputGroup g{10, "vrfs", {}};
+  for (auto const& [name, info] : agent_->inputs().vrfInfoDir_->vrfInfoMap()) g.lines.push_back(name);
+  return {g};
+}
+
+}  // namespace KorAgent
