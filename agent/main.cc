@@ -2,6 +2,8 @@
 //
 //   kor-agent                      runs the built-in demo and prints the state
 //   kor-agent FILE | -             runs a scenario file (or standard input)
+//   kor-agent help                 lists every statement and show (./help: a
+//                                  file named help)
 //   kor-agent --socket PATH        serves the command channel on a Unix socket
 //   kor-agent --netlink            takes interfaces, VRFs and neighbours from the
 //                                  kernel (with --socket: serves it too)
@@ -42,7 +44,6 @@
 #include <string>
 
 #include "agent/Agent.h"
-#include "agent/vrf/VrfModule.h"
 #include "agent/CommandClient.h"
 #include "agent/CommandServer.h"
 #include "agent/DemoScenario.h"
@@ -50,6 +51,8 @@
 #include "agent/FpmServer.h"
 #include "agent/KernelIntfMap.h"
 #include "agent/KernelNetlinkSource.h"
+#include "agent/life/LifeModule.h"
+#include "agent/vrf/VrfModule.h"
 #include "agent/ScenarioRunner.h"
 #include "vix/Log.h"
 #include "vix/Trace.h"
@@ -59,6 +62,7 @@ namespace {
 int usage() {
   std::fprintf(stderr,
                "usage: kor-agent [--trace] [--realtime] [FILE | -]\n"
+               "       kor-agent help\n"
                "       kor-agent [--trace] [--netns NAME] [--netlink] [--fpm [ADDR:]PORT] [--socket PATH]\n"
                "                 [--socket-group GROUP] [--socket-timeout DURATION] [--socket-answer-max BYTES]\n"
                "                 [--fpm-proof-timeout DURATION] [--fpm-stale-quiet DURATION]\n"
@@ -212,6 +216,11 @@ int main(int argc, char** argv) {
       askText = argv[++i];
     } else if (a == "-h" || a == "--help") {
       usage();
+      return 0;
+    } else if (a == "help" && argc == 2) {
+      // The statement table the agent runs, as the `help` statement prints it.
+      KorAgent::Agent agent(Vix::makePtr<Vix::ManualTimeSource>(0.0));
+      std::cout << agent.module<KorAgent::LifeModule>().helpText();
       return 0;
     } else if ((a == "-" || a[0] != '-') && !haveFile) {
       file = a;
