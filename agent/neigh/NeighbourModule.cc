@@ -116,20 +116,18 @@ void NeighbourModule::macDel(Kor::VlanId vlan, Nollo::EthAddr const& mac) {
 
 void NeighbourModule::statementsAdd(StatementTable& t) {
   using A = StatementArgs;
-  t.statementAdd({{"mac", "add"}, "VLAN MAC INTF", "a MAC table entry: MAC learned in VLAN on INTF", true,
-                  [this](A& a) -> Statement::Apply {
-                    Kor::VlanId vlan = A::parseVlan(a.next("VLAN id"));
-                    Nollo::EthAddr mac(a.next("MAC address"));
-                    Nollo::IntfId intf(a.next("interface name"));
-                    return [=, this](std::ostream&) { macAdd(vlan, mac, intf); };
-                  }});
-  t.statementAdd({{"mac", "move"}, "VLAN MAC INTF", "the MAC moves to another interface", true,
-                  [this](A& a) -> Statement::Apply {
-                    Kor::VlanId vlan = A::parseVlan(a.next("VLAN id"));
-                    Nollo::EthAddr mac(a.next("MAC address"));
-                    Nollo::IntfId intf(a.next("interface name"));
-                    return [=, this](std::ostream&) { macMove(vlan, mac, intf); };
-                  }});
+  // add and move read the same words: a MAC on an interface of a VLAN.
+  auto macOp = [this](char const* op, char const* help,
+                      void (NeighbourModule::*fn)(Kor::VlanId, Nollo::EthAddr const&, Nollo::IntfId const&)) {
+    return Statement{{"mac", op}, "VLAN MAC INTF", help, true, [this, fn](A& a) -> Statement::Apply {
+                       Kor::VlanId vlan = A::parseVlan(a.next("VLAN id"));
+                       Nollo::EthAddr mac(a.next("MAC address"));
+                       Nollo::IntfId intf(a.next("interface name"));
+                       return [=, this](std::ostream&) { (this->*fn)(vlan, mac, intf); };
+                     }};
+  };
+  t.statementAdd(macOp("add", "a MAC table entry: MAC learned in VLAN on INTF", &NeighbourModule::macAdd));
+  t.statementAdd(macOp("move", "the MAC moves to another interface", &NeighbourModule::macMove));
   t.statementAdd({{"mac", "del"}, "VLAN MAC", "it leaves the MAC table", true, [this](A& a) -> Statement::Apply {
                     Kor::VlanId vlan = A::parseVlan(a.next("VLAN id"));
                     Nollo::EthAddr mac(a.next("MAC address"));
