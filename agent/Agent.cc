@@ -7,7 +7,6 @@
 #include <sstream>
 #include <stdexcept>
 
-#include "agent/AgentInputs.h"
 #include "agent/ScenarioRunner.h"
 #include "agent/chip/ChipModule.h"
 #include "agent/fib/FibModule.h"
@@ -44,7 +43,7 @@ bool isCommandCode(std::string const& word) {
 Agent::Agent(Vix::Ptr<Vix::TimeSource> ts)
     : loop_(Vix::makePtr<Vix::ActivityLoop>(ts)),
       chip_(Vix::makePtr<SoftChip::SoftChip>()),
-      in_(std::make_unique<AgentInputs>()),
+      l3Status_(Vix::makePtr<Kor::L3Status>("l3Status")),
       logs_(Vix::makePtr<Vix::MemoryLogSink>()),
       traces_(Vix::makePtr<TraceTee>()),
       exitFn_([](int status) {
@@ -56,8 +55,8 @@ Agent::Agent(Vix::Ptr<Vix::TimeSource> ts)
   Vix::logSinkIs(logs_);
   Vix::traceSinkIs(traces_);
   // The chip's helpers read the L3 status the inputs keep across restarts.
-  chip_->softAdjSmHelper().l3StatusIs(in_->l3Status_);
-  chip_->softVrfHelper().l3StatusIs(in_->l3Status_);
+  chip_->softAdjSmHelper().l3StatusIs(l3Status_);
+  chip_->softVrfHelper().l3StatusIs(l3Status_);
   doListModules();
   for (auto const& m : modules_) {
     m->statementsAdd(statements_);
@@ -91,7 +90,7 @@ void Agent::traceToStderrIs(bool on) { traceToStderr = on; }
 // ---------------------------------------------------------------------------
 // The library's objects.
 
-Kor::L3Status const* Agent::l3Status() const { return in_->l3Status_.ptr(); }
+Kor::L3Status const* Agent::l3Status() const { return l3Status_.ptr(); }
 Kor::VrfRootSm* Agent::vrfRootSm() const { return module<VrfModule>().vrfRootSm(); }
 Kor::L2AdjHelper* Agent::l2AdjHelper() const { return module<NeighbourModule>().l2AdjHelper(); }
 
@@ -138,7 +137,7 @@ void Agent::doDropRunOutputs() {
   // records, L2 adjacencies and the sharing index) goes with it; the new run
   // rebuilds them from the FEC tables and claims the chip's L2 adjacencies
   // back. VRF ids, next-hop lists and the rest stay, as in the state database.
-  auto& l3 = *in_->l3Status_;
+  auto& l3 = *l3Status_;
   l3.initializedIs(false);
   for (auto const& [name, vs] : l3.vrfL3StatusMap()) {
     vs->adjEntryReviewListDelAll();

@@ -1,9 +1,9 @@
 #pragma once
-// The host agent: owns the activity loop, the software chip, the input
-// entities the other agents would publish (AgentInputs), the common data the
+// The host agent: owns the activity loop, the software chip, the L3 status
+// (the library's shared record, kept across restarts), the common data the
 // library's factories all take, and the list of its subsystem modules
-// (AgentModule), which own the rest: their input operations, their part of
-// the library's creation, their statements and shows.
+// (AgentModule), which own the rest: their input entities and operations,
+// their part of the library's creation, their statements and shows.
 //
 // Invariants: inputs and the chip outlive the library objects; restart()
 // destroys only the library objects and creates them again over the same
@@ -40,8 +40,6 @@ class VrfRootSm;
 
 namespace KorAgent {
 
-class AgentInputs;
-
 class Agent {
  public:
   explicit Agent(Vix::Ptr<Vix::TimeSource> ts);
@@ -51,8 +49,8 @@ class Agent {
 
   Vix::ActivityLoop* loop() const { return loop_.ptr(); }
   SoftChip::SoftChip* chip() const { return chip_.ptr(); }
-  // The entities the agent feeds the library with, written by the modules.
-  AgentInputs& inputs() const { return *in_; }
+  // Written by the library; kept across restarts like the state database.
+  Vix::Ptr<Kor::L3Status> const& l3StatusPtr() const { return l3Status_; }
   // The common data of the current run of the library.
   Kor::KorCommonSmData* commonData() const { return acsd_.ptr(); }
   Vix::Ptr<Kor::KorCommonSmData> const& commonDataPtr() const { return acsd_; }
@@ -136,7 +134,7 @@ class Agent {
 
   Vix::Ptr<Vix::ActivityLoop> loop_;
   Vix::Ptr<SoftChip::SoftChip> chip_;
-  std::unique_ptr<AgentInputs> in_;
+  Vix::Ptr<Kor::L3Status> l3Status_;
   Vix::Ptr<Vix::MemoryLogSink> logs_;
   Vix::Ptr<TraceTee> traces_;
   size_t logsShown_ = 0;

@@ -5,7 +5,6 @@
 #include <stdexcept>
 
 #include "agent/Agent.h"
-#include "agent/AgentInputs.h"
 #include "agent/ShowRenderer.h"
 #include "agent/StatementTable.h"
 #include "softchip/RouteResolverSm.h"
@@ -29,17 +28,23 @@ bool isAnswer(std::string const& t) { return t == "ok" || t == "fail" || t == "n
 
 }  // namespace
 
+ChipModule::ChipModule(Agent* agent)
+    : AgentModule(agent),
+      hwConfig_(Vix::makePtr<Routing::Hardware::Config>("routing/hardware/config")),
+      hwStatus_(Vix::makePtr<Routing::Hardware::Status>("routing/hardware/status")),
+      hwRouteStatus_(Vix::makePtr<Routing::Hardware::RouteStatus>("routing/hardware/route/status")),
+      hwRoute6Status_(Vix::makePtr<Routing6::Hardware::RouteStatus>("routing6/hardware/route/status")) {}
+
 void ChipModule::doCreateHelpers() {
-  auto& in = agent_->inputs();
   auto* chip = agent_->chip();
-  chip->routeResolverIs(Vix::makePtr<SoftChip::RouteResolverSm>(chip, in.l3Status_, in.hwStatus_));
+  chip->routeResolverIs(Vix::makePtr<SoftChip::RouteResolverSm>(chip, agent_->l3StatusPtr(), hwStatus_));
 }
 
 void ChipModule::doDetachLibrary() { agent_->chip()->routeResolverIs(nullptr); }
 
-void ChipModule::maxEcmpIs(uint32_t n) { agent_->inputs().hwStatus_->maxEcmpIs(n); }
+void ChipModule::maxEcmpIs(uint32_t n) { hwStatus_->maxEcmpIs(n); }
 
-void ChipModule::adjSharingIs(Routing::Hardware::AdjSharing mode) { agent_->inputs().hwConfig_->adjSharingIs(mode); }
+void ChipModule::adjSharingIs(Routing::Hardware::AdjSharing mode) { hwConfig_->adjSharingIs(mode); }
 
 void ChipModule::exactMatchLengthsIs(std::vector<uint32_t> const& bits) {
   std::vector<Routing::RoutesInExactMatch> lengths;
@@ -49,7 +54,7 @@ void ChipModule::exactMatchLengthsIs(std::vector<uint32_t> const& bits) {
       fail("bad exact-match prefix length " + std::to_string(b) + ": must be a multiple of 4 in 48..112");
     lengths.push_back(len);
   }
-  auto& st = *agent_->inputs().hwStatus_;
+  auto& st = *hwStatus_;
   std::vector<Routing::RoutesInExactMatch> gone;
   for (auto const& [len, on] : st.prefixLenInExactMatchMap())
     if (std::find(lengths.begin(), lengths.end(), len) == lengths.end()) gone.push_back(len);

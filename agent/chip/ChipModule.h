@@ -12,12 +12,21 @@
 
 #include "agent/AgentModule.h"
 #include "models/routing/hardware/AdjSharing.h"
+#include "models/routing/hardware/Config.h"
+#include "models/routing/hardware/RouteStatus.h"
+#include "models/routing/hardware/Status.h"
+#include "models/routing6/hardware/RouteStatus.h"
+#include "vix/Ptr.h"
 
 namespace KorAgent {
 
 class ChipModule : public AgentModule {
  public:
-  explicit ChipModule(Agent* agent) : AgentModule(agent) {}
+  explicit ChipModule(Agent* agent);
+  Vix::Ptr<Routing::Hardware::Config> const& hwConfig() const { return hwConfig_; }
+  Vix::Ptr<Routing::Hardware::Status> const& hwStatus() const { return hwStatus_; }
+  Vix::Ptr<Routing::Hardware::RouteStatus> const& hwRouteStatus() const { return hwRouteStatus_; }
+  Vix::Ptr<Routing6::Hardware::RouteStatus> const& hwRoute6Status() const { return hwRoute6Status_; }
 
   // The hardware: its ECMP limit and the configured sharing mode.
   void maxEcmpIs(uint32_t n);
@@ -36,6 +45,13 @@ class ChipModule : public AgentModule {
 
  private:
   ShowModel chipShow() const;
+
+  // The hardware's routing configuration (adjacency sharing mode),
+  // capabilities (maxEcmp, exact-match lengths) and route status.
+  Vix::Ptr<Routing::Hardware::Config> hwConfig_;
+  Vix::Ptr<Routing::Hardware::Status> hwStatus_;
+  Vix::Ptr<Routing::Hardware::RouteStatus> hwRouteStatus_;
+  Vix::Ptr<Routing6::Hardware::RouteStatus> hwRoute6Status_;
 };
 
 }  // namespace KorAgent

@@ -6,9 +6,9 @@
 #include <type_traits>
 
 #include "agent/Agent.h"
-#include "agent/AgentInputs.h"
 #include "agent/ShowRenderer.h"
 #include "agent/StatementTable.h"
+#include "agent/chip/ChipModule.h"
 #include "agent/vrf/VrfModule.h"
 #include "kor/adj/AdjSm.h"
 #include "kor/l3/L3Status.h"
@@ -70,7 +70,7 @@ FibModule::Prefix parsePrefix(std::string const& t) {
 // only its own VRF's table: a route naming another VRF's FEC would stay
 // unprogrammed for good, so it is refused.
 void FibModule::checkFec(Kor::VrfName const& vrf, uint64_t fecIndex, bool v6) const {
-  auto* em = agent_->inputs().entityManager_.ptr();
+  auto* em = entityManager_.ptr();
   auto const fecId = fecIdOf(fecIndex);
   std::string const fec = std::string(v6 ? "IPv6" : "IPv4") + " FEC " + std::to_string(fecIndex);
   auto it = fecVrf_.find(fecIndex);
@@ -124,7 +124,7 @@ void FibModule::doWriteFec(Kor::VrfName const& vrf, uint64_t id, std::vector<Via
     via.weightIs(v.weight);
     f.viaAdd(via);
   }
-  agent_->inputs().entityManager_->forwardingStatus<AF>(vrf.str())->fecIs(f);
+  entityManager_->forwardingStatus<AF>(vrf.str())->fecIs(f);
 }
 
 void FibModule::fecAdd(uint64_t id, std::vector<Via> const& vias, Kor::VrfName const& vrf, Quill::Fib::FecType type,
@@ -141,7 +141,7 @@ void FibModule::fecUpdate(uint64_t id, std::vector<Via> const& vias, Quill::Fib:
   checkVias(id, vias, type);
   auto it = fecVrf_.find(id);
   if (it == fecVrf_.end()) fail("no FEC " + std::to_string(id));
-  bool wasV6 = agent_->inputs().entityManager_->forwardingStatus<Nollo::Ipv6>(it->second.str())->fecHas(fecIdOf(id));
+  bool wasV6 = entityManager_->forwardingStatus<Nollo::Ipv6>(it->second.str())->fecHas(fecIdOf(id));
   if (!vias.empty() && wasV6 != vias[0].hop.isV6())
     fail("FEC " + std::to_string(id) + " cannot change its address family");
   if (wasV6) doWriteFec<Nollo::Ipv6>(it->second, id, vias, type);
@@ -151,7 +151,7 @@ void FibModule::fecUpdate(uint64_t id, std::vector<Via> const& vias, Quill::Fib:
 void FibModule::fecDel(uint64_t id) {
   auto it = fecVrf_.find(id);
   if (it == fecVrf_.end()) fail("no FEC " + std::to_string(id));
-  auto* em = agent_->inputs().entityManager_.ptr();
+  auto* em = entityManager_.ptr();
   em->forwardingStatus<Nollo::Ipv4>(it->second.str())->fecDel(fecIdOf(id));
   em->forwardingStatus<Nollo::Ipv6>(it->second.str())->fecDel(fecIdOf(id));
   fecVrf_.erase(it);
@@ -171,13 +171,13 @@ void FibModule::routeAdd(Kor::VrfName const& vrf, Prefix const& prefix, uint64_t
 
 Vix::Ptr<Quill::Fib::RouteStatus> FibModule::fibRoutes4(Kor::VrfName const& vrf) {
   auto& t = routes4_[vrf];
-  if (!t) t = agent_->inputs().entityManager_->routeStatus<Nollo::Ipv4>(vrf.str());
+  if (!t) t = entityManager_->routeStatus<Nollo::Ipv4>(vrf.str());
   return t;
 }
 
 Vix::Ptr<Quill::Fib6::RouteStatus> FibModule::fibRoutes6(Kor::VrfName const& vrf) {
   auto& t = routes6_[vrf];
-  if (!t) t = agent_->inputs().entityManager_->routeStatus<Nollo::Ipv6>(vrf.str());
+  if (!t) t = entityManager_->routeStatus<Nollo::Ipv6>(vrf.str());
   return t;
 }
 
@@ -252,7 +252,7 @@ void FibModule::showsAdd() {
 
 std::vector<AgentModule::InputGroup> FibModule::inputGroups() const {
   InputGroup fecs{60, "fecs", {}}, routes{70, "routes", {}};
-  auto* em = agent_->inputs().entityManager_.ptr();
+  auto* em = entityManager_.ptr();
   for (auto const& [id, vrf] : fecVrf_) {
     std::string prefix = vrf.isDefault() ? std::string() : vrf.str() + " ";
     if (auto f4 = em->forwardingStatus<Nollo::Ipv4>(vrf.str())->fec(fecIdOf(id))) fecs.lines.push_back(prefix + f4->str());
@@ -275,10 +275,10 @@ ShowModel FibModule::routesShow() const {
   // Every VRF's routes as the chip holds them: table by table, each in
   // (VRF id, prefix) order.
   using M = ShowModel;
-  auto const& l3 = *agent_->inputs().l3Status_;
+  auto const& l3 = *agent_->l3StatusPtr();
   auto* chip = agent_->chip();
   std::vector<unsigned> em;
-  for (auto const& [len, on] : agent_->inputs().hwStatus_->prefixLenInExactMatchMap()) em.push_back(len.bits());
+  for (auto const& [len, on] : agent_->module<ChipModule>().hwStatus()->prefixLenInExactMatchMap()) em.push_back(len.bits());
   std::sort(em.begin(), em.end());
   std::string emJson, emText;
   for (unsigned b : em) {
@@ -325,7 +325,7 @@ ShowModel FibModule::routesShow() const {
 
 ShowModel FibModule::routeLookupShow(Kor::VrfName const& vrf, Nollo::IpGenAddr const& addr) const {
   using M = ShowModel;
-  auto const& l3 = *agent_->inputs().l3Status_;
+  auto const& l3 = *agent_->l3StatusPtr();
   if (!l3.vrfIdHas(vrf)) fail("vrf '" + vrf.str() + "' has no id");
   Kor::VrfId id = l3.vrfId(vrf);
   M::Cell route = M::raw("null", "no route");

@@ -14,6 +14,7 @@
 #include "nollo/IntfId.h"
 #include "nollo/IpGenAddr.h"
 #include "nollo/IpPrefix.h"
+#include "models/ledra/EntityManager.h"
 #include "quill/FecType.h"
 #include "quill/RouteStatus.h"
 #include "vix/Ptr.h"
@@ -37,7 +38,10 @@ class FibModule : public AgentModule {
   // stay below it, so the two never collide.
   static constexpr uint64_t kRouteSourceFecBase = uint64_t(1) << 48;
 
-  explicit FibModule(Agent* agent) : AgentModule(agent) {}
+  explicit FibModule(Agent* agent)
+      : AgentModule(agent), entityManager_(Vix::makePtr<Ledra::EntityManager>("ledra")) {}
+  // The state database's mounts, the shared-memory FIB among them.
+  Vix::Ptr<Ledra::EntityManager> const& entityManager() const { return entityManager_; }
 
   // A FEC in the FIB FEC table of a VRF (IPv4 or IPv6 by its next hops).
   // forward: one via or more; attached (a connected subnet): one via, the
@@ -70,6 +74,7 @@ class FibModule : public AgentModule {
   ShowModel routesShow() const;
   ShowModel routeLookupShow(Kor::VrfName const& vrf, Nollo::IpGenAddr const& addr) const;
 
+  Vix::Ptr<Ledra::EntityManager> entityManager_;
   // The VRF whose FIB FEC tables hold each FEC id.
   std::map<uint64_t, Kor::VrfName> fecVrf_;
   std::map<Kor::VrfName, Vix::Ptr<Quill::Fib::RouteStatus>> routes4_;

@@ -3,10 +3,10 @@
 #include <stdexcept>
 
 #include "agent/Agent.h"
-#include "agent/AgentInputs.h"
 #include "agent/StatementTable.h"
 #include "agent/vrf/VrfModule.h"
 #include "kor/common/KorCommonSmData.h"
+#include "kor/l3/L3Status.h"
 
 namespace KorAgent {
 
@@ -14,13 +14,22 @@ namespace {
 [[noreturn]] void fail(std::string const& m) { throw std::invalid_argument(m); }
 }  // namespace
 
+IntfModule::IntfModule(Agent* agent)
+    : AgentModule(agent),
+      intfVlanIdTable_(Vix::makePtr<IntfVlanId::Table>("intfVlanIdTable")),
+      ipStatus_(Vix::makePtr<Ip::Status>("ipStatus")),
+      ip6Status_(Vix::makePtr<Ip6::Status>("ip6Status")),
+      allIntfStatusDir_(Vix::makePtr<Interface::AllIntfStatusDir>("interface/status/all")) {
+  // The L3 status resolves an interface's VLAN through this table.
+  agent->l3StatusPtr()->intfVlanIdTableIs(intfVlanIdTable_);
+}
+
 void IntfModule::checkAdded(Nollo::IntfId const& intf) const {
   if (!intfs_.count(intf)) fail("interface " + intf.str() + " not added");
 }
 
 void IntfModule::intfAdd(Nollo::IntfId const& intf, std::optional<Kor::VrfName> const& vrf,
                          std::optional<Kor::VlanId> const& vlan, bool routed, bool up) {
-  auto& in = agent_->inputs();
   if (intf.isNone()) fail("empty interface name");
   if (intfs_.count(intf)) fail("interface " + intf.str() + " already added");
   if (vrf) agent_->module<VrfModule>().checkAnnounced(*vrf);
@@ -32,27 +41,26 @@ void IntfModule::intfAdd(Nollo::IntfId const& intf, std::optional<Kor::VrfName> 
          std::to_string(Kor::VlanId::max) + ")");
   std::string v = vrf ? vrf->str() : std::string();
   intfs_[intf] = v;
-  in.allIntfStatusDir_->intfStatusIs(intf, Interface::IntfStatus{up, routed});
-  if (vlan) in.intfVlanIdTable_->vlanIdIs(intf, vlan->value());
+  allIntfStatusDir_->intfStatusIs(intf, Interface::IntfStatus{up, routed});
+  if (vlan) intfVlanIdTable_->vlanIdIs(intf, vlan->value());
   if (vrf) {
-    in.ipStatus_->currentVrfIs(intf, v);
-    in.ip6Status_->currentVrfIs(intf, v);
+    ipStatus_->currentVrfIs(intf, v);
+    ip6Status_->currentVrfIs(intf, v);
   }
 }
 
 void IntfModule::intfDel(Nollo::IntfId const& intf) {
   checkAdded(intf);
-  auto& in = agent_->inputs();
   intfs_.erase(intf);
-  in.intfVlanIdTable_->vlanIdDel(intf);
-  in.ipStatus_->currentVrfDel(intf);
-  in.ip6Status_->currentVrfDel(intf);
-  in.allIntfStatusDir_->intfStatusDel(intf);
+  intfVlanIdTable_->vlanIdDel(intf);
+  ipStatus_->currentVrfDel(intf);
+  ip6Status_->currentVrfDel(intf);
+  allIntfStatusDir_->intfStatusDel(intf);
 }
 
 void IntfModule::intfLinkIs(Nollo::IntfId const& intf, bool up) {
   checkAdded(intf);
-  auto& dir = *agent_->inputs().allIntfStatusDir_;
+  auto& dir = *allIntfStatusDir_;
   auto st = dir.intfStatus(intf);
   st.operUp = up;
   dir.intfStatusIs(intf, st);
@@ -60,7 +68,7 @@ void IntfModule::intfLinkIs(Nollo::IntfId const& intf, bool up) {
 
 void IntfModule::intfVlanIs(Nollo::IntfId const& intf, std::optional<Kor::VlanId> const& vlan) {
   checkAdded(intf);
-  auto& table = *agent_->inputs().intfVlanIdTable_;
+  auto& table = *intfVlanIdTable_;
   if (vlan) table.vlanIdIs(intf, vlan->value());
   else table.vlanIdDel(intf);
 }
@@ -155,13 +163,12 @@ void IntfModule::statementsAdd(StatementTable& t) {
 }
 
 std::vector<AgentModule::InputGroup> IntfModule::inputGroups() const {
-  auto& in = agent_->inputs();
   InputGroup intfs{20, "interfaces", {}}, lags{50, "lags", {}};
   for (auto const& [intf, vrf] : intfs_) {
     std::string s = intf.str();
     if (!vrf.empty()) s += " vrf " + vrf;
-    if (in.intfVlanIdTable_->vlanIdHas(intf)) s += " vlan " + std::to_string(in.intfVlanIdTable_->vlanId(intf));
-    auto st = in.allIntfStatusDir_->intfStatus(intf);
+    if (intfVlanIdTable_->vlanIdHas(intf)) s += " vlan " + std::to_string(intfVlanIdTable_->vlanId(intf));
+    auto st = allIntfStatusDir_->intfStatus(intf);
     if (st.routedPort) s += " routed";
     if (!st.operUp) s += " down";
     intfs.lines.push_back(s);

@@ -13,13 +13,17 @@
 #include "kor/common/KorPortList.h"
 #include "kor/common/VlanId.h"
 #include "kor/common/VrfName.h"
+#include "models/interface/AllIntfStatusDir.h"
+#include "models/ip/IntfVlanIdTable.h"
+#include "models/ip/Status.h"
+#include "models/ip6/Status.h"
 #include "nollo/IntfId.h"
 
 namespace KorAgent {
 
 class IntfModule : public AgentModule {
  public:
-  explicit IntfModule(Agent* agent) : AgentModule(agent) {}
+  explicit IntfModule(Agent* agent);
 
   // A new interface is up; `routed` marks a routed port.
   void intfAdd(Nollo::IntfId const& intf, std::optional<Kor::VrfName> const& vrf,
@@ -31,6 +35,11 @@ class IntfModule : public AgentModule {
   void lagAdd(Nollo::IntfId const& lag, std::vector<Nollo::IntfId> const& ports);
   void lagDel(Nollo::IntfId const& lag, std::vector<Nollo::IntfId> const& ports);
 
+  Vix::Ptr<IntfVlanId::Table> const& intfVlanIdTable() const { return intfVlanIdTable_; }
+  Vix::Ptr<Ip::Status> const& ipStatus() const { return ipStatus_; }
+  Vix::Ptr<Ip6::Status> const& ip6Status() const { return ip6Status_; }
+  Vix::Ptr<Interface::AllIntfStatusDir> const& allIntfStatusDir() const { return allIntfStatusDir_; }
+
   void statementsAdd(StatementTable& t) override;
   std::vector<InputGroup> inputGroups() const override;
   void doCreateHelpers() override;
@@ -38,6 +47,11 @@ class IntfModule : public AgentModule {
  private:
   void checkAdded(Nollo::IntfId const& intf) const;
 
+  // What the IP and interface agents publish: VLANs, VRFs, link state.
+  Vix::Ptr<IntfVlanId::Table> intfVlanIdTable_;
+  Vix::Ptr<Ip::Status> ipStatus_;
+  Vix::Ptr<Ip6::Status> ip6Status_;
+  Vix::Ptr<Interface::AllIntfStatusDir> allIntfStatusDir_;
   // Interfaces added, with their VRF ("" for none).
   std::map<Nollo::IntfId, std::string> intfs_;
   // LAG membership (port channel -> member ports).

@@ -3,9 +3,10 @@
 #include <stdexcept>
 
 #include "agent/Agent.h"
-#include "agent/AgentInputs.h"
 #include "agent/ShowRenderer.h"
 #include "agent/StatementTable.h"
+#include "agent/intf/IntfModule.h"
+#include "agent/chip/ChipModule.h"
 #include "agent/vrf/VrfModule.h"
 #include "kor/adj/AdjEntry.h"
 #include "kor/adj/L2AdjHelper.h"
@@ -18,12 +19,19 @@ namespace {
 [[noreturn]] void fail(std::string const& m) { throw std::invalid_argument(m); }
 }  // namespace
 
-NeighbourModule::NeighbourModule(Agent* agent) : AgentModule(agent) { arpVrfIds_[Kor::VrfName("default")] = 0; }
+NeighbourModule::NeighbourModule(Agent* agent)
+    : AgentModule(agent),
+      arpVrfIdMap_(Vix::makePtr<Quill::Arp::VrfIdMap>("vrfIdMap")),
+      arpTable_(Vix::makePtr<Quill::Arp::ArpTable>("arp")),
+      neighTable_(Vix::makePtr<Quill::Arp::NeighTable>("neighbor")),
+      bridgingStatus_(Vix::makePtr<Bridging::Status>("bridging/status")) {
+  arpVrfIds_[Kor::VrfName("default")] = 0;
+  arpVrfIdMap_->vrfNameIs(0, "default");
+}
 
 void NeighbourModule::doCreateHelpers() {
-  auto& in = agent_->inputs();
-  l2AdjHelper_ = Vix::makePtr<Kor::L2AdjHelper>(agent_->commonDataPtr(), in.l3Status_, in.hwConfig_,
-                                                in.allIntfStatusDir_, agent_->chip()->adjSmHelper());
+  l2AdjHelper_ = Vix::makePtr<Kor::L2AdjHelper>(agent_->commonDataPtr(), agent_->l3StatusPtr(), agent_->module<ChipModule>().hwConfig(),
+                                                agent_->module<IntfModule>().allIntfStatusDir(), agent_->chip()->adjSmHelper());
   l2AdjHelper_->exitFnIs([this](int status) { agent_->doExit(status); });
 }
 
@@ -37,7 +45,7 @@ uint32_t NeighbourModule::arpVrfId(Kor::VrfName const& name) {
   // Like the ARP agent: ids in order of first use, default is 0.
   uint32_t id = static_cast<uint32_t>(arpVrfIds_.size());
   arpVrfIds_[name] = id;
-  agent_->inputs().arpVrfIdMap_->vrfNameIs(id, name.str());
+  arpVrfIdMap_->vrfNameIs(id, name.str());
   return id;
 }
 
@@ -45,29 +53,27 @@ void NeighbourModule::arpAdd(Kor::VrfName const& vrf, Nollo::IpGenAddr const& ip
                              Nollo::IntfId const& intf) {
   if (intf.isNone()) fail("empty interface name");
   agent_->module<VrfModule>().checkAnnounced(vrf);
-  auto& in = agent_->inputs();
   uint32_t id = arpVrfId(vrf);
   Quill::Arp::ArpEntry e(mac, Quill::Arp::ArpState::reachable);
-  if (ip.isV4()) in.arpTable_->arpEntryIs(Quill::Arp::ArpKey(id, ip.v4(), intf), e);
-  else in.neighTable_->arpEntryIs(Quill::Arp::NeighKey(id, ip.v6(), intf), e);
+  if (ip.isV4()) arpTable_->arpEntryIs(Quill::Arp::ArpKey(id, ip.v4(), intf), e);
+  else neighTable_->arpEntryIs(Quill::Arp::NeighKey(id, ip.v6(), intf), e);
 }
 
 void NeighbourModule::arpDel(Kor::VrfName const& vrf, Nollo::IpGenAddr const& ip) {
-  auto& in = agent_->inputs();
   auto it = arpVrfIds_.find(vrf);
   bool found = false;
   if (it != arpVrfIds_.end()) {
     if (ip.isV4()) {
       std::vector<Quill::Arp::ArpKey> gone;
-      for (auto const& kv : in.arpTable_->arpEntryMap())
+      for (auto const& kv : arpTable_->arpEntryMap())
         if (kv.first.vrfId() == it->second && kv.first.addr() == ip.v4()) gone.push_back(kv.first);
-      for (auto const& k : gone) in.arpTable_->arpEntryDel(k);
+      for (auto const& k : gone) arpTable_->arpEntryDel(k);
       found = !gone.empty();
     } else {
       std::vector<Quill::Arp::NeighKey> gone;
-      for (auto const& kv : in.neighTable_->arpEntryMap())
+      for (auto const& kv : neighTable_->arpEntryMap())
         if (kv.first.vrfId() == it->second && kv.first.addr() == ip.v6()) gone.push_back(kv.first);
-      for (auto const& k : gone) in.neighTable_->arpEntryDel(k);
+      for (auto const& k : gone) neighTable_->arpEntryDel(k);
       found = !gone.empty();
     }
   }
@@ -75,18 +81,17 @@ void NeighbourModule::arpDel(Kor::VrfName const& vrf, Nollo::IpGenAddr const& ip
 }
 
 void NeighbourModule::arpDel(Kor::VrfName const& vrf, Nollo::IpGenAddr const& ip, Nollo::IntfId const& intf) {
-  auto& in = agent_->inputs();
   auto it = arpVrfIds_.find(vrf);
   bool found = false;
   if (it != arpVrfIds_.end()) {
     if (ip.isV4()) {
       Quill::Arp::ArpKey k(it->second, ip.v4(), intf);
-      found = in.arpTable_->arpEntryHas(k);
-      if (found) in.arpTable_->arpEntryDel(k);
+      found = arpTable_->arpEntryHas(k);
+      if (found) arpTable_->arpEntryDel(k);
     } else {
       Quill::Arp::NeighKey k(it->second, ip.v6(), intf);
-      found = in.neighTable_->arpEntryHas(k);
-      if (found) in.neighTable_->arpEntryDel(k);
+      found = neighTable_->arpEntryHas(k);
+      if (found) neighTable_->arpEntryDel(k);
     }
   }
   if (!found) fail("no ARP entry " + ip.str() + " on " + intf.str() + " in vrf '" + vrf.str() + "'");
@@ -94,7 +99,7 @@ void NeighbourModule::arpDel(Kor::VrfName const& vrf, Nollo::IpGenAddr const& ip
 
 void NeighbourModule::macAdd(Kor::VlanId vlan, Nollo::EthAddr const& mac, Nollo::IntfId const& intf) {
   if (intf.isNone()) fail("empty interface name");
-  auto& bridging = *agent_->inputs().bridgingStatus_;
+  auto& bridging = *bridgingStatus_;
   auto fdb = bridging.fdbStatus(vlan.value());
   if (fdb && fdb->learnedHostHas(mac)) fail("MAC " + mac.str() + " already in vlan " + std::to_string(vlan.value()));
   if (!fdb) fdb = bridging.newFdbStatus(vlan.value());
@@ -103,13 +108,13 @@ void NeighbourModule::macAdd(Kor::VlanId vlan, Nollo::EthAddr const& mac, Nollo:
 
 void NeighbourModule::macMove(Kor::VlanId vlan, Nollo::EthAddr const& mac, Nollo::IntfId const& intf) {
   if (intf.isNone()) fail("empty interface name");
-  auto fdb = agent_->inputs().bridgingStatus_->fdbStatus(vlan.value());
+  auto fdb = bridgingStatus_->fdbStatus(vlan.value());
   if (!fdb || !fdb->learnedHostHas(mac)) fail("no MAC " + mac.str() + " in vlan " + std::to_string(vlan.value()));
   fdb->learnedHostIs(mac, Bridging::LearnedHost{intf, Bridging::EntryType::learnedDynamicMac});
 }
 
 void NeighbourModule::macDel(Kor::VlanId vlan, Nollo::EthAddr const& mac) {
-  auto fdb = agent_->inputs().bridgingStatus_->fdbStatus(vlan.value());
+  auto fdb = bridgingStatus_->fdbStatus(vlan.value());
   if (!fdb || !fdb->learnedHostHas(mac)) fail("no MAC " + mac.str() + " in vlan " + std::to_string(vlan.value()));
   fdb->learnedHostDel(mac);
 }
@@ -149,17 +154,16 @@ void NeighbourModule::statementsAdd(StatementTable& t) {
 }
 
 std::vector<AgentModule::InputGroup> NeighbourModule::inputGroups() const {
-  auto& in = agent_->inputs();
   InputGroup arps{30, "arp", {}}, macs{40, "macs", {}};
   std::map<uint32_t, std::string> arpVrfName;
   for (auto const& [n, id] : arpVrfIds_) arpVrfName[id] = n.str();
   std::map<std::string, std::string> sorted;
-  for (auto const& [k, e] : in.arpTable_->arpEntryMap())
+  for (auto const& [k, e] : arpTable_->arpEntryMap())
     sorted[arpVrfName[k.vrfId()] + " " + k.addr().str() + " " + k.intf().str()] = e.ethAddr().str();
-  for (auto const& [k, e] : in.neighTable_->arpEntryMap())
+  for (auto const& [k, e] : neighTable_->arpEntryMap())
     sorted[arpVrfName[k.vrfId()] + " " + k.addr().str() + " " + k.intf().str()] = e.ethAddr().str();
   for (auto const& [k, m] : sorted) arps.lines.push_back(k + " " + m);
-  for (auto const& [vlan, fdb] : in.bridgingStatus_->fdbStatusMap()) {
+  for (auto const& [vlan, fdb] : bridgingStatus_->fdbStatusMap()) {
     std::map<std::string, std::string> byMac;
     for (auto const& [mac, host] : fdb->learnedHostMap()) byMac[mac.str()] = host.intf.str();
     for (auto const& [mac, intf] : byMac) macs.lines.push_back("vlan " + std::to_string(vlan) + " " + mac + " " + intf);
@@ -175,7 +179,7 @@ void NeighbourModule::showsAdd() {
 ShowModel NeighbourModule::adjShow() const {
   // Every VRF's adjacency records with the L2 adjacency each is bound to.
   using M = ShowModel;
-  auto const& l3 = *agent_->inputs().l3Status_;
+  auto const& l3 = *agent_->l3StatusPtr();
   M m;
   m.lineAdd("adjacencies:\n");
   m.tableAdd("adjs", "  ",
@@ -198,7 +202,7 @@ ShowModel NeighbourModule::adjShow() const {
 ShowModel NeighbourModule::l2AdjShow() const {
   // The L2 adjacencies of the library (shared by every VRF) with their users.
   using M = ShowModel;
-  auto const& l3 = *agent_->inputs().l3Status_;
+  auto const& l3 = *agent_->l3StatusPtr();
   std::map<uint64_t, Vix::Ptr<Kor::L2Adjacency>> sorted;
   for (auto const& [key, l2] : l3.l2AdjListMap()) sorted[key.index()] = l2;
   bool sharing = l2AdjHelper_ && l2AdjHelper_->adjSharing();

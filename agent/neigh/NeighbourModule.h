@@ -11,7 +11,10 @@
 #include "agent/AgentModule.h"
 #include "kor/common/VlanId.h"
 #include "kor/common/VrfName.h"
+#include "models/bridging/Status.h"
 #include "nollo/EthAddr.h"
+#include "quill/ArpTable.h"
+#include "quill/VrfIdMap.h"
 #include "nollo/IntfId.h"
 #include "nollo/IpGenAddr.h"
 #include "vix/Ptr.h"
@@ -38,6 +41,10 @@ class NeighbourModule : public AgentModule {
   void macMove(Kor::VlanId vlan, Nollo::EthAddr const& mac, Nollo::IntfId const& intf);
   void macDel(Kor::VlanId vlan, Nollo::EthAddr const& mac);
 
+  Vix::Ptr<Quill::Arp::VrfIdMap> const& arpVrfIdMap() const { return arpVrfIdMap_; }
+  Vix::Ptr<Quill::Arp::ArpTable> const& arpTable() const { return arpTable_; }
+  Vix::Ptr<Quill::Arp::NeighTable> const& neighTable() const { return neighTable_; }
+  Vix::Ptr<Bridging::Status> const& bridgingStatus() const { return bridgingStatus_; }
   Kor::L2AdjHelper* l2AdjHelper() const { return l2AdjHelper_.ptr(); }
   Vix::Ptr<Kor::L2AdjHelper> const& l2AdjHelperPtr() const { return l2AdjHelper_; }
 
@@ -53,6 +60,12 @@ class NeighbourModule : public AgentModule {
   ShowModel adjShow() const;
   ShowModel l2AdjShow() const;
 
+  // The ARP agent's shared-memory tables and the MAC table (one FdbStatus
+  // per VLAN).
+  Vix::Ptr<Quill::Arp::VrfIdMap> arpVrfIdMap_;
+  Vix::Ptr<Quill::Arp::ArpTable> arpTable_;
+  Vix::Ptr<Quill::Arp::NeighTable> neighTable_;
+  Vix::Ptr<Bridging::Status> bridgingStatus_;
   Vix::Ptr<Kor::L2AdjHelper> l2AdjHelper_;
   // ARP table VRF ids given out (as the ARP agent does): default is 0.
   std::map<Kor::VrfName, uint32_t> arpVrfIds_;

@@ -3,9 +3,11 @@
 #include <stdexcept>
 
 #include "agent/Agent.h"
-#include "agent/AgentInputs.h"
 #include "agent/ShowRenderer.h"
 #include "agent/StatementTable.h"
+#include "agent/intf/IntfModule.h"
+#include "agent/fib/FibModule.h"
+#include "agent/chip/ChipModule.h"
 #include "agent/neigh/NeighbourModule.h"
 #include "kor/common/KorCommonSmData.h"
 #include "kor/l3/L3Status.h"
@@ -46,12 +48,28 @@ Knob const* knobFind(std::string const& name) {
 
 }  // namespace
 
-VrfModule::VrfModule(Agent* agent) : AgentModule(agent) {
+VrfModule::VrfModule(Agent* agent)
+    : AgentModule(agent),
+      allVrfStatusLocal_(Vix::makePtr<Ip::AllVrfStatusLocal>("allVrfStatusLocal")),
+      vrfCapability_(Vix::makePtr<Ip::VrfCapability>("vrfCapability")),
+      l3Config_(Vix::makePtr<Routing::L3Config>("l3Config")),
+      packedArgs_(Vix::makePtr<Routing::PackedArgs>("packedArgs")),
+      vrfInfoDir_(Vix::makePtr<Routing::VrfInfoDir>("routing/vrf/info")),
+      vrf6InfoDir_(Vix::makePtr<Routing6::VrfInfoDir>("routing6/vrf/info")) {
+  // The VRF every switch has: announced from the start, routing off.
+  auto info4 = Vix::makePtr<Routing::RoutingInfo>("default");
+  auto info6 = Vix::makePtr<Routing::RoutingInfo>("default");
+  packedArgs_->routingInfoIs(info4);
+  packedArgs_->routing6InfoIs(info6);
+  vrfInfoDir_->vrfInfoIs("default", info4);
+  vrf6InfoDir_->vrfInfoIs("default", info6);
+  allVrfStatusLocal_->vrfIs("default", true);
+  vrfCapability_->maxVrfsIs(1023);
   for (auto const& k : kKnobs) knobs_[k.name] = k.value;
 }
 
 bool VrfModule::announced(Kor::VrfName const& name) const {
-  return agent_->inputs().vrfInfoDir_->vrfInfoHas(name.str());
+  return vrfInfoDir_->vrfInfoHas(name.str());
 }
 
 void VrfModule::checkAnnounced(Kor::VrfName const& name) const {
@@ -61,18 +79,17 @@ void VrfModule::checkAnnounced(Kor::VrfName const& name) const {
 void VrfModule::doAnnounce(Kor::VrfName const& name) {
   // A fresh routing information entity per family: announcing it again under
   // the same name is what "replace" means to the VRF root.
-  auto& in = agent_->inputs();
   auto info4 = Vix::makePtr<Routing::RoutingInfo>(name.str());
   auto info6 = Vix::makePtr<Routing::RoutingInfo>(name.str());
   info4->routingEnabledIs(true);
   info6->routingEnabledIs(true);
   if (name.isDefault()) {
-    in.packedArgs_->routingInfoIs(info4);
-    in.packedArgs_->routing6InfoIs(info6);
+    packedArgs_->routingInfoIs(info4);
+    packedArgs_->routing6InfoIs(info6);
   }
-  in.allVrfStatusLocal_->vrfIs(name.str(), true);
-  in.vrfInfoDir_->vrfInfoIs(name.str(), info4);
-  in.vrf6InfoDir_->vrfInfoIs(name.str(), info6);
+  allVrfStatusLocal_->vrfIs(name.str(), true);
+  vrfInfoDir_->vrfInfoIs(name.str(), info4);
+  vrf6InfoDir_->vrfInfoIs(name.str(), info6);
 }
 
 void VrfModule::vrfAdd(Kor::VrfName const& name) {
@@ -84,10 +101,9 @@ void VrfModule::vrfAdd(Kor::VrfName const& name) {
 void VrfModule::vrfDel(Kor::VrfName const& name) {
   if (name.isDefault()) fail("vrf 'default' cannot be withdrawn");
   checkAnnounced(name);
-  auto& in = agent_->inputs();
-  in.vrf6InfoDir_->vrfInfoDel(name.str());
-  in.vrfInfoDir_->vrfInfoDel(name.str());
-  in.allVrfStatusLocal_->vrfDel(name.str());
+  vrf6InfoDir_->vrfInfoDel(name.str());
+  vrfInfoDir_->vrfInfoDel(name.str());
+  allVrfStatusLocal_->vrfDel(name.str());
 }
 
 void VrfModule::vrfReplace(Kor::VrfName const& name) {
@@ -96,19 +112,19 @@ void VrfModule::vrfReplace(Kor::VrfName const& name) {
   // was created from; replacing only it gives one delete-and-create.
   auto info4 = Vix::makePtr<Routing::RoutingInfo>(name.str());
   info4->routingEnabledIs(true);
-  if (name.isDefault()) agent_->inputs().packedArgs_->routingInfoIs(info4);
-  agent_->inputs().vrfInfoDir_->vrfInfoIs(name.str(), info4);
+  if (name.isDefault()) packedArgs_->routingInfoIs(info4);
+  vrfInfoDir_->vrfInfoIs(name.str(), info4);
 }
 
 void VrfModule::routingIs(Kor::VrfName const& name, bool v4, bool v6, bool on) {
-  auto info4 = agent_->inputs().vrfInfoDir_->vrfInfo(name.str());
-  auto info6 = agent_->inputs().vrf6InfoDir_->vrfInfo(name.str());
+  auto info4 = vrfInfoDir_->vrfInfo(name.str());
+  auto info6 = vrf6InfoDir_->vrfInfo(name.str());
   if (!info4 || !info6) fail("vrf '" + name.str() + "' is not announced");
   if (v4) info4->routingEnabledIs(on);
   if (v6) info6->routingEnabledIs(on);
 }
 
-void VrfModule::maxVrfsIs(uint32_t n) { agent_->inputs().vrfCapability_->maxVrfsIs(n); }
+void VrfModule::maxVrfsIs(uint32_t n) { vrfCapability_->maxVrfsIs(n); }
 
 bool VrfModule::knobKnown(std::string const& name) { return knobFind(name) != nullptr; }
 
@@ -130,35 +146,34 @@ void VrfModule::knobIs(std::string const& name, double value) {
 // The VRF root.
 
 void VrfModule::doCreateRoots() {
-  auto& in = agent_->inputs();
   auto* chip = agent_->chip();
   Kor::VrfRootSmInputs v;
   v.allocateVrfId = true;
-  v.allVrfStatusLocal = in.allVrfStatusLocal_;
+  v.allVrfStatusLocal = allVrfStatusLocal_;
   v.vrfHelper = chip->vrfHelper();
-  v.vrfCapability = in.vrfCapability_;
+  v.vrfCapability = vrfCapability_;
   v.acsd = agent_->commonDataPtr();
-  v.l3Config = in.l3Config_;
-  v.l3Status = in.l3Status_;
-  v.intfVlanIdTable = in.intfVlanIdTable_;
-  v.bridgingStatus = in.bridgingStatus_;
-  v.allIntfStatusDir = in.allIntfStatusDir_;
-  v.routingHwStatus = in.hwStatus_;
+  v.l3Config = l3Config_;
+  v.l3Status = agent_->l3StatusPtr();
+  v.intfVlanIdTable = agent_->module<IntfModule>().intfVlanIdTable();
+  v.bridgingStatus = agent_->module<NeighbourModule>().bridgingStatus();
+  v.allIntfStatusDir = agent_->module<IntfModule>().allIntfStatusDir();
+  v.routingHwStatus = agent_->module<ChipModule>().hwStatus();
   v.l2AdjHelper = agent_->module<NeighbourModule>().l2AdjHelperPtr();
-  v.ipStatus = in.ipStatus_;
-  v.ip6Status = in.ip6Status_;
-  v.packedArgs = in.packedArgs_;
-  v.routingHwRouteStatus = in.hwRouteStatus_;
-  v.routing6HwRouteStatus = in.hwRoute6Status_;
-  v.routingVrfInfoDir = in.vrfInfoDir_;
-  v.routing6VrfInfoDir = in.vrf6InfoDir_;
+  v.ipStatus = agent_->module<IntfModule>().ipStatus();
+  v.ip6Status = agent_->module<IntfModule>().ip6Status();
+  v.packedArgs = packedArgs_;
+  v.routingHwRouteStatus = agent_->module<ChipModule>().hwRouteStatus();
+  v.routing6HwRouteStatus = agent_->module<ChipModule>().hwRoute6Status();
+  v.routingVrfInfoDir = vrfInfoDir_;
+  v.routing6VrfInfoDir = vrf6InfoDir_;
   v.routingStatusSmHelper = chip->routingStatusSmHelper();
   v.routeSmHelper = chip->routeSmHelper();
   v.route6SmHelper = chip->route6SmHelper();
-  v.entityManager = in.entityManager_;
-  v.arpTableStatus = in.arpTable_;
-  v.neighTableStatus = in.neighTable_;
-  v.arpVrfIdMap = in.arpVrfIdMap_;
+  v.entityManager = agent_->module<FibModule>().entityManager();
+  v.arpTableStatus = agent_->module<NeighbourModule>().arpTable();
+  v.neighTableStatus = agent_->module<NeighbourModule>().neighTable();
+  v.arpVrfIdMap = agent_->module<NeighbourModule>().arpVrfIdMap();
   vrfRootSm_ = Kor::vrfRootSmFactory(v);
   doApplyKnobs();
 }
@@ -231,11 +246,11 @@ Kor::VrfRoot const* VrfModule::vrfRootOf(std::string const& name) const {
 
 ShowModel VrfModule::vrfsShow() const {
   using M = ShowModel;
-  auto const& l3 = *agent_->inputs().l3Status_;
+  auto const& l3 = *agent_->l3StatusPtr();
   M m;
   m.lineAdd("vrfs:\n");
   m.tableAdd("vrfs", "  ", {M::col("name", "", 12), M::col("id", " id "), M::jsonOnly("chip"), M::textOnly("")});
-  for (auto const& [name, info] : agent_->inputs().vrfInfoDir_->vrfInfoMap()) {
+  for (auto const& [name, info] : vrfInfoDir_->vrfInfoMap()) {
     M::Cell id = l3.vrfIdHas(name) ? M::num(l3.vrfId(name).value()) : M::raw("null", "-");
     // A VRF the chip has not taken says so (and how often it was retried).
     auto root = vrfRootOf(name);
@@ -250,7 +265,7 @@ ShowModel VrfModule::vrfsShow() const {
 
 ShowModel VrfModule::l3Show() const {
   using M = ShowModel;
-  auto const& l3 = *agent_->inputs().l3Status_;
+  auto const& l3 = *agent_->l3StatusPtr();
   M m;
   m.lineAdd("l3 status:\n");
   m.tableAdd("vrfs", "  ",
@@ -276,7 +291,7 @@ ShowModel VrfModule::l3Show() const {
 
 std::vector<AgentModule::InputGroup> VrfModule::inputGroups() const {
   InputGroup g{10, "vrfs", {}};
-  for (auto const& [name, info] : agent_->inputs().vrfInfoDir_->vrfInfoMap()) g.lines.push_back(name);
+  for (auto const& [name, info] : vrfInfoDir_->vrfInfoMap()) g.lines.push_back(name);
   return {g};
 }
 
