@@ -175,7 +175,12 @@ std::vector<AgentModule::InputGroup> IntfModule::inputGroups() const {
   }
   for (auto const& [lag, ports] : lags_) {
     std::string s = lag.str() + ":";
-    for (auto const& p : ports) s += " " + p.str();
+    // Appended in two steps: g++ 12 at -O3 warns falsely (-Wrestrict) on a
+    // temporary " " + name here.
+    for (auto const& p : ports) {
+      s += ' ';
+      s += p.str();
+    }
     lags.lines.push_back(s);
   }
   return {intfs, lags};
