@@ -1,3 +1,4 @@
+#include "agent/fib/FibModule.h"
 #include "agent/FpmRouteSource.h"
 
 #include <algorithm>
@@ -36,7 +37,7 @@ struct FpmRouteSource::FecEntry {
   VrfState* vrf = nullptr;
   bool v6 = false;
   FecType type = FecType::forward;
-  std::vector<Agent::Via> vias;  // as written to the FIB
+  std::vector<FibModule::Via> vias;  // as written to the FIB
   uint32_t refs = 0;             // routes (and shadowed entries) using it
   Vix::Seconds idleUntil = Vix::kNever;
   // Built from a next-hop object (nhId) or an inline set (key).
@@ -115,8 +116,8 @@ FpmRouteSource::VrfState* FpmRouteSource::vrfFor(uint32_t table) {
     v = vrfs_.back().get();
     v->name = *name;
     v->index = uint32_t(vrfs_.size() - 1);
-    v->t4.fib = agent_->fibRoutes4(*name);
-    v->t6.fib = agent_->fibRoutes6(*name);
+    v->t4.fib = agent_->module<FibModule>().fibRoutes4(*name);
+    v->t6.fib = agent_->module<FibModule>().fibRoutes6(*name);
   }
   tableVrf_[table] = v;
   return v;
@@ -318,7 +319,7 @@ FpmRouteSource::Fault FpmRouteSource::fecFor(VrfState& vrf, NlRoute const& r, Fe
 }
 
 template <class AF>
-FpmRouteSource::Fault FpmRouteSource::resolveHops(std::vector<NlNexthop> const& hops, std::vector<Agent::Via>* vias,
+FpmRouteSource::Fault FpmRouteSource::resolveHops(std::vector<NlNexthop> const& hops, std::vector<FibModule::Via>* vias,
                                                   FecType* type, std::string* why) {
   constexpr bool v6 = AF::version == 6;
   auto intfOf = [&](uint32_t ifindex) -> std::optional<Nollo::IntfId> {
@@ -333,7 +334,7 @@ FpmRouteSource::Fault FpmRouteSource::resolveHops(std::vector<NlNexthop> const& 
     // A connected subnet: the next hop is the destination, on the interface.
     auto intf = intfOf(hops[0].oif);
     if (!intf) return Fault::unknownIntf;
-    Agent::Via v;
+    FibModule::Via v;
     v.hop = Nollo::IpGenAddr(typename AF::Addr{});
     v.intf = *intf;
     vias->push_back(std::move(v));
@@ -351,7 +352,7 @@ FpmRouteSource::Fault FpmRouteSource::resolveHops(std::vector<NlNexthop> const& 
     }
     auto intf = intfOf(h.oif);
     if (!intf) return Fault::unknownIntf;
-    Agent::Via v;
+    FibModule::Via v;
     v.hop = *h.gateway;
     v.intf = *intf;
     v.weight = h.weight;
@@ -362,7 +363,7 @@ FpmRouteSource::Fault FpmRouteSource::resolveHops(std::vector<NlNexthop> const& 
 }
 
 template <class AF>
-FpmRouteSource::Fault FpmRouteSource::resolveObject(NhObject const& o, std::vector<Agent::Via>* vias, FecType* type,
+FpmRouteSource::Fault FpmRouteSource::resolveObject(NhObject const& o, std::vector<FibModule::Via>* vias, FecType* type,
                                                     std::string* why) {
   if (o.o.blackhole) {
     *type = FecType::drop;
@@ -406,11 +407,11 @@ FpmRouteSource::Fault FpmRouteSource::resolveObject(NhObject const& o, std::vect
 }
 
 FpmRouteSource::Fault FpmRouteSource::doCreateFec(VrfState& vrf, bool v6, FecType type,
-                                                  std::vector<Agent::Via> const& vias, FecEntry** out,
+                                                  std::vector<FibModule::Via> const& vias, FecEntry** out,
                                                   std::string* why) {
   uint64_t const index = nextFecIndex_;
   try {
-    agent_->fecAdd(index, vias, vrf.name, type, v6);
+    agent_->module<FibModule>().fecAdd(index, vias, vrf.name, type, v6);
   } catch (std::exception const& e) {
     *why = e.what();
     return Fault::refused;
@@ -455,7 +456,7 @@ void FpmRouteSource::handleGrace() {
 
 void FpmRouteSource::doFecDel(FecEntry* fe) {
   try {
-    agent_->fecDel(fe->index);
+    agent_->module<FibModule>().fecDel(fe->index);
   } catch (std::exception const&) {
     // Already gone from the FIB: nothing more to undo there.
   }
@@ -534,14 +535,14 @@ void FpmRouteSource::doRefreshObject(NhObject& n) {
 
 void FpmRouteSource::doRebuild(FecEntry& fe) {
   NhObject const& o = *objects_.find(fe.nhId)->second;
-  std::vector<Agent::Via> vias;
+  std::vector<FibModule::Via> vias;
   FecType type = FecType::forward;
   std::string why;
   Fault f = fe.v6 ? resolveObject<Nollo::Ipv6>(o, &vias, &type, &why) : resolveObject<Nollo::Ipv4>(o, &vias, &type, &why);
   if (f == Fault::none && type == fe.type && vias == fe.vias) return;
   if (f == Fault::none) {
     try {
-      agent_->fecUpdate(fe.index, vias, type);
+      agent_->module<FibModule>().fecUpdate(fe.index, vias, type);
       fe.type = type;
       fe.vias = std::move(vias);
       ++counters_.fecUpdates;

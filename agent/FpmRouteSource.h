@@ -7,7 +7,7 @@
 // metric and the connection generation that last sent it), the FECs it made
 // and the next-hop objects zebra announced. FECs: one per (VRF, family,
 // inline next-hop set), one per (VRF, family, next-hop object id), one drop
-// FEC per (VRF, family); ids from Agent::kRouteSourceFecBase up, never
+// FEC per (VRF, family); ids from FibModule::kRouteSourceFecBase up, never
 // reused. Invariants:
 //  - a prefix it holds is in the VRF's FIB table with the FEC of its lowest
 //    metric entry; every FEC a held route uses is in the FIB;
@@ -36,6 +36,7 @@
 #include <vector>
 
 #include "agent/Agent.h"
+#include "agent/fib/FibModule.h"
 #include "feeds/NlNexthopObject.h"
 #include "feeds/NlRoute.h"
 #include "kor/common/VrfName.h"
@@ -163,12 +164,12 @@ class FpmRouteSource {
   template <class AF>
   Fault fecFor(VrfState& vrf, KorFeeds::NlRoute const& r, FecEntry** out, std::string* why);
   template <class AF>
-  Fault resolveHops(std::vector<KorFeeds::NlNexthop> const& hops, std::vector<Agent::Via>* vias,
+  Fault resolveHops(std::vector<KorFeeds::NlNexthop> const& hops, std::vector<FibModule::Via>* vias,
                     Quill::Fib::FecType* type, std::string* why);
   template <class AF>
-  Fault resolveObject(NhObject const& o, std::vector<Agent::Via>* vias, Quill::Fib::FecType* type,
+  Fault resolveObject(NhObject const& o, std::vector<FibModule::Via>* vias, Quill::Fib::FecType* type,
                       std::string* why);
-  Fault doCreateFec(VrfState& vrf, bool v6, Quill::Fib::FecType type, std::vector<Agent::Via> const& vias,
+  Fault doCreateFec(VrfState& vrf, bool v6, Quill::Fib::FecType type, std::vector<FibModule::Via> const& vias,
                     FecEntry** out, std::string* why);
   void doRebuild(FecEntry& fe);
   void doRefreshObject(NhObject& o);
@@ -203,7 +204,7 @@ class FpmRouteSource {
   Vix::HashMap<uint32_t, std::unique_ptr<NhObject>> objects_;
   // Groups naming an object not announced yet, by that object's id.
   Vix::HashMap<uint32_t, std::vector<uint32_t>> orphans_;
-  uint64_t nextFecIndex_ = Agent::kRouteSourceFecBase;
+  uint64_t nextFecIndex_ = FibModule::kRouteSourceFecBase;
   // Unreferenced FECs in order of due time (a FEC taken again and released
   // appears twice; only the entry matching its idleUntil counts).
   std::deque<Idle> idle_;
@@ -223,7 +224,7 @@ class FpmRouteSource {
   uint32_t gen_ = 0;
   // Scratch storage reused by every route, so the hot path does not allocate.
   SetKey key_;
-  std::vector<Agent::Via> vias_;
+  std::vector<FibModule::Via> vias_;
   std::vector<KorFeeds::NlNexthop> groupHops_;
   Counters counters_;
 };

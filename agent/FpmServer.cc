@@ -16,6 +16,7 @@
 #include <variant>
 
 #include "agent/Agent.h"
+#include "agent/source/RouteSourceModule.h"
 #include "agent/FpmRouteSource.h"
 #include "vix/Log.h"
 
@@ -69,11 +70,11 @@ FpmServer::FpmServer(Agent* agent, FpmRouteSource* source)
       source_(source),
       workClock_(agent->loop(), [this] { handleWork(); }),
       proofClock_(agent->loop(), [this] { handleProofClock(); }) {
-  agent_->showSourceIs("fpm", [this](bool json) { return show(json); });
+  agent_->module<RouteSourceModule>().showSourceIs("fpm", [this](bool json) { return show(json); });
 }
 
 FpmServer::~FpmServer() {
-  agent_->showSourceIs("fpm", nullptr);
+  agent_->module<RouteSourceModule>().showSourceIs("fpm", nullptr);
   if (connFd_ >= 0) {
     doWatch(false);
     ::close(connFd_);

@@ -1,3 +1,7 @@
+#include "agent/intf/IntfModule.h"
+#include "agent/neigh/NeighbourModule.h"
+#include "agent/source/RouteSourceModule.h"
+#include "agent/vrf/VrfModule.h"
 #include "agent/KernelNetlinkSource.h"
 
 #include <linux/if_addr.h>
@@ -70,11 +74,11 @@ char const* KernelNetlinkSource::phaseName(Phase p) {
 
 KernelNetlinkSource::KernelNetlinkSource(Agent* agent, KernelIntfMap* map)
     : agent_(agent), map_(map), retry_(agent->loop(), [this] { doRequestDump(); }) {
-  agent_->showSourceIs("kernel", [this](bool json) { return show(json); });
+  agent_->module<RouteSourceModule>().showSourceIs("kernel", [this](bool json) { return show(json); });
 }
 
 KernelNetlinkSource::~KernelNetlinkSource() {
-  agent_->showSourceIs("kernel", nullptr);
+  agent_->module<RouteSourceModule>().showSourceIs("kernel", nullptr);
   if (fd_ >= 0) {
     agent_->loop()->fdDel(fd_);
     ::close(fd_);
@@ -408,7 +412,7 @@ void KernelNetlinkSource::doReconcileAll() {
     if (l->role == KernelIntfMap::Role::interface && l->intf.isVlan()) vlanIntfs_.set(l->intf.vlanId());
   }
   if (!defaultRouting_)
-    defaultRouting_ = doCall([&] { agent_->routingIs(defaultVrf(), true, true, true); },
+    defaultRouting_ = doCall([&] { agent_->module<VrfModule>().routingIs(defaultVrf(), true, true, true); },
                              [] { return std::string("VRF default"); });
   // VRFs before the interfaces that go in them.
   for (auto& [name, v] : vrfs_) v.seen = false;
@@ -420,8 +424,8 @@ void KernelNetlinkSource::doReconcileAll() {
     if (!added) continue;
     Kor::VrfName vrf(l->name);
     auto what = [&] { return "VRF device " + linkText(ifindex); };
-    it->second.announced = doCall([&] { agent_->vrfAdd(vrf); }, what) &&
-                           doCall([&] { agent_->routingIs(vrf, true, true, true); }, what);
+    it->second.announced = doCall([&] { agent_->module<VrfModule>().vrfAdd(vrf); }, what) &&
+                           doCall([&] { agent_->module<VrfModule>().routingIs(vrf, true, true, true); }, what);
   }
   // Interfaces that go or change their id, VRF or routed flag leave first,
   // so an id another link takes over is free in the agent.
@@ -455,7 +459,7 @@ void KernelNetlinkSource::doReconcileAll() {
       continue;
     }
     Kor::VrfName vrf(it->first);
-    if (it->second.announced) doCall([&] { agent_->vrfDel(vrf); }, [&] { return "VRF " + vrf.str(); });
+    if (it->second.announced) doCall([&] { agent_->module<VrfModule>().vrfDel(vrf); }, [&] { return "VRF " + vrf.str(); });
     it = vrfs_.erase(it);
   }
   // Neighbours seen while the agent was not told (a sync).
@@ -498,7 +502,7 @@ void KernelNetlinkSource::doRemoveIfChanged(uint32_t ifindex, LinkState& st, App
   Nollo::IntfId intf = a.intf;
   // Gone from the agent either way: a refusal means it was not there.
   a = Applied();
-  doCall([&] { agent_->intfDel(intf); }, [&] { return linkText(ifindex); });
+  doCall([&] { agent_->module<IntfModule>().intfDel(intf); }, [&] { return linkText(ifindex); });
 }
 
 void KernelNetlinkSource::doReconcileLink(uint32_t ifindex) {
@@ -511,7 +515,7 @@ void KernelNetlinkSource::doReconcileLink(uint32_t ifindex) {
     if (st.refused == d) return;
     std::optional<Kor::VlanId> vlan;
     if (d.vlan) vlan = Kor::VlanId(d.vlan);
-    if (!doCall([&] { agent_->intfAdd(d.intf, d.vrf, vlan, d.routed, d.up); }, [&] { return linkText(ifindex); })) {
+    if (!doCall([&] { agent_->module<IntfModule>().intfAdd(d.intf, d.vrf, vlan, d.routed, d.up); }, [&] { return linkText(ifindex); })) {
       st.refused = d;
       return;
     }
@@ -523,9 +527,9 @@ void KernelNetlinkSource::doReconcileLink(uint32_t ifindex) {
   if (a.vlan != d.vlan) {
     std::optional<Kor::VlanId> vlan;
     if (d.vlan) vlan = Kor::VlanId(d.vlan);
-    if (doCall([&] { agent_->intfVlanIs(a.intf, vlan); }, [&] { return linkText(ifindex); })) a.vlan = d.vlan;
+    if (doCall([&] { agent_->module<IntfModule>().intfVlanIs(a.intf, vlan); }, [&] { return linkText(ifindex); })) a.vlan = d.vlan;
   }
-  if (a.up != d.up && doCall([&] { agent_->intfLinkIs(a.intf, d.up); }, [&] { return linkText(ifindex); }))
+  if (a.up != d.up && doCall([&] { agent_->module<IntfModule>().intfLinkIs(a.intf, d.up); }, [&] { return linkText(ifindex); }))
     a.up = d.up;
 }
 
@@ -556,7 +560,7 @@ void KernelNetlinkSource::doApplyNeighs(uint32_t ifindex, Applied const& a) {
 
 void KernelNetlinkSource::doArpAdd(NeighKey const& k, Neigh& n, Applied const& a) {
   Kor::VrfName const& vrf = a.vrf ? *a.vrf : defaultVrf();
-  if (!doCall([&] { agent_->arpAdd(vrf, k.addr, n.mac, a.intf); },
+  if (!doCall([&] { agent_->module<NeighbourModule>().arpAdd(vrf, k.addr, n.mac, a.intf); },
               [&] { return "neighbour " + k.addr.str() + " on " + linkText(k.ifindex); }))
     return;
   n.inAgent = true;
@@ -566,7 +570,7 @@ void KernelNetlinkSource::doArpAdd(NeighKey const& k, Neigh& n, Applied const& a
 void KernelNetlinkSource::doArpDel(NeighKey const& k, Neigh& n, Applied const& a) {
   Kor::VrfName const& vrf = a.vrf ? *a.vrf : defaultVrf();
   n.inAgent = false;
-  doCall([&] { agent_->arpDel(vrf, k.addr, a.intf); },
+  doCall([&] { agent_->module<NeighbourModule>().arpDel(vrf, k.addr, a.intf); },
          [&] { return "neighbour " + k.addr.str() + " on " + linkText(k.ifindex); });
 }
 

@@ -1,9 +1,10 @@
 #pragma once
-// Reads the scenario language (docs/scenario.md) line by line and applies each
-// statement to the agent. A statement is parsed and checked completely -
-// names, addresses, prefixes, VLAN ids, numbers, durations - before anything is
-// applied, so a bad line prints "line N: <message>" and changes no state; the
-// run then goes on with the next line. Output (shows, command answers, the
+// Reads the scenario language (docs/scenario.md) line by line and runs each
+// statement through the agent's statement table, where its module parsed and
+// checked it completely - names, addresses, prefixes, VLAN ids, numbers,
+// durations - before anything is applied, so a bad line prints
+// "line N: <message>" and changes no state; the run then goes on with the
+// next line. Output (shows, command answers, the
 // library's log events and traces) goes to one stream in statement order.
 #include <cstddef>
 #include <istream>
@@ -28,16 +29,12 @@ class ScenarioRunner {
 
   // Splits a line into words; '#' starts a comment.
   static std::vector<std::string> words(std::string const& line);
-  // The longest duration a statement may give (30 days): beyond it a `run`
-  // or a timer setting is a typo, not a scenario.
-  static constexpr double kMaxDuration = 30 * 86400.0;
-  // "250ms", "2s", "1.5s", "0.2" (seconds), finite and at most kMaxDuration;
-  // throws on anything else.
+  // "250ms", "2s", "1.5s", "0.2" (seconds), finite and at most 30 days;
+  // throws on anything else (StatementArgs::parseDuration).
   static double parseDuration(std::string const& text);
 
  private:
   static void checkText(std::string const& line);
-  void doStatement(std::vector<std::string> const& w);
 
   Agent* agent_;
   std::ostream* out_;

@@ -2,6 +2,8 @@
 //
 //   kor-agent                      runs the built-in demo and prints the state
 //   kor-agent FILE | -             runs a scenario file (or standard input)
+//   kor-agent help                 lists every statement and show (./help: a
+//                                  file named help)
 //   kor-agent --socket PATH        serves the command channel on a Unix socket
 //   kor-agent --netlink            takes interfaces, VRFs and neighbours from the
 //                                  kernel (with --socket: serves it too)
@@ -54,6 +56,8 @@
 #include "agent/FpmServer.h"
 #include "agent/KernelIntfMap.h"
 #include "agent/KernelNetlinkSource.h"
+#include "agent/life/LifeModule.h"
+#include "agent/vrf/VrfModule.h"
 #include "agent/ScenarioRunner.h"
 #include "agent/config/ConfigFile.h"
 #include "vix/Log.h"
@@ -64,6 +68,7 @@ namespace {
 int usage() {
   std::fprintf(stderr,
                "usage: kor-agent [--trace] [--realtime] [--config FILE] [FILE | -]\n"
+               "       kor-agent help\n"
                "       kor-agent [--trace] [--netns NAME] [--config FILE] [--netlink] [--fpm [ADDR:]PORT] [--socket PATH]\n"
                "                 [--socket-group GROUP] [--socket-timeout DURATION] [--socket-answer-max BYTES]\n"
                "                 [--fpm-proof-timeout DURATION] [--fpm-stale-quiet DURATION]\n"
@@ -187,7 +192,7 @@ struct FpmOptions {
 };
 
 int serve(std::string const& path, bool netlink, FpmOptions const& fpmOptions, std::string const& socketGroup,
-          KorAgent::CommandServer::Limits const& limits, KorAgent::ConfigFile* config) {
+          KorAgent::CommandServer::Limits const& limits, std::string const& configPath) {
   std::string const& fpm = fpmOptions.address;
   KorAgent::Agent agent(Vix::makePtr<Vix::MonotonicTimeSource>());
   // Real time on its own loop: `run` is refused, kept traces and log records
@@ -197,7 +202,9 @@ int serve(std::string const& path, bool netlink, FpmOptions const& fpmOptions, s
   // standard error as they come, not into the answers of the socket's shows.
   if (netlink || !fpm.empty()) Vix::logSinkIs(Vix::makePtr<Vix::StderrLogSink>());
   // The configuration's inputs are in before the library's first pass.
-  if (!configure(agent, config) || !watchHangup(agent, config)) return 1;
+  std::unique_ptr<KorAgent::ConfigFile> config;
+  if (!configPath.empty()) config = std::make_unique<KorAgent::ConfigFile>(configPath, agent);
+  if (!configure(agent, config.get()) || !watchHangup(agent, config.get())) return 1;
   agent.init();
   std::ostringstream sink;
   // The kernel's interface names, also for the route sources' lookups.
@@ -214,7 +221,7 @@ int serve(std::string const& path, bool netlink, FpmOptions const& fpmOptions, s
   std::unique_ptr<KorAgent::FpmRouteSource> fpmSource;
   std::unique_ptr<KorAgent::FpmServer> fpmServer;
   if (!fpm.empty()) {
-    agent.routingIs(Kor::VrfName("default"), true, true, true);
+    agent.module<KorAgent::VrfModule>().routingIs(Kor::VrfName("default"), true, true, true);
     fpmSource = std::make_unique<KorAgent::FpmRouteSource>(
         &agent, [&](uint32_t ifindex) { return intfMap.intfOf(ifindex); },
         [&](uint32_t table) { return intfMap.vrfOfTable(table); });
@@ -287,6 +294,11 @@ int main(int argc, char** argv) {
     } else if (a == "-h" || a == "--help") {
       usage();
       return 0;
+    } else if (a == "help" && argc == 2) {
+      // The statement table the agent runs, as the `help` statement prints it.
+      KorAgent::Agent agent(Vix::makePtr<Vix::ManualTimeSource>(0.0));
+      std::cout << agent.module<KorAgent::LifeModule>().helpText();
+      return 0;
     } else if ((a == "-" || a[0] != '-') && !haveFile) {
       file = a;
       haveFile = true;
@@ -317,17 +329,17 @@ int main(int argc, char** argv) {
   }
 
   if (trace) KorAgent::Agent::traceToStderrIs(true);
-  std::unique_ptr<KorAgent::ConfigFile> config;
-  if (!configPath.empty()) config = std::make_unique<KorAgent::ConfigFile>(configPath);
   // A configuration file alone is a switch to run: the daemon.
-  if (!socketPath.empty() || netlink || !fpm.address.empty() || (config && !haveFile))
-    return serve(socketPath, netlink, fpm, socketGroup, socketLimits, config.get());
+  if (!socketPath.empty() || netlink || !fpm.address.empty() || (!configPath.empty() && !haveFile))
+    return serve(socketPath, netlink, fpm, socketGroup, socketLimits, configPath);
 
   Vix::Ptr<Vix::TimeSource> ts;
   if (realtime) ts = Vix::makePtr<Vix::MonotonicTimeSource>();
   else ts = Vix::makePtr<Vix::ManualTimeSource>(0.0);
   KorAgent::Agent agent(ts);
   KorAgent::ScenarioRunner runner(&agent, &std::cout);
+  std::unique_ptr<KorAgent::ConfigFile> config;
+  if (!configPath.empty()) config = std::make_unique<KorAgent::ConfigFile>(configPath, agent);
   if (!configure(agent, config.get())) return 1;
   size_t bad = 0;
   if (!haveFile) {

@@ -33,6 +33,9 @@
 
 #include "BenchRegistry.h"
 #include "agent/Agent.h"
+#include "agent/intf/IntfModule.h"
+#include "agent/neigh/NeighbourModule.h"
+#include "agent/vrf/VrfModule.h"
 #include "agent/FpmRouteSource.h"
 #include "agent/FpmServer.h"
 #include "feeds/NetlinkEncoder.h"
@@ -131,12 +134,12 @@ AgentFigure agentRun(size_t n) {
   KorAgent::Agent agent(Vix::makePtr<Vix::MonotonicTimeSource>());
   Kor::VrfName def("default");
   Nollo::IntfId port = Nollo::IntfId::ethernet(1);
-  agent.routingIs(def, true, true, true);
-  agent.intfAdd(port, def, Kor::VlanId(1000), true);
+  agent.module<KorAgent::VrfModule>().routingIs(def, true, true, true);
+  agent.module<KorAgent::IntfModule>().intfAdd(port, def, Kor::VlanId(1000), true);
   for (int k = 0; k < 2; ++k) {
     auto mac = Nollo::EthAddr::fromUint64(0x020000000002ull + uint64_t(k));
-    agent.arpAdd(def, Nollo::IpGenAddr(kGw4[k]), mac, port);
-    agent.arpAdd(def, Nollo::IpGenAddr(kGw6[k]), mac, port);
+    agent.module<KorAgent::NeighbourModule>().arpAdd(def, Nollo::IpGenAddr(kGw4[k]), mac, port);
+    agent.module<KorAgent::NeighbourModule>().arpAdd(def, Nollo::IpGenAddr(kGw6[k]), mac, port);
   }
   agent.init();
   agent.runUntilIdle();

@@ -31,6 +31,10 @@
 #include "BenchRegistry.h"
 #include "PlainHashMap.h"
 #include "agent/Agent.h"
+#include "agent/fib/FibModule.h"
+#include "agent/intf/IntfModule.h"
+#include "agent/neigh/NeighbourModule.h"
+#include "agent/vrf/VrfModule.h"
 #include "kor/l3/AdjInfo.h"
 #include "kor/l3/L3Status.h"
 #include "nollo/IpPrefix.h"
@@ -175,25 +179,25 @@ int ecmpWidth(uint32_t fec) {
 
 void setUp(KorAgent::Agent& agent, uint32_t fecs4, uint32_t fecs6) {
   Kor::VrfName def("default");
-  agent.routingIs(def, true, true, true);
-  for (int i = 0; i < kPorts; ++i) agent.intfAdd(port(i), def, Kor::VlanId(1000 + i), true);
+  agent.module<KorAgent::VrfModule>().routingIs(def, true, true, true);
+  for (int i = 0; i < kPorts; ++i) agent.module<KorAgent::IntfModule>().intfAdd(port(i), def, Kor::VlanId(1000 + i), true);
   for (int i = 0; i < kHops; ++i) {
     Nollo::EthAddr mac = Nollo::EthAddr::fromUint64(0x001c73000000ull + uint64_t(i));
-    agent.arpAdd(def, Nollo::IpGenAddr(hop4(i)), mac, port(i % kPorts));
-    agent.arpAdd(def, Nollo::IpGenAddr(hop6(i)), mac, port(i % kPorts));
+    agent.module<KorAgent::NeighbourModule>().arpAdd(def, Nollo::IpGenAddr(hop4(i)), mac, port(i % kPorts));
+    agent.module<KorAgent::NeighbourModule>().arpAdd(def, Nollo::IpGenAddr(hop6(i)), mac, port(i % kPorts));
   }
   for (uint32_t f = 1; f <= fecs4 + fecs6; ++f) {
     bool v6 = f > fecs4;
-    std::vector<KorAgent::Agent::Via> vias;
+    std::vector<KorAgent::FibModule::Via> vias;
     int w = ecmpWidth(f);
     for (int k = 0; k < w; ++k) {
       int h = int((f * 7 + uint32_t(k) * 37) % kHops);
-      KorAgent::Agent::Via v;
+      KorAgent::FibModule::Via v;
       v.hop = v6 ? Nollo::IpGenAddr(hop6(h)) : Nollo::IpGenAddr(hop4(h));
       v.intf = port(h % kPorts);
       vias.push_back(v);
     }
-    agent.fecAdd(f, vias);
+    agent.module<KorAgent::FibModule>().fecAdd(f, vias);
   }
   agent.init();
 }
@@ -240,8 +244,8 @@ int runRoutes(bool json) {
   // The routing agent writes while the forwarding agent runs: chunks of
   // writes with a turn of the loop between them.
   constexpr size_t kChunk = 10000;
-  auto fib4 = agent.fibRoutes4(def);
-  auto fib6 = agent.fibRoutes6(def);
+  auto fib4 = agent.module<KorAgent::FibModule>().fibRoutes4(def);
+  auto fib6 = agent.module<KorAgent::FibModule>().fibRoutes6(def);
   auto fec = [](uint32_t i) { return Quill::Fib::FecId::make(Quill::Fib::nexthopAdj(), i); };
   for (size_t i = 0; i < n4 + n6; ++i) {
     if (i < n4) fib4->routeIs(Quill::Fib::Route(table.v4[i], fec(table.fec4[i])));
@@ -274,14 +278,14 @@ int runRoutes(bool json) {
       bool v4 = i < n4;
       bool readd = rng() % 2;
       if (v4) {
-        if (readd) agent.routeDel(def, table.v4[i]);
+        if (readd) agent.module<KorAgent::FibModule>().routeDel(def, table.v4[i]);
         else table.fec4[i] = 1 + uint32_t(rng() % fecs4);
-        agent.routeAdd(def, table.v4[i], table.fec4[i]);
+        agent.module<KorAgent::FibModule>().routeAdd(def, table.v4[i], table.fec4[i]);
       } else {
         i -= n4;
-        if (readd) agent.routeDel(def, table.v6[i]);
+        if (readd) agent.module<KorAgent::FibModule>().routeDel(def, table.v6[i]);
         else table.fec6[i] = fecs4 + 1 + uint32_t(rng() % fecs6);
-        agent.routeAdd(def, table.v6[i], table.fec6[i]);
+        agent.module<KorAgent::FibModule>().routeAdd(def, table.v6[i], table.fec6[i]);
       }
     }
     // Programmed: the route machines have handed every change over and the

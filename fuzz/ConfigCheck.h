@@ -22,13 +22,13 @@ inline std::string checkConfig(uint8_t const* data, size_t size) {
   std::string const text(reinterpret_cast<char const*>(data), size);
   std::string const name = "fuzz.json";
   try {
-    auto const sections = KorAgent::ConfigFile::readText(name, text);
     KorAgent::Agent agent(Vix::makePtr<Vix::ManualTimeSource>(0.0));
     agent.exitFnIs([](int) {});
-    KorAgent::ConfigFile file(name);
+    KorAgent::ConfigFile file(name, agent);
+    auto const sections = file.readText(text);
     auto const first = file.apply(agent, sections);
     if (!first.refusals().empty()) return "the agent refused what the file's checks let through: " + first.text(name);
-    auto const again = file.apply(agent, KorAgent::ConfigFile::readText(name, text));
+    auto const again = file.apply(agent, file.readText(text));
     if (again.changes() != 0) return "the same file again changed inputs: " + again.text(name);
     agent.init();
     agent.runUntilIdle();

@@ -1,5 +1,6 @@
 #include "agent/config/ConfigFile.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
@@ -10,13 +11,10 @@
 
 #include <nlohmann/json.hpp>
 
+#include "agent/Agent.h"
 #include "agent/config/ConfigError.h"
 #include "agent/config/ConfigNames.h"
 #include "agent/config/ConfigValue.h"
-#include "agent/config/FecRouteSection.h"
-#include "agent/config/HardwareSection.h"
-#include "agent/config/InterfaceSection.h"
-#include "agent/config/VrfSection.h"
 
 namespace KorAgent {
 
@@ -89,20 +87,17 @@ std::string syntaxText(Json::parse_error const& e) {
 
 }  // namespace
 
-ConfigFile::ConfigFile(std::string path) : path_(std::move(path)), applied_(sections()) {}
+ConfigFile::ConfigFile(std::string path, Agent const& agent)
+    : path_(std::move(path)), agent_(&agent), applied_(sections()) {}
 
-std::vector<std::unique_ptr<ConfigSection>> ConfigFile::sections() {
-  // Creation order: the hardware's capabilities, then VRFs, the interfaces
-  // in them, the FECs over those interfaces and the routes to the FECs.
-  std::vector<std::unique_ptr<ConfigSection>> s;
-  s.push_back(std::make_unique<HardwareSection>());
-  s.push_back(std::make_unique<VrfSection>());
-  s.push_back(std::make_unique<InterfaceSection>());
-  s.push_back(std::make_unique<FecRouteSection>());
+std::vector<std::unique_ptr<ConfigSection>> ConfigFile::sections() const {
+  auto s = agent_->newConfigSections();
+  std::stable_sort(s.begin(), s.end(), [](auto const& a, auto const& b) { return a->rank() < b->rank(); });
   return s;
 }
 
-std::vector<std::unique_ptr<ConfigSection>> ConfigFile::readText(std::string const& path, std::string const& text) {
+std::vector<std::unique_ptr<ConfigSection>> ConfigFile::readText(std::string const& text) const {
+  auto const& path = path_;
   auto sections = ConfigFile::sections();
   try {
     Json doc;
@@ -143,7 +138,7 @@ std::vector<std::unique_ptr<ConfigSection>> ConfigFile::read() const {
   std::ostringstream text;
   text << in.rdbuf();
   if (in.bad()) throw std::invalid_argument(path_ + ": cannot read: " + std::strerror(errno));
-  return readText(path_, text.str());
+  return readText(text.str());
 }
 
 ConfigReport ConfigFile::reload(Agent& agent) { return apply(agent, read()); }

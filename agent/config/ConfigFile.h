@@ -1,8 +1,8 @@
 #pragma once
 // The switch's configuration file (kor-agent --config FILE): a JSON object
-// whose top-level keys belong to the sections, in the order the agent
-// creates what they name - hardware, VRFs, interfaces and LAGs, FECs and
-// routes (docs/config.md).
+// whose top-level keys belong to the sections the agent's modules read
+// (AgentModule::configSectionsAdd), applied in their rank order - hardware,
+// VRFs, interfaces and LAGs, FECs and routes (docs/config.md).
 //
 // reload() reads the whole file and checks it before anything is applied:
 // a file with any error (syntax, a duplicate or unknown key, a type, a
@@ -24,16 +24,17 @@ class Agent;
 
 class ConfigFile {
  public:
-  explicit ConfigFile(std::string path);
+  // The file at `path` for `agent`, whose modules give the sections.
+  ConfigFile(std::string path, Agent const& agent);
 
   std::string const& path() const { return path_; }
-  // The sections, empty, in creation order.
-  static std::vector<std::unique_ptr<ConfigSection>> sections();
+  // The sections, empty, in rank order.
+  std::vector<std::unique_ptr<ConfigSection>> sections() const;
   // Reads and checks the file: its sections, in creation order. Throws
   // std::invalid_argument "FILE: ..." on any error.
   std::vector<std::unique_ptr<ConfigSection>> read() const;
-  // The same for a document given as text (`path` names it in errors).
-  static std::vector<std::unique_ptr<ConfigSection>> readText(std::string const& path, std::string const& text);
+  // The same for a document given as text.
+  std::vector<std::unique_ptr<ConfigSection>> readText(std::string const& text) const;
   // Reads the file and applies its difference to what was applied last;
   // throws as read() does, with nothing applied.
   ConfigReport reload(Agent& agent);
@@ -43,6 +44,7 @@ class ConfigFile {
 
  private:
   std::string path_;
+  Agent const* agent_;
   std::vector<std::unique_ptr<ConfigSection>> applied_;
 };
 

@@ -30,6 +30,11 @@ class ConfigSection {
  public:
   virtual ~ConfigSection() = default;
 
+  // Where the section applies among the others: adds run in rising rank,
+  // removals in falling rank, so what an item names is applied before it
+  // and removed after it. Hardware 10, VRFs 20, interfaces and LAGs 30,
+  // FECs and routes 40; a new subsystem takes the place its inputs need.
+  virtual int rank() const = 0;
   // The document's top-level keys this section reads.
   virtual std::vector<std::string> keys() const = 0;
   // Reads and checks this section's keys of the document `doc`; adds to

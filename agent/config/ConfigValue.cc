@@ -2,7 +2,7 @@
 
 #include <cmath>
 
-#include "agent/ScenarioRunner.h"
+#include "agent/StatementArgs.h"
 
 namespace KorAgent {
 
@@ -102,7 +102,7 @@ std::string ConfigValue::word(std::initializer_list<char const*> words) const {
 double ConfigValue::duration() const {
   if (json_->is_string()) {
     try {
-      return ScenarioRunner::parseDuration(name());
+      return StatementArgs::parseDuration(name());
     } catch (ConfigError const&) {
       throw;
     } catch (std::exception const& e) {
@@ -111,8 +111,8 @@ double ConfigValue::duration() const {
   }
   if (!json_->is_number()) fail("expected a duration (seconds, or a string such as \"250ms\"), got " + typeText());
   double v = json_->get<double>();
-  if (!(v >= 0) || !std::isfinite(v) || v > ScenarioRunner::kMaxDuration)
-    fail("duration " + json_->dump() + " is out of range 0.." + std::to_string(int64_t(ScenarioRunner::kMaxDuration)) +
+  if (!(v >= 0) || !std::isfinite(v) || v > StatementArgs::kMaxDuration)
+    fail("duration " + json_->dump() + " is out of range 0.." + std::to_string(int64_t(StatementArgs::kMaxDuration)) +
          "s");
   return v;
 }

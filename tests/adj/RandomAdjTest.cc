@@ -23,6 +23,11 @@
 #include <vector>
 
 #include "agent/Agent.h"
+#include "agent/chip/ChipModule.h"
+#include "agent/fib/FibModule.h"
+#include "agent/intf/IntfModule.h"
+#include "agent/neigh/NeighbourModule.h"
+#include "agent/vrf/VrfModule.h"
 #include "kor/adj/AdjEntry.h"
 #include "kor/adj/AdjSm.h"
 #include "kor/l3/L3Status.h"
@@ -158,16 +163,16 @@ class RandomAdjTest : public ::testing::Test {
     agent_->exitFnIs([](int status) { FAIL() << "agent asked to exit with " << status; });
     m_ = Model();
     m_.intfs = {{IntfId::vlan(10), 10, false}, {IntfId::vlan(20), 20, false}, {IntfId::ethernet(5), 1006, true}};
-    agent_->routingIs(Kor::VrfName("default"), true, true, true);
+    agent_->module<KorAgent::VrfModule>().routingIs(Kor::VrfName("default"), true, true, true);
     for (auto const& l : m_.intfs) {
-      agent_->intfAdd(l.intf, std::nullopt, Kor::VlanId(l.vlan), l.routedPort);
+      agent_->module<KorAgent::IntfModule>().intfAdd(l.intf, std::nullopt, Kor::VlanId(l.vlan), l.routedPort);
       m_.up[l.intf] = true;
     }
     for (uint32_t p = 1; p <= 4; ++p) {
-      agent_->intfAdd(IntfId::ethernet(p), std::nullopt, std::nullopt);
+      agent_->module<KorAgent::IntfModule>().intfAdd(IntfId::ethernet(p), std::nullopt, std::nullopt);
       m_.up[IntfId::ethernet(p)] = true;
     }
-    agent_->lagAdd(IntfId::portChannel(1), {IntfId::ethernet(3), IntfId::ethernet(4)});
+    agent_->module<KorAgent::IntfModule>().lagAdd(IntfId::portChannel(1), {IntfId::ethernet(3), IntfId::ethernet(4)});
     m_.portToLag[IntfId::ethernet(3)] = IntfId::portChannel(1);
     m_.portToLag[IntfId::ethernet(4)] = IntfId::portChannel(1);
   }
@@ -187,7 +192,7 @@ class RandomAdjTest : public ::testing::Test {
   void fecChange(bool allowDelete) {
     uint64_t id = 1 + pick(12);
     if (m_.fecs.count(id) && allowDelete && coin(0.3)) {
-      agent_->fecDel(id);
+      agent_->module<KorAgent::FibModule>().fecDel(id);
       m_.fecs.erase(id);
       return;
     }
@@ -196,24 +201,24 @@ class RandomAdjTest : public ::testing::Test {
     bool v6 = m_.v6.count(id) ? m_.v6[id] : id % 3 == 0;
     bool flip = m_.fecs.count(id) && coin(0.15);
     if (flip) {
-      agent_->fecDel(id);
+      agent_->module<KorAgent::FibModule>().fecDel(id);
       m_.fecs.erase(id);
       v6 = !v6;
     }
     m_.v6[id] = v6;
-    std::vector<Agent::Via> vias;
+    std::vector<KorAgent::FibModule::Via> vias;
     std::vector<std::pair<std::string, IntfId>> mv;
     size_t n = 1 + pick(3);
     for (size_t i = 0; i < n; ++i) {
       auto h = (i && coin(0.2)) ? mv[0] : host(v6);  // sometimes a repeated via
-      Agent::Via v;
+      KorAgent::FibModule::Via v;
       v.hop = Nollo::IpGenAddr(h.first);
       v.intf = h.second;
       vias.push_back(v);
       mv.push_back(h);
     }
-    if (m_.fecs.count(id)) agent_->fecUpdate(id, vias);
-    else agent_->fecAdd(id, vias);
+    if (m_.fecs.count(id)) agent_->module<KorAgent::FibModule>().fecUpdate(id, vias);
+    else agent_->module<KorAgent::FibModule>().fecAdd(id, vias);
     m_.fecs[id] = mv;
   }
 
@@ -221,16 +226,16 @@ class RandomAdjTest : public ::testing::Test {
     auto h = host(coin(0.4));
     auto it = m_.neigh.find(h.first);
     if (it != m_.neigh.end() && coin(0.4)) {
-      agent_->arpDel(Kor::VrfName("default"), Nollo::IpGenAddr(h.first));
+      agent_->module<KorAgent::NeighbourModule>().arpDel(Kor::VrfName("default"), Nollo::IpGenAddr(h.first));
       m_.neigh.erase(it);
       return;
     }
     if (it != m_.neigh.end() && it->second.second != h.second) {
-      agent_->arpDel(Kor::VrfName("default"), Nollo::IpGenAddr(h.first));
+      agent_->module<KorAgent::NeighbourModule>().arpDel(Kor::VrfName("default"), Nollo::IpGenAddr(h.first));
       m_.neigh.erase(it);
     }
     Nollo::EthAddr m = mac();
-    agent_->arpAdd(Kor::VrfName("default"), Nollo::IpGenAddr(h.first), m, h.second);
+    agent_->module<KorAgent::NeighbourModule>().arpAdd(Kor::VrfName("default"), Nollo::IpGenAddr(h.first), m, h.second);
     m_.neigh[h.first] = {m, h.second};
   }
 
@@ -240,13 +245,13 @@ class RandomAdjTest : public ::testing::Test {
     IntfId port = IntfId::ethernet(uint32_t(1 + pick(4)));
     auto it = m_.macs.find({vlan, m});
     if (it == m_.macs.end()) {
-      agent_->macAdd(Kor::VlanId(vlan), m, port);
+      agent_->module<KorAgent::NeighbourModule>().macAdd(Kor::VlanId(vlan), m, port);
       m_.macs[{vlan, m}] = port;
     } else if (coin(0.4)) {
-      agent_->macDel(Kor::VlanId(vlan), m);
+      agent_->module<KorAgent::NeighbourModule>().macDel(Kor::VlanId(vlan), m);
       m_.macs.erase(it);
     } else {
-      agent_->macMove(Kor::VlanId(vlan), m, port);
+      agent_->module<KorAgent::NeighbourModule>().macMove(Kor::VlanId(vlan), m, port);
       it->second = port;
     }
   }
@@ -256,17 +261,17 @@ class RandomAdjTest : public ::testing::Test {
     auto it = m_.up.begin();
     std::advance(it, pick(m_.up.size()));
     it->second = !it->second;
-    agent_->intfLinkIs(it->first, it->second);
+    agent_->module<KorAgent::IntfModule>().intfLinkIs(it->first, it->second);
   }
 
   // Ethernet4 leaves or joins Port-Channel1 (Ethernet3 stays its member).
   void lagChange() {
     IntfId p = IntfId::ethernet(4), lag = IntfId::portChannel(1);
     if (m_.portToLag.count(p)) {
-      agent_->lagDel(lag, {p});
+      agent_->module<KorAgent::IntfModule>().lagDel(lag, {p});
       m_.portToLag.erase(p);
     } else {
-      agent_->lagAdd(lag, {p});
+      agent_->module<KorAgent::IntfModule>().lagAdd(lag, {p});
       m_.portToLag[p] = lag;
     }
   }
@@ -278,7 +283,7 @@ class RandomAdjTest : public ::testing::Test {
     if (coin(0.5)) inj.randomFaultIs(0.1 + 0.4 * coin(0.5), rng_(), answers[pick(3)]);
     else if (coin(0.5)) inj.kindFaultIs("l2adj", answers[pick(3)]);
     else inj.faultsDelAll();
-    agent_->chipRulesChanged();
+    agent_->module<KorAgent::ChipModule>().chipRulesChanged();
   }
 
   // Random changes of the given kinds, time advancing in between.
@@ -294,7 +299,7 @@ class RandomAdjTest : public ::testing::Test {
       if (coin(0.3)) agent_->runFor(0.001 * double(pick(300)));
     }
     agent_->chip()->injector().faultsDelAll();
-    agent_->chipRulesChanged();
+    agent_->module<KorAgent::ChipModule>().chipRulesChanged();
     agent_->runFor(1.0);
     agent_->runUntilIdle();
   }

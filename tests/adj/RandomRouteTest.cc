@@ -26,6 +26,11 @@
 #include <vector>
 
 #include "agent/Agent.h"
+#include "agent/chip/ChipModule.h"
+#include "agent/fib/FibModule.h"
+#include "agent/intf/IntfModule.h"
+#include "agent/neigh/NeighbourModule.h"
+#include "agent/vrf/VrfModule.h"
 #include "kor/adj/AdjEntry.h"
 #include "kor/l3/L3Status.h"
 #include "kor/l3/VrfL3Status.h"
@@ -82,12 +87,12 @@ class RandomRouteTest : public ::testing::Test {
              {Kor::VrfName("red"), IntfId::ethernet(5), 1005, true},
              {Kor::VrfName("blue"), IntfId::ethernet(6), 1006, true},
              {Kor::VrfName("green"), IntfId::vlan(30), 30, false}};
-    agent_->routingIs(vrfs_[0].name, true, true, true);
-    for (size_t i = 1; i < vrfs_.size(); ++i) agent_->vrfAdd(vrfs_[i].name);
+    agent_->module<KorAgent::VrfModule>().routingIs(vrfs_[0].name, true, true, true);
+    for (size_t i = 1; i < vrfs_.size(); ++i) agent_->module<KorAgent::VrfModule>().vrfAdd(vrfs_[i].name);
     for (auto const& v : vrfs_)
-      agent_->intfAdd(v.intf, v.name.isDefault() ? std::nullopt : std::optional(v.name), Kor::VlanId(v.vlan),
+      agent_->module<KorAgent::IntfModule>().intfAdd(v.intf, v.name.isDefault() ? std::nullopt : std::optional(v.name), Kor::VlanId(v.vlan),
                       v.routedPort);
-    agent_->exactMatchLengthsIs({64});
+    agent_->module<KorAgent::ChipModule>().exactMatchLengthsIs({64});
   }
 
   size_t pick(size_t n) { return std::uniform_int_distribution<size_t>(0, n - 1)(rng_); }
@@ -109,7 +114,7 @@ class RandomRouteTest : public ::testing::Test {
     if (v6) return k < 5 ? "2001:db8:" + std::to_string(k) + "::/48" : "2001:db8:1:" + std::to_string(k) + "::/64";
     return k < 5 ? "20." + std::to_string(k) + ".0.0/16" : "20.1." + std::to_string(k) + ".0/24";
   }
-  static Agent::Prefix parse(std::string const& p, bool v6) {
+  static KorAgent::FibModule::Prefix parse(std::string const& p, bool v6) {
     if (v6) return Nollo::Ip6Prefix(p);
     return Nollo::IpPrefix(p);
   }
@@ -123,17 +128,17 @@ class RandomRouteTest : public ::testing::Test {
     if (v.fecs.count(id) && coin(0.3)) {
       for (auto const& [p, f] : routes)
         if (f == id) return;
-      agent_->fecDel(id);
+      agent_->module<KorAgent::FibModule>().fecDel(id);
       v.fecs.erase(id);
       return;
     }
-    std::vector<Agent::Via> vias(1 + pick(3));
+    std::vector<KorAgent::FibModule::Via> vias(1 + pick(3));
     for (auto& via : vias) {
       via.hop = Nollo::IpGenAddr(host(v, v6));
       via.intf = v.intf;
     }
-    if (v.fecs.count(id)) agent_->fecUpdate(id, vias);
-    else agent_->fecAdd(id, vias, v.name);
+    if (v.fecs.count(id)) agent_->module<KorAgent::FibModule>().fecUpdate(id, vias);
+    else agent_->module<KorAgent::FibModule>().fecAdd(id, vias, v.name);
     v.fecs[id] = v6;
   }
 
@@ -145,7 +150,7 @@ class RandomRouteTest : public ::testing::Test {
     std::string p = prefix(v6);
     auto it = routes.find(p);
     if (it != routes.end() && coin(0.35)) {
-      agent_->routeDel(v.name, parse(p, v6));
+      agent_->module<KorAgent::FibModule>().routeDel(v.name, parse(p, v6));
       routes.erase(it);
       return;
     }
@@ -155,7 +160,7 @@ class RandomRouteTest : public ::testing::Test {
       if (fam == v6) fecs.push_back(id);
     if (fecs.empty()) return;
     uint64_t id = fecs[pick(fecs.size())];
-    agent_->routeAdd(v.name, parse(p, v6), id);
+    agent_->module<KorAgent::FibModule>().routeAdd(v.name, parse(p, v6), id);
     routes[p] = id;
   }
 
@@ -164,10 +169,10 @@ class RandomRouteTest : public ::testing::Test {
     if (!v.announced) return;
     std::string h = host(v, coin(0.5));
     if (v.neigh.count(h)) {
-      agent_->arpDel(v.name, Nollo::IpGenAddr(h));
+      agent_->module<KorAgent::NeighbourModule>().arpDel(v.name, Nollo::IpGenAddr(h));
       v.neigh.erase(h);
     } else {
-      agent_->arpAdd(v.name, Nollo::IpGenAddr(h), Nollo::EthAddr::fromUint64(0x001c73000000ull + 1 + pick(6)), v.intf);
+      agent_->module<KorAgent::NeighbourModule>().arpAdd(v.name, Nollo::IpGenAddr(h), Nollo::EthAddr::fromUint64(0x001c73000000ull + 1 + pick(6)), v.intf);
       v.neigh[h] = true;
     }
   }
@@ -175,11 +180,11 @@ class RandomRouteTest : public ::testing::Test {
   void vrfChange() {
     Vrf& v = vrfs_[1 + pick(vrfs_.size() - 1)];
     if (v.announced) {
-      agent_->vrfDel(v.name);
+      agent_->module<KorAgent::VrfModule>().vrfDel(v.name);
       v.announced = false;
     } else {
       // Announced again with both families on; its FIB is still there.
-      agent_->vrfAdd(v.name);
+      agent_->module<KorAgent::VrfModule>().vrfAdd(v.name);
       v.announced = true;
       v.on4 = v.on6 = true;
     }
@@ -191,7 +196,7 @@ class RandomRouteTest : public ::testing::Test {
     bool v6 = coin(0.5);
     bool& on = v6 ? v.on6 : v.on4;
     on = !on;
-    agent_->routingIs(v.name, !v6, v6, on);
+    agent_->module<KorAgent::VrfModule>().routingIs(v.name, !v6, v6, on);
   }
 
   void chipChange() {
@@ -209,9 +214,9 @@ class RandomRouteTest : public ::testing::Test {
       t->capacityIs(coin(0.5) ? t->size() + pick(3) : SoftChip::ChipTableBase::kUnlimited);
     } else {
       static std::vector<uint32_t> const lengths[] = {{}, {64}, {48, 64}};
-      agent_->exactMatchLengthsIs(lengths[pick(3)]);
+      agent_->module<KorAgent::ChipModule>().exactMatchLengthsIs(lengths[pick(3)]);
     }
-    agent_->chipRulesChanged();
+    agent_->module<KorAgent::ChipModule>().chipRulesChanged();
   }
 
   void run(uint64_t steps) {
@@ -231,7 +236,7 @@ class RandomRouteTest : public ::testing::Test {
     chip->injector().faultsDelAll();
     for (char const* t : {"route4", "route6", "route6em"})
       chip->table(t)->capacityIs(SoftChip::ChipTableBase::kUnlimited);
-    agent_->chipRulesChanged();
+    agent_->module<KorAgent::ChipModule>().chipRulesChanged();
     // Past the deletion delay, then past the retry period of whatever a
     // refusal left unprogrammed.
     for (int i = 0; i < 3; ++i) {

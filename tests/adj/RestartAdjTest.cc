@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "agent/Agent.h"
+#include "agent/fib/FibModule.h"
 #include "agent/ScenarioRunner.h"
 #include "softchip/adj/SoftAdjSmHelper.h"
 #include "softchip/SoftChip.h"
@@ -152,7 +153,7 @@ init
   auto c0 = table.counters();
 
   // FEC 2 goes while the library is down: nothing claims its L2 adjacency.
-  agent.restart([&] { agent.fecDel(2); });
+  agent.restart([&] { agent.module<KorAgent::FibModule>().fecDel(2); });
   agent.loop()->runFor(5.0);
   auto const c = table.counters();
   EXPECT_EQ(table.size(), 1u);

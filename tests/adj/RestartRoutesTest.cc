@@ -12,6 +12,11 @@
 #include <vector>
 
 #include "agent/Agent.h"
+#include "agent/chip/ChipModule.h"
+#include "agent/fib/FibModule.h"
+#include "agent/intf/IntfModule.h"
+#include "agent/neigh/NeighbourModule.h"
+#include "agent/vrf/VrfModule.h"
 #include "kor/l3/L3Status.h"
 #include "kor/l3/VrfL3Status.h"
 #include "nollo/IpPrefix.h"
@@ -41,8 +46,8 @@ Nollo::Ip6Prefix prefix6(uint32_t i) {
   return Nollo::Ip6Prefix(Nollo::IpAddr6(b), i % 2 ? 64 : 56);
 }
 
-Agent::Via via(char const* hop, IntfId const& intf) {
-  Agent::Via v;
+KorAgent::FibModule::Via via(char const* hop, IntfId const& intf) {
+  KorAgent::FibModule::Via v;
   v.hop = Nollo::IpGenAddr(hop);
   v.intf = intf;
   return v;
@@ -55,27 +60,27 @@ class RestartRoutesTest : public ::testing::Test {
     agent_ = std::make_unique<Agent>(Vix::makePtr<Vix::ManualTimeSource>(0.0));
     agent_->exitFnIs([](int status) { FAIL() << "agent asked to exit with " << status; });
     Kor::VrfName def("default"), red("red");
-    agent_->routingIs(def, true, true, true);
-    agent_->vrfAdd(red);
-    agent_->exactMatchLengthsIs({64});
-    agent_->intfAdd(IntfId::vlan(10), std::nullopt, Kor::VlanId(10));
-    agent_->intfAdd(IntfId::ethernet(5), red, Kor::VlanId(1006), true);
+    agent_->module<KorAgent::VrfModule>().routingIs(def, true, true, true);
+    agent_->module<KorAgent::VrfModule>().vrfAdd(red);
+    agent_->module<KorAgent::ChipModule>().exactMatchLengthsIs({64});
+    agent_->module<KorAgent::IntfModule>().intfAdd(IntfId::vlan(10), std::nullopt, Kor::VlanId(10));
+    agent_->module<KorAgent::IntfModule>().intfAdd(IntfId::ethernet(5), red, Kor::VlanId(1006), true);
     for (uint32_t h = 2; h <= 5; ++h) {
       auto mac = Nollo::EthAddr::fromUint64(0x001c73000000ull + h);
-      agent_->arpAdd(def, Nollo::IpGenAddr("10.1.0." + std::to_string(h)), mac, IntfId::vlan(10));
-      agent_->arpAdd(def, Nollo::IpGenAddr("2001:db8::" + std::to_string(h)), mac, IntfId::vlan(10));
-      agent_->arpAdd(red, Nollo::IpGenAddr("10.5.0." + std::to_string(h)), mac, IntfId::ethernet(5));
+      agent_->module<KorAgent::NeighbourModule>().arpAdd(def, Nollo::IpGenAddr("10.1.0." + std::to_string(h)), mac, IntfId::vlan(10));
+      agent_->module<KorAgent::NeighbourModule>().arpAdd(def, Nollo::IpGenAddr("2001:db8::" + std::to_string(h)), mac, IntfId::vlan(10));
+      agent_->module<KorAgent::NeighbourModule>().arpAdd(red, Nollo::IpGenAddr("10.5.0." + std::to_string(h)), mac, IntfId::ethernet(5));
     }
     IntfId v10 = IntfId::vlan(10), e5 = IntfId::ethernet(5);
-    agent_->fecAdd(1, {via("10.1.0.2", v10)});
-    agent_->fecAdd(2, {via("10.1.0.2", v10), via("10.1.0.3", v10), via("10.1.0.4", v10)});
-    agent_->fecAdd(3, {via("10.1.0.5", v10)});
-    agent_->fecAdd(4, {via("2001:db8::2", v10), via("2001:db8::3", v10)});
-    agent_->fecAdd(5, {via("2001:db8::4", v10)});
-    agent_->fecAdd(6, {via("10.5.0.2", e5), via("10.5.0.3", e5)}, red);
-    agent_->fecAdd(7, {via("10.5.0.4", e5)}, red);
-    auto def4 = agent_->fibRoutes4(def), red4 = agent_->fibRoutes4(red);
-    auto def6 = agent_->fibRoutes6(def);
+    agent_->module<KorAgent::FibModule>().fecAdd(1, {via("10.1.0.2", v10)});
+    agent_->module<KorAgent::FibModule>().fecAdd(2, {via("10.1.0.2", v10), via("10.1.0.3", v10), via("10.1.0.4", v10)});
+    agent_->module<KorAgent::FibModule>().fecAdd(3, {via("10.1.0.5", v10)});
+    agent_->module<KorAgent::FibModule>().fecAdd(4, {via("2001:db8::2", v10), via("2001:db8::3", v10)});
+    agent_->module<KorAgent::FibModule>().fecAdd(5, {via("2001:db8::4", v10)});
+    agent_->module<KorAgent::FibModule>().fecAdd(6, {via("10.5.0.2", e5), via("10.5.0.3", e5)}, red);
+    agent_->module<KorAgent::FibModule>().fecAdd(7, {via("10.5.0.4", e5)}, red);
+    auto def4 = agent_->module<KorAgent::FibModule>().fibRoutes4(def), red4 = agent_->module<KorAgent::FibModule>().fibRoutes4(red);
+    auto def6 = agent_->module<KorAgent::FibModule>().fibRoutes6(def);
     for (uint32_t i = 0; i < kRoutes4; ++i) {
       def4->routeIs(Quill::Fib::Route(prefix4(i), fec(1 + i % 3)));
       red4->routeIs(Quill::Fib::Route(prefix4(i), fec(6 + i % 2)));
@@ -147,8 +152,8 @@ TEST_F(RestartRoutesTest, UnchangedRoutesAndAdjacenciesAreOnlySynced) {
 TEST_F(RestartRoutesTest, OnlyRoutesChangedAcrossTheRestartAreWritten) {
   Kor::VrfName def("default"), red("red");
   agent_->restart();
-  auto def4 = agent_->fibRoutes4(def), red4 = agent_->fibRoutes4(red);
-  auto def6 = agent_->fibRoutes6(def);
+  auto def4 = agent_->module<KorAgent::FibModule>().fibRoutes4(def), red4 = agent_->module<KorAgent::FibModule>().fibRoutes4(red);
+  auto def6 = agent_->module<KorAgent::FibModule>().fibRoutes6(def);
   def4->routeIs(Quill::Fib::Route(prefix4(0), fec(2)));
   def4->routeIs(Quill::Fib::Route(prefix4(1000), fec(3)));
   red4->routeIs(Quill::Fib::Route(prefix4(7), fec(6)));
@@ -184,7 +189,7 @@ TEST_F(RestartRoutesTest, RoutesOfAVrfDeletedWhileDownLeaveTheChip) {
   for (auto const& e : routes4().entries())
     if (e.first.vrfId == redId) ++redRoutes;
   ASSERT_GT(redRoutes, 0u);
-  restartAndSettle([&] { agent_->vrfDel(red); });
+  restartAndSettle([&] { agent_->module<KorAgent::VrfModule>().vrfDel(red); });
   for (auto const& e : routes4().entries()) ASSERT_NE(e.first.vrfId, redId);
   EXPECT_EQ(routes4().size(), before - redRoutes);
   EXPECT_EQ(changes(), (std::vector<std::string>{"route4 0/0/" + std::to_string(redRoutes), "route6 0/0/0",

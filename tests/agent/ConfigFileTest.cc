@@ -62,7 +62,7 @@ class ConfigFileTest : public ::testing::Test {
     char tmpl[] = "/tmp/kor-config-XXXXXX";
     dir_ = ::mkdtemp(tmpl);
     path_ = dir_ + "/switch.json";
-    file_ = std::make_unique<ConfigFile>(path_);
+    file_ = std::make_unique<ConfigFile>(path_, agent_);
   }
   ~ConfigFileTest() override { std::filesystem::remove_all(dir_); }
 
@@ -271,7 +271,7 @@ TEST_F(ConfigFileTest, TheReloadStatementNeedsAFileAndAnswersWhatItApplied) {
 }
 
 TEST_F(ConfigFileTest, TheExampleConfigurationIsGood) {
-  auto sections = ConfigFile(KOR_DOCS_DIR "/examples/switch.json").read();
+  auto sections = ConfigFile(KOR_DOCS_DIR "/examples/switch.json", agent_).read();
   EXPECT_EQ(sections.size(), 4u);
 }
 

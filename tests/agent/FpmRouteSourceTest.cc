@@ -15,6 +15,10 @@
 #include <vector>
 
 #include "agent/Agent.h"
+#include "agent/fib/FibModule.h"
+#include "agent/intf/IntfModule.h"
+#include "agent/neigh/NeighbourModule.h"
+#include "agent/vrf/VrfModule.h"
 #include "agent/FpmRouteSource.h"
 #include "feeds/FpmFrameReader.h"
 #include "feeds/NetlinkDecoder.h"
@@ -80,15 +84,15 @@ class FpmRouteSourceTest : public ::testing::Test {
   void SetUp() override {
     FPM_ROUTE_SKIPPED.reset();
     Kor::VrfName def("default"), red("red");
-    agent_.routingIs(def, true, true, true);
-    agent_.vrfAdd(red);
-    agent_.intfAdd(IntfId::vlan(10), std::nullopt, Kor::VlanId(10));
-    agent_.intfAdd(IntfId::ethernet(5), red, Kor::VlanId(1006), true);
+    agent_.module<KorAgent::VrfModule>().routingIs(def, true, true, true);
+    agent_.module<KorAgent::VrfModule>().vrfAdd(red);
+    agent_.module<KorAgent::IntfModule>().intfAdd(IntfId::vlan(10), std::nullopt, Kor::VlanId(10));
+    agent_.module<KorAgent::IntfModule>().intfAdd(IntfId::ethernet(5), red, Kor::VlanId(1006), true);
     for (int h = 2; h <= 4; ++h) {
       auto mac = Nollo::EthAddr::fromUint64(0x001c73000000ull + h);
-      agent_.arpAdd(def, IpGenAddr("10.1.0." + std::to_string(h)), mac, IntfId::vlan(10));
-      agent_.arpAdd(def, IpGenAddr("2001:db8::" + std::to_string(h)), mac, IntfId::vlan(10));
-      agent_.arpAdd(red, IpGenAddr("10.5.0." + std::to_string(h)), mac, IntfId::ethernet(5));
+      agent_.module<KorAgent::NeighbourModule>().arpAdd(def, IpGenAddr("10.1.0." + std::to_string(h)), mac, IntfId::vlan(10));
+      agent_.module<KorAgent::NeighbourModule>().arpAdd(def, IpGenAddr("2001:db8::" + std::to_string(h)), mac, IntfId::vlan(10));
+      agent_.module<KorAgent::NeighbourModule>().arpAdd(red, IpGenAddr("10.5.0." + std::to_string(h)), mac, IntfId::ethernet(5));
     }
     agent_.init();
     agent_.runUntilIdle();
@@ -98,10 +102,10 @@ class FpmRouteSourceTest : public ::testing::Test {
   uint64_t fibFec(char const* prefix, char const* vrf = "default") {
     std::string p = prefix;
     if (p.find(':') != std::string::npos) {
-      auto t = agent_.fibRoutes6(vrf);
+      auto t = agent_.module<KorAgent::FibModule>().fibRoutes6(vrf);
       return t->routeHas(Nollo::Ip6Prefix(p)) ? t->route(Nollo::Ip6Prefix(p)).fecId().index() : 0;
     }
-    auto t = agent_.fibRoutes4(vrf);
+    auto t = agent_.module<KorAgent::FibModule>().fibRoutes4(vrf);
     return t->routeHas(Nollo::IpPrefix(p)) ? t->route(Nollo::IpPrefix(p)).fecId().index() : 0;
   }
   // The chip's route: "routeType fec N" or "".
@@ -164,7 +168,7 @@ TEST_F(FpmRouteSourceTest, GroupsAndInlineSetsBecomeSharedFecsAndReachTheChip) {
 
   EXPECT_EQ(src_.fecs(), 5u);
   uint64_t g = fibFec("10.20.0.0/16"), set = fibFec("10.30.0.0/16");
-  EXPECT_GE(g, Agent::kRouteSourceFecBase);
+  EXPECT_GE(g, KorAgent::FibModule::kRouteSourceFecBase);
   EXPECT_EQ(fibFec("10.21.0.0/16"), g);
   EXPECT_EQ(fibFec("10.31.0.0/16"), set);
   EXPECT_NE(fibFec("10.22.0.0/16"), g);
@@ -360,7 +364,7 @@ TEST_F(FpmRouteSourceTest, MoreNextHopsThanAFecHoldsAreRefusedVisibly) {
   for (uint32_t i = 0; i < 4000; ++i) hops.push_back(hop(gateway(i).c_str(), 10));
   src_.handle(route("10.30.0.0/16", hops));
   agent_.runFor(1.0);
-  EXPECT_NE(logs().find("10.30.0.0/16 in table 254 skipped: FEC " + std::to_string(Agent::kRouteSourceFecBase) +
+  EXPECT_NE(logs().find("10.30.0.0/16 in table 254 skipped: FEC " + std::to_string(KorAgent::FibModule::kRouteSourceFecBase) +
                         " has 4000 paths, more than the 1056 one FEC can hold"),
             std::string::npos);
 

@@ -16,6 +16,9 @@
 #include <vector>
 
 #include "agent/Agent.h"
+#include "agent/fib/FibModule.h"
+#include "agent/intf/IntfModule.h"
+#include "agent/vrf/VrfModule.h"
 #include "agent/FpmRouteSource.h"
 #include "agent/FpmServer.h"
 #include "feeds/NetlinkEncoder.h"
@@ -38,8 +41,8 @@ NlRoute route4(uint32_t net, uint32_t nhId) {
 class FpmServerTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    agent_.routingIs(Kor::VrfName("default"), true, true, true);
-    agent_.intfAdd(Nollo::IntfId::vlan(10), std::nullopt, Kor::VlanId(10));
+    agent_.module<KorAgent::VrfModule>().routingIs(Kor::VrfName("default"), true, true, true);
+    agent_.module<KorAgent::IntfModule>().intfAdd(Nollo::IntfId::vlan(10), std::nullopt, Kor::VlanId(10));
     agent_.init();
     ASSERT_TRUE(server_.listenIs("127.0.0.1:0")) << server_.errorText();
     KorFeeds::NlNexthopObject o;
@@ -122,7 +125,7 @@ TEST_F(FpmServerTest, BadAttributeSkipsItsMessageAndTheConnectionStays) {
   EXPECT_EQ(src_.routes(), 2u) << agent_.show("fpm", false);
   EXPECT_EQ(server_.decoderCounters().badAttrSize, 1u);
   EXPECT_TRUE(server_.connected());
-  auto fib = agent_.fibRoutes4("default");
+  auto fib = agent_.module<KorAgent::FibModule>().fibRoutes4("default");
   EXPECT_FALSE(fib->routeHas(std::get<Nollo::IpPrefix>(route4(1, 1).prefix)));
   EXPECT_TRUE(fib->routeHas(std::get<Nollo::IpPrefix>(route4(2, 1).prefix)));
   std::string shown = agent_.show("fpm", false);

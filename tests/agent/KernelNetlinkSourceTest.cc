@@ -20,6 +20,8 @@
 #include <vector>
 
 #include "agent/Agent.h"
+#include "agent/fib/FibModule.h"
+#include "agent/intf/IntfModule.h"
 #include "agent/KernelIntfMap.h"
 #include "agent/KernelNetlinkSource.h"
 #include "agent/ScenarioRunner.h"
@@ -136,17 +138,17 @@ TEST_F(KernelNetlinkSourceTest, AppliesLinksAddressesAndNeighbours) {
 
   // A route through the neighbour resolves in the chip.
   agent_.init();
-  Agent::Via via;
+  KorAgent::FibModule::Via via;
   via.hop = Nollo::IpGenAddr("10.1.0.2");
   via.intf = Nollo::IntfId("Ethernet2");
-  agent_.fecAdd(1, {via}, "red");
-  agent_.routeAdd("red", Nollo::IpPrefix("10.9.0.0/16"), 1);
+  agent_.module<KorAgent::FibModule>().fecAdd(1, {via}, "red");
+  agent_.module<KorAgent::FibModule>().routeAdd("red", Nollo::IpPrefix("10.9.0.0/16"), 1);
   agent_.runUntilIdle();
   std::string l2 = agent_.show("l2adj", false);
   EXPECT_NE(l2.find("installed fecs 1: routingAdj {10.1.0.2: nextHopArpResolved 00:1c:73:00:00:02 vlan 1006 Ethernet2"),
             std::string::npos)
       << l2;
-  std::string route = agent_.showRouteLookup("red", Nollo::IpGenAddr("10.9.1.1"), false);
+  std::string route = agent_.module<KorAgent::FibModule>().showRouteLookup("red", Nollo::IpGenAddr("10.9.1.1"), false);
   EXPECT_NE(route.find("10.9.0.0/16"), std::string::npos) << route;
 }
 
@@ -237,7 +239,7 @@ TEST_F(KernelNetlinkSourceTest, BadObjectsAreCountedAndSkipped) {
   EXPECT_EQ(map_.link(8), nullptr);
 
   // The agent refuses an interface it already has: counted, the others go on.
-  agent_.intfAdd(Nollo::IntfId("Ethernet7"), std::nullopt, std::nullopt);
+  agent_.module<KorAgent::IntfModule>().intfAdd(Nollo::IntfId("Ethernet7"), std::nullopt, std::nullopt);
   source_.handleLink(link(9, "Ethernet7"));
   source_.handleLink(link(11, "ve11"));
   EXPECT_EQ(source_.counters().refused, 2u);
@@ -246,7 +248,7 @@ TEST_F(KernelNetlinkSourceTest, BadObjectsAreCountedAndSkipped) {
       << source_.errors().back();
   EXPECT_NE(group(inputs(), "interfaces").find("Ethernet11"), std::string::npos);
   // ... and applies it once the agent lets it (the next change of the link).
-  agent_.intfDel(Nollo::IntfId("Ethernet7"));
+  agent_.module<KorAgent::IntfModule>().intfDel(Nollo::IntfId("Ethernet7"));
   NlLink again = link(9, "Ethernet7");
   again.up = false;
   source_.handleLink(again);

@@ -1,9 +1,10 @@
-#include "agent/config/InterfaceSection.h"
+#include "agent/intf/InterfaceSection.h"
 
 #include <algorithm>
 #include <iterator>
 
 #include "agent/Agent.h"
+#include "agent/intf/IntfModule.h"
 #include "agent/config/ConfigNames.h"
 #include "agent/config/ConfigReport.h"
 #include "agent/config/ConfigValue.h"
@@ -77,7 +78,7 @@ void InterfaceSection::doApplyRemovals(Agent& agent, ConfigSection const& nextSe
   for (auto it = lags_.begin(); it != lags_.end();) {
     auto n = next.lags_.find(it->first);
     auto const leaving = n == next.lags_.end() ? minus(it->second, {}) : minus(it->second, n->second);
-    if (!leaving.empty() && report.doInput(lagPointer(it->first), [&] { agent.lagDel(it->first, leaving); }))
+    if (!leaving.empty() && report.doInput(lagPointer(it->first), [&] { agent.module<IntfModule>().lagDel(it->first, leaving); }))
       for (auto const& p : leaving) it->second.erase(p);
     if (it->second.empty()) it = lags_.erase(it);
     else ++it;
@@ -89,7 +90,7 @@ void InterfaceSection::doApplyRemovals(Agent& agent, ConfigSection const& nextSe
         auto n = next.intfs_.find(intf);
         return n == next.intfs_.end() || n->second.vrf != have.vrf || n->second.routed != have.routed;
       },
-      [&](Nollo::IntfId const& intf, Intf const&) { agent.intfDel(intf); });
+      [&](Nollo::IntfId const& intf, Intf const&) { agent.module<IntfModule>().intfDel(intf); });
 }
 
 void InterfaceSection::doApplyAdds(Agent& agent, ConfigSection const& nextSection, ConfigReport& report) {
@@ -100,13 +101,13 @@ void InterfaceSection::doApplyAdds(Agent& agent, ConfigSection const& nextSectio
     std::string const p = intfPointer(intf);
     auto it = intfs_.find(intf);
     if (it == intfs_.end()) {
-      if (report.doInput(p, [&] { agent.intfAdd(intf, want.vrf, want.vlan, want.routed, want.up); }))
+      if (report.doInput(p, [&] { agent.module<IntfModule>().intfAdd(intf, want.vrf, want.vlan, want.routed, want.up); }))
         intfs_.emplace(intf, want);
       continue;
     }
     Intf& have = it->second;
-    if (have.vlan != want.vlan && report.doInput(p, [&] { agent.intfVlanIs(intf, want.vlan); })) have.vlan = want.vlan;
-    if (have.up != want.up && report.doInput(p, [&] { agent.intfLinkIs(intf, want.up); })) have.up = want.up;
+    if (have.vlan != want.vlan && report.doInput(p, [&] { agent.module<IntfModule>().intfVlanIs(intf, want.vlan); })) have.vlan = want.vlan;
+    if (have.up != want.up && report.doInput(p, [&] { agent.module<IntfModule>().intfLinkIs(intf, want.up); })) have.up = want.up;
   }
   // Memberships after the interfaces, as a port channel's ports come up
   // before they join it.
@@ -115,7 +116,7 @@ void InterfaceSection::doApplyAdds(Agent& agent, ConfigSection const& nextSectio
     auto const& want = kv.second;
     auto const& have = lags_[lag];
     auto const joining = minus(want, have);
-    if (!joining.empty() && report.doInput(lagPointer(lag), [&] { agent.lagAdd(lag, joining); }))
+    if (!joining.empty() && report.doInput(lagPointer(lag), [&] { agent.module<IntfModule>().lagAdd(lag, joining); }))
       lags_[lag].insert(joining.begin(), joining.end());
     if (lags_[lag].empty()) lags_.erase(lag);
   }

@@ -25,6 +25,7 @@ namespace KorAgent {
 
 class HardwareSection : public ConfigSection {
  public:
+  int rank() const override { return 10; }
   std::vector<std::string> keys() const override { return {"hardware", "knobs"}; }
   void parse(ConfigValue const& doc, ConfigNames& names) override;
   // Settings have nothing that depends on them in the file: a setting that

@@ -35,6 +35,7 @@ class InterfaceSection : public ConfigSection {
     bool operator==(Intf const&) const = default;
   };
 
+  int rank() const override { return 30; }
   std::vector<std::string> keys() const override { return {"interfaces", "lags"}; }
   void parse(ConfigValue const& doc, ConfigNames& names) override;
   void doApplyRemovals(Agent& agent, ConfigSection const& next, ConfigReport& report) override;

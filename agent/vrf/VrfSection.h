@@ -26,6 +26,7 @@ class VrfSection : public ConfigSection {
     bool operator==(Routing const&) const = default;
   };
 
+  int rank() const override { return 20; }
   std::vector<std::string> keys() const override { return {"vrfs"}; }
   void parse(ConfigValue const& doc, ConfigNames& names) override;
   void doApplyRemovals(Agent& agent, ConfigSection const& next, ConfigReport& report) override;

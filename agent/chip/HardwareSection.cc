@@ -1,6 +1,8 @@
-#include "agent/config/HardwareSection.h"
+#include "agent/chip/HardwareSection.h"
 
 #include "agent/Agent.h"
+#include "agent/chip/ChipModule.h"
+#include "agent/vrf/VrfModule.h"
 #include "agent/config/ConfigReport.h"
 #include "agent/config/ConfigValue.h"
 #include "models/routing/RoutesInExactMatch.h"
@@ -30,9 +32,9 @@ void HardwareSection::parse(ConfigValue const& doc, ConfigNames&) {
   if (doc.has("knobs")) {
     for (auto const& [knob, v] : doc.at("knobs").members()) {
       if (knob == "maxEcmp" || knob == "adjSharing") v.fail("'" + knob + "' is a hardware setting: under /hardware");
-      if (!Agent::knobKnown(knob)) v.fail("unknown knob '" + v.keyParsed<std::string>(knob) + "'");
+      if (!VrfModule::knobKnown(knob)) v.fail("unknown knob '" + v.keyParsed<std::string>(knob) + "'");
       // A nice value is what setpriority() takes.
-      knobs_[knob] = Agent::knobIsInteger(knob) ? double(v.signedInt(-20, 19)) : v.duration();
+      knobs_[knob] = VrfModule::knobIsInteger(knob) ? double(v.signedInt(-20, 19)) : v.duration();
     }
   }
 }
@@ -41,26 +43,26 @@ void HardwareSection::doApplyAdds(Agent& agent, ConfigSection const& nextSection
   auto const& next = static_cast<HardwareSection const&>(nextSection);
   // The capabilities first: the FECs and routes that come after are
   // reviewed against them.
-  if (maxEcmp_ != next.maxEcmp_ && report.doInput("/hardware/maxEcmp", [&] { agent.maxEcmpIs(next.maxEcmp_); }))
+  if (maxEcmp_ != next.maxEcmp_ && report.doInput("/hardware/maxEcmp", [&] { agent.module<ChipModule>().maxEcmpIs(next.maxEcmp_); }))
     maxEcmp_ = next.maxEcmp_;
   if (exactMatchLengths_ != next.exactMatchLengths_ &&
       report.doInput("/hardware/exactMatchLengths", [&] {
-        agent.exactMatchLengthsIs(std::vector<uint32_t>(next.exactMatchLengths_.begin(), next.exactMatchLengths_.end()));
+        agent.module<ChipModule>().exactMatchLengthsIs(std::vector<uint32_t>(next.exactMatchLengths_.begin(), next.exactMatchLengths_.end()));
       }))
     exactMatchLengths_ = next.exactMatchLengths_;
   // After init a new sharing mode makes the library ask its host to exit
   // (a daemon restarts it in process): the last hardware change.
   if (adjSharing_ != next.adjSharing_ &&
-      report.doInput("/hardware/adjSharing", [&] { agent.adjSharingIs(next.adjSharing_); }))
+      report.doInput("/hardware/adjSharing", [&] { agent.module<ChipModule>().adjSharingIs(next.adjSharing_); }))
     adjSharing_ = next.adjSharing_;
   // Knobs the file drops return to their defaults; then the named ones.
   for (auto it = knobs_.begin(); it != knobs_.end();) {
     std::string const& knob = it->first;
     double const value = it->second;
-    double const def = Agent::knobDefault(knob);
+    double const def = VrfModule::knobDefault(knob);
     bool const dropped = !next.knobs_.count(knob);
     if (dropped && value != def &&
-        !report.doInput((nlohmann::json::json_pointer("/knobs") / knob).to_string(), [&] { agent.knobIs(knob, def); })) {
+        !report.doInput((nlohmann::json::json_pointer("/knobs") / knob).to_string(), [&] { agent.module<VrfModule>().knobIs(knob, def); })) {
       ++it;
       continue;
     }
@@ -70,9 +72,9 @@ void HardwareSection::doApplyAdds(Agent& agent, ConfigSection const& nextSection
     std::string const& knob = kv.first;
     double const value = kv.second;
     auto it = knobs_.find(knob);
-    double const have = it == knobs_.end() ? Agent::knobDefault(knob) : it->second;
+    double const have = it == knobs_.end() ? VrfModule::knobDefault(knob) : it->second;
     if (have != value && !report.doInput((nlohmann::json::json_pointer("/knobs") / knob).to_string(),
-                                         [&] { agent.knobIs(knob, value); }))
+                                         [&] { agent.module<VrfModule>().knobIs(knob, value); }))
       continue;
     knobs_[knob] = value;
   }

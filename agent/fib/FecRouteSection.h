@@ -24,6 +24,7 @@
 #include <vector>
 
 #include "agent/Agent.h"
+#include "agent/fib/FibModule.h"
 #include "agent/config/ConfigSection.h"
 #include "kor/common/VrfName.h"
 #include "quill/FecType.h"
@@ -36,17 +37,18 @@ class FecRouteSection : public ConfigSection {
     Kor::VrfName vrf;
     Quill::Fib::FecType type = Quill::Fib::FecType::forward;
     bool v6 = false;
-    std::vector<Agent::Via> vias;
+    std::vector<FibModule::Via> vias;
     bool operator==(Fec const&) const = default;
   };
   struct Route {
-    Agent::Prefix prefix;
+    FibModule::Prefix prefix;
     uint64_t fec = 0;
     bool operator==(Route const&) const = default;
   };
   // A route's VRF and its prefix as text ("10.0.0.0/8").
   using RouteKey = std::pair<Kor::VrfName, std::string>;
 
+  int rank() const override { return 40; }
   std::vector<std::string> keys() const override { return {"fecs", "routes"}; }
   void parse(ConfigValue const& doc, ConfigNames& names) override;
   void doApplyRemovals(Agent& agent, ConfigSection const& next, ConfigReport& report) override;

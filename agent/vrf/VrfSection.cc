@@ -1,6 +1,7 @@
-#include "agent/config/VrfSection.h"
+#include "agent/vrf/VrfSection.h"
 
 #include "agent/Agent.h"
+#include "agent/vrf/VrfModule.h"
 #include "agent/config/ConfigNames.h"
 #include "agent/config/ConfigReport.h"
 #include "agent/config/ConfigValue.h"
@@ -36,7 +37,7 @@ void VrfSection::doRoutingIs(Agent& agent, Kor::VrfName const& vrf, Routing from
   for (bool on : {false, true}) {
     bool const v4 = from.v4 != to.v4 && to.v4 == on, v6 = from.v6 != to.v6 && to.v6 == on;
     if (!v4 && !v6) continue;
-    if (!report.doInput(pointerOf(vrf), [&] { agent.routingIs(vrf, v4, v6, on); })) continue;
+    if (!report.doInput(pointerOf(vrf), [&] { agent.module<VrfModule>().routingIs(vrf, v4, v6, on); })) continue;
     Routing& applied = vrfs_[vrf];
     if (v4) applied.v4 = on;
     if (v6) applied.v6 = on;
@@ -54,7 +55,7 @@ void VrfSection::doApplyRemovals(Agent& agent, ConfigSection const& nextSection,
   }
   doRemoveEach(
       vrfs_, report, pointerOf, [&](Kor::VrfName const& vrf, Routing const&) { return !vrf.isDefault() && !next.count(vrf); },
-      [&](Kor::VrfName const& vrf, Routing const&) { agent.vrfDel(vrf); });
+      [&](Kor::VrfName const& vrf, Routing const&) { agent.module<VrfModule>().vrfDel(vrf); });
 }
 
 void VrfSection::doApplyAdds(Agent& agent, ConfigSection const& nextSection, ConfigReport& report) {
@@ -63,7 +64,7 @@ void VrfSection::doApplyAdds(Agent& agent, ConfigSection const& nextSection, Con
     Routing const& routing = kv.second;
     auto it = vrfs_.find(vrf);
     if (it == vrfs_.end()) {
-      if (!vrf.isDefault() && !report.doInput(pointerOf(vrf), [&] { agent.vrfAdd(vrf); })) continue;
+      if (!vrf.isDefault() && !report.doInput(pointerOf(vrf), [&] { agent.module<VrfModule>().vrfAdd(vrf); })) continue;
       vrfs_[vrf] = startRouting(vrf);
     }
     doRoutingIs(agent, vrf, vrfs_[vrf], routing, report);

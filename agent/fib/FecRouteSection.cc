@@ -1,4 +1,4 @@
-#include "agent/config/FecRouteSection.h"
+#include "agent/fib/FecRouteSection.h"
 
 #include <charconv>
 
@@ -14,16 +14,16 @@ namespace {
 
 using Pointer = nlohmann::json::json_pointer;
 using Quill::Fib::FecType;
-constexpr uint64_t kMaxFecId = Agent::kRouteSourceFecBase - 1;
+constexpr uint64_t kMaxFecId = FibModule::kRouteSourceFecBase - 1;
 
 std::string fecPointer(uint64_t id) { return (Pointer("/fecs") / std::to_string(id)).to_string(); }
 std::string routePointer(FecRouteSection::RouteKey const& k) {
   return (Pointer("/routes") / k.first.str() / k.second).to_string();
 }
 
-Agent::Via parseVia(ConfigValue const& v, FecType type, bool familyV6) {
+FibModule::Via parseVia(ConfigValue const& v, FecType type, bool familyV6) {
   v.object({"nextHop", "interface", "vlan", "labels", "backup", "weight"});
-  Agent::Via via;
+  FibModule::Via via;
   if (!v.has("interface")) v.fail("missing key 'interface'");
   via.intf = v.at("interface").parsed<Nollo::IntfId>();
   if (v.has("nextHop")) {
@@ -37,7 +37,7 @@ Agent::Via parseVia(ConfigValue const& v, FecType type, bool familyV6) {
   }
   if (v.has("vlan")) via.vlan = uint16_t(v.at("vlan").unsignedInt(Kor::VlanId::min, Kor::VlanId::max));
   if (v.has("labels"))
-    for (auto const& l : v.at("labels").elements()) via.labels.push_back(uint32_t(l.unsignedInt(0, Agent::kMaxMplsLabel)));
+    for (auto const& l : v.at("labels").elements()) via.labels.push_back(uint32_t(l.unsignedInt(0, FibModule::kMaxMplsLabel)));
   if (v.has("backup")) via.backup = v.at("backup").boolean();
   if (v.has("weight")) via.weight = uint32_t(v.at("weight").unsignedInt(1, Kor::AdjSm::kMaxPaths));
   return via;
@@ -130,7 +130,7 @@ void FecRouteSection::doApplyRemovals(Agent& agent, ConfigSection const& nextSec
   // Routes before FECs: no route is left pointing at a FEC that goes.
   doRemoveEach(
       routes_, report, routePointer, [&](RouteKey const& k, Route const&) { return !next.routes_.count(k); },
-      [&](RouteKey const& k, Route const& r) { agent.routeDel(k.first, r.prefix); });
+      [&](RouteKey const& k, Route const& r) { agent.module<FibModule>().routeDel(k.first, r.prefix); });
   // A FEC in another VRF or family: removed here, added again with the adds.
   doRemoveEach(
       fecs_, report, fecPointer,
@@ -138,7 +138,7 @@ void FecRouteSection::doApplyRemovals(Agent& agent, ConfigSection const& nextSec
         auto n = next.fecs_.find(id);
         return n == next.fecs_.end() || n->second.vrf != have.vrf || n->second.v6 != have.v6;
       },
-      [&](uint64_t id, Fec const&) { agent.fecDel(id); });
+      [&](uint64_t id, Fec const&) { agent.module<FibModule>().fecDel(id); });
 }
 
 void FecRouteSection::doApplyAdds(Agent& agent, ConfigSection const& nextSection, ConfigReport& report) {
@@ -149,10 +149,10 @@ void FecRouteSection::doApplyAdds(Agent& agent, ConfigSection const& nextSection
     Fec const& want = kv.second;
     auto it = fecs_.find(id);
     if (it == fecs_.end()) {
-      if (report.doInput(fecPointer(id), [&] { agent.fecAdd(id, want.vias, want.vrf, want.type, want.v6); }))
+      if (report.doInput(fecPointer(id), [&] { agent.module<FibModule>().fecAdd(id, want.vias, want.vrf, want.type, want.v6); }))
         fecs_.emplace(id, want);
     } else if (it->second != want) {
-      if (report.doInput(fecPointer(id), [&] { agent.fecUpdate(id, want.vias, want.type); })) it->second = want;
+      if (report.doInput(fecPointer(id), [&] { agent.module<FibModule>().fecUpdate(id, want.vias, want.type); })) it->second = want;
     }
   }
   for (auto const& kv : next.routes_) {
@@ -160,7 +160,7 @@ void FecRouteSection::doApplyAdds(Agent& agent, ConfigSection const& nextSection
     Route const& want = kv.second;
     auto it = routes_.find(key);
     if (it != routes_.end() && it->second == want) continue;
-    if (report.doInput(routePointer(key), [&] { agent.routeAdd(key.first, want.prefix, want.fec); })) routes_[key] = want;
+    if (report.doInput(routePointer(key), [&] { agent.module<FibModule>().routeAdd(key.first, want.prefix, want.fec); })) routes_[key] = want;
   }
 }
 
