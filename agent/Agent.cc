@@ -18,8 +18,8 @@
 #include "agent/vrf/VrfModule.h"
 #include "kor/adj/L2AdjHelper.h"
 #include "kor/common/KorCommonSmData.h"
-#include "kor/l3/L3Status.h"
-#include "kor/l3/VrfL3Status.h"
+#include "kor/records/L3Status.h"
+#include "kor/records/VrfL3Status.h"
 #include "kor/l3/VrfRootSm.h"
 
 namespace KorAgent {

@@ -12,7 +12,7 @@
 #include "agent/fib/FecRouteSection.h"
 #include "agent/vrf/VrfModule.h"
 #include "kor/adj/AdjSm.h"
-#include "kor/l3/L3Status.h"
+#include "kor/records/L3Status.h"
 
 namespace KorAgent {
 

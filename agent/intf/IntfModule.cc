@@ -7,7 +7,7 @@
 #include "agent/intf/InterfaceSection.h"
 #include "agent/vrf/VrfModule.h"
 #include "kor/common/KorCommonSmData.h"
-#include "kor/l3/L3Status.h"
+#include "kor/records/L3Status.h"
 
 namespace KorAgent {
 

@@ -8,10 +8,10 @@
 #include "agent/intf/IntfModule.h"
 #include "agent/chip/ChipModule.h"
 #include "agent/vrf/VrfModule.h"
-#include "kor/adj/AdjEntry.h"
+#include "kor/records/AdjEntry.h"
 #include "kor/adj/L2AdjHelper.h"
-#include "kor/l3/L3Status.h"
-#include "kor/l3/VrfL3Status.h"
+#include "kor/records/L3Status.h"
+#include "kor/records/VrfL3Status.h"
 
 namespace KorAgent {
 

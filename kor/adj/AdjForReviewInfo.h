@@ -5,7 +5,7 @@
 #include <compare>
 #include <cstdint>
 
-#include "kor/l3/AdjUpdateType.h"
+#include "kor/records/AdjUpdateType.h"
 #include "nollo/Ip6Hdr.h"
 
 namespace Kor {

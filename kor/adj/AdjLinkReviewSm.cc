@@ -1,7 +1,7 @@
 #include "kor/adj/AdjLinkReviewSm.h"
 
 #include "kor/adj/L2AdjHelper.h"
-#include "kor/adj/NextHopList.h"
+#include "kor/records/NextHopList.h"
 
 namespace Kor {
 

@@ -10,7 +10,7 @@
 #include <map>
 #include <string>
 
-#include "kor/adj/L2Adjacency.h"
+#include "kor/records/L2Adjacency.h"
 #include "nollo/Ip6Hdr.h"
 #include "vix/ActivityLoop.h"
 #include "vix/RangeError.h"

@@ -43,7 +43,7 @@
 #include <ostream>
 #include <set>
 
-#include "kor/adj/AdjEntry.h"
+#include "kor/records/AdjEntry.h"
 #include "kor/adj/AdjForReviewInfo.h"
 #include "kor/adj/AdjLinkReviewSm.h"
 #include "kor/adj/L2AdjHelper.h"
@@ -51,11 +51,11 @@
 #include "kor/common/KorCommonSmData.h"
 #include "kor/common/ViaIndex.h"
 #include "kor/common/VrfName.h"
-#include "kor/l3/AdjUpdateType.h"
-#include "kor/l3/L3Status.h"
-#include "kor/l3/NexthopGroupRouteSm.h"
-#include "kor/l3/VrfId.h"
-#include "kor/l3/VrfL3Status.h"
+#include "kor/records/AdjUpdateType.h"
+#include "kor/records/L3Status.h"
+#include "kor/adj/NexthopGroupRouteSm.h"
+#include "kor/records/VrfId.h"
+#include "kor/records/VrfL3Status.h"
 #include "models/ip/IntfVlanIdTable.h"
 #include "models/nexthopgroup/Status.h"
 #include "models/nexthopgroup/WatchedNexthopGroupConfig.h"

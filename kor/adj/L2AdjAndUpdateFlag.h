@@ -2,7 +2,7 @@
 // An L2 adjacency and whether the L2 information of the adjacencies that
 // resolve through it must be rebuilt; the answer of the tunnel lookups and
 // of binding an adjacency to its L2 adjacency.
-#include "kor/adj/L2Adjacency.h"
+#include "kor/records/L2Adjacency.h"
 #include "vix/Ptr.h"
 
 namespace Kor {

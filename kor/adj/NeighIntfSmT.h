@@ -20,7 +20,7 @@
 #include <memory>
 #include <optional>
 
-#include "kor/adj/NextHopInfo.h"
+#include "kor/records/NextHopInfo.h"
 #include "kor/adj/ReverseArpInfoT.h"
 #include "kor/common/KorBaseSm.h"
 #include "kor/common/VlanId.h"

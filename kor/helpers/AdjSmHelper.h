@@ -14,9 +14,9 @@
 #include <utility>
 #include <vector>
 
-#include "kor/adj/AdjUpdateStatus.h"
-#include "kor/adj/L2Adjacency.h"
-#include "kor/adj/NextHopL2InfoCollection.h"
+#include "kor/records/AdjUpdateStatus.h"
+#include "kor/records/L2Adjacency.h"
+#include "kor/records/NextHopL2InfoCollection.h"
 #include "kor/common/KorBaseHelper.h"
 #include "kor/common/KorExport.h"
 #include "nollo/IntfId.h"

@@ -24,7 +24,7 @@
 #include "kor/common/KorExport.h"
 #include "kor/common/VrfName.h"
 #include "kor/helpers/RouteUpdateAnswer.h"
-#include "kor/l3/VrfId.h"
+#include "kor/records/VrfId.h"
 #include "nollo/IpPrefix.h"
 #include "nollo/Ipv4.h"
 #include "nollo/Ipv6.h"

@@ -12,8 +12,8 @@
 #include "kor/common/KorBaseHelper.h"
 #include "kor/common/KorExport.h"
 #include "kor/common/VrfName.h"
-#include "kor/l3/VrfHwState.h"
-#include "kor/l3/VrfId.h"
+#include "kor/records/VrfHwState.h"
+#include "kor/records/VrfId.h"
 
 namespace KorHelper {
 

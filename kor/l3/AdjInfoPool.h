@@ -9,7 +9,7 @@
 #include <functional>
 #include <vector>
 
-#include "kor/l3/AdjInfo.h"
+#include "kor/records/AdjInfo.h"
 #include "vix/HashMap.h"
 #include "vix/Ptr.h"
 

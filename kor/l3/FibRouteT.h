@@ -8,7 +8,7 @@
 // run programmed - lives in side maps of the machine, not here.
 #include <cstdint>
 
-#include "kor/l3/AdjInfo.h"
+#include "kor/records/AdjInfo.h"
 #include "kor/l3/RouteReviewState.h"
 #include "nollo/Ipv4.h"
 #include "nollo/Ipv6.h"

@@ -7,7 +7,7 @@
 // the library.
 #include <cstdint>
 
-#include "kor/adj/NextHopL2InfoCollection.h"
+#include "kor/records/NextHopL2InfoCollection.h"
 #include "kor/helpers/AdjSmHelper.h"
 #include "softchip/adj/SoftAdjSmHelper.h"
 #include "softchip/common/ChipRegistry.h"

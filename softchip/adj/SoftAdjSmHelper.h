@@ -17,7 +17,7 @@
 #include <vector>
 
 #include "kor/helpers/AdjSmHelper.h"
-#include "kor/l3/L3Status.h"
+#include "kor/records/L3Status.h"
 #include "vix/Ptr.h"
 
 namespace SoftChip {

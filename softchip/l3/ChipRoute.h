@@ -8,8 +8,8 @@
 #include <cstdint>
 #include <ostream>
 
-#include "kor/l3/AdjInfo.h"
-#include "kor/l3/RouteType.h"
+#include "kor/records/AdjInfo.h"
+#include "kor/records/RouteType.h"
 #include "quill/FecId.h"
 
 namespace SoftChip {

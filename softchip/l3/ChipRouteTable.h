@@ -14,8 +14,8 @@
 #include <cstdint>
 #include <vector>
 
-#include "kor/l3/VrfAndPrefixT.h"
-#include "kor/l3/VrfId.h"
+#include "kor/records/VrfAndPrefixT.h"
+#include "kor/records/VrfId.h"
 #include "nollo/IpPrefix.h"
 #include "softchip/common/ChipTable.h"
 #include "softchip/l3/ChipRoute.h"

@@ -19,7 +19,7 @@
 #include "kor/helpers/RouteSmHelperT.h"
 #include "kor/helpers/RoutingStatusSmHelper.h"
 #include "kor/helpers/VrfHelper.h"
-#include "kor/l3/VrfId.h"
+#include "kor/records/VrfId.h"
 #include "softchip/common/ChipRegistry.h"
 #include "softchip/common/ChipTable.h"
 #include "softchip/common/FaultInjector.h"

@@ -7,7 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "kor/l3/VrfAndPrefixT.h"
+#include "kor/records/VrfAndPrefixT.h"
 
 namespace SoftChip {
 

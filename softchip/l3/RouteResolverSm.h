@@ -33,8 +33,8 @@
 // only: detached before the library goes away, so emptying the hand-over
 // lists across a restart leaves the chip's routes in place.
 #include "kor/helpers/RouteUpdateAnswer.h"
-#include "kor/l3/L3Status.h"
-#include "kor/l3/VrfAndPrefixT.h"
+#include "kor/records/L3Status.h"
+#include "kor/records/VrfAndPrefixT.h"
 #include "models/routing/hardware/Status.h"
 #include "softchip/l3/ChipRouteTable.h"
 #include "vix/Ptr.h"

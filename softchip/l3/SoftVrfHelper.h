@@ -9,7 +9,7 @@
 // recheckResourceFull() once the refusing rule is gone, clears it.
 // Owned by the SoftChip; the agent hands it each run's L3Status.
 #include "kor/helpers/VrfHelper.h"
-#include "kor/l3/L3Status.h"
+#include "kor/records/L3Status.h"
 #include "vix/Ptr.h"
 
 namespace SoftChip {

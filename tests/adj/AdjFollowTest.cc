@@ -13,7 +13,7 @@
 
 #include "kor/adj/AdjSm.h"
 #include "kor/adj/L2AdjHelper.h"
-#include "kor/adj/L2Adjacency.h"
+#include "kor/records/L2Adjacency.h"
 #include "kor/common/KorCommonSmData.h"
 #include "softchip/adj/SoftAdjSmHelper.h"
 #include "softchip/SoftChip.h"

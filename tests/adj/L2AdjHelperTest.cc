@@ -7,7 +7,7 @@
 #include <cstdlib>
 #include <vector>
 
-#include "kor/adj/AdjEntry.h"
+#include "kor/records/AdjEntry.h"
 #include "kor/adj/L2AdjHelper.h"
 #include "kor/common/KorCommonSmData.h"
 #include "softchip/adj/SoftAdjSmHelper.h"

@@ -11,7 +11,7 @@
 
 #include "agent/Agent.h"
 #include "agent/ScenarioRunner.h"
-#include "kor/l3/L3Status.h"
+#include "kor/records/L3Status.h"
 #include "softchip/SoftChip.h"
 #include "vix/Time.h"
 

@@ -22,7 +22,7 @@
 #include "agent/FpmRouteSource.h"
 #include "feeds/FpmFrameReader.h"
 #include "feeds/NetlinkDecoder.h"
-#include "kor/l3/L3Status.h"
+#include "kor/records/L3Status.h"
 #include "softchip/SoftChip.h"
 #include "vix/Time.h"
 

@@ -5,8 +5,8 @@
 #include <cstdlib>
 #include <sstream>
 
-#include "kor/l3/L3Status.h"
-#include "kor/l3/RouteType.h"
+#include "kor/records/L3Status.h"
+#include "kor/records/RouteType.h"
 #include "vix/RangeError.h"
 
 namespace {

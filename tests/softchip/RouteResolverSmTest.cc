@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-#include "kor/l3/L3Status.h"
+#include "kor/records/L3Status.h"
 #include "models/routing/hardware/Status.h"
 #include "softchip/l3/RouteResolverSm.h"
 #include "softchip/SoftChip.h"

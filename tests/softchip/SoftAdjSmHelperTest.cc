@@ -4,8 +4,8 @@
 // wrote it.
 #include <gtest/gtest.h>
 
-#include "kor/adj/L2Adjacency.h"
-#include "kor/l3/L3Status.h"
+#include "kor/records/L2Adjacency.h"
+#include "kor/records/L3Status.h"
 #include "softchip/adj/SoftAdjSmHelper.h"
 #include "softchip/SoftChip.h"
 
