@@ -5,42 +5,25 @@
 
 namespace Kor {
 
-class AdjLinkReviewSm::VixAllIntfStatusDir : public Interface::AllIntfStatusDir::Notifiee {
+class AdjLinkReviewSm::VixAllIntfStatusDir : public Vix::NestedReactor<AdjLinkReviewSm, Interface::AllIntfStatusDir::Notifiee> {
  public:
-  VixAllIntfStatusDir(Vix::Ptr<Interface::AllIntfStatusDir const> const& s, AdjLinkReviewSm* sm)
-      : Notifiee(s), sm_(sm) {}
   void handleIntfStatus(Nollo::IntfId const& intf) override { sm_->handleIntfStatus(intf); }
-
- private:
-  AdjLinkReviewSm* sm_;
 };
 
-class AdjLinkReviewSm::VixKorCommonSmData : public KorCommonSmData::Notifiee {
+class AdjLinkReviewSm::VixKorCommonSmData : public Vix::NestedReactor<AdjLinkReviewSm, KorCommonSmData::Notifiee> {
  public:
-  VixKorCommonSmData(Vix::Ptr<KorCommonSmData const> const& s, AdjLinkReviewSm* sm) : Notifiee(s), sm_(sm) {}
   void handleLagToPort(Nollo::IntfId const& lag) override { sm_->handleLagToPort(lag); }
-
- private:
-  AdjLinkReviewSm* sm_;
 };
 
-class AdjLinkReviewSm::VixIntfVlanIdTable : public IntfVlanId::Table::Notifiee {
+class AdjLinkReviewSm::VixIntfVlanIdTable : public Vix::NestedReactor<AdjLinkReviewSm, IntfVlanId::Table::Notifiee> {
  public:
-  VixIntfVlanIdTable(Vix::Ptr<IntfVlanId::Table const> const& s, AdjLinkReviewSm* sm) : Notifiee(s), sm_(sm) {}
   void handleVlanId(Nollo::IntfId const& intf) override { sm_->handleIntfVlanId(intf); }
-
- private:
-  AdjLinkReviewSm* sm_;
 };
 
-class AdjLinkReviewSm::VixVrfL3Status : public VrfL3Status::Notifiee {
+class AdjLinkReviewSm::VixVrfL3Status : public Vix::NestedReactor<AdjLinkReviewSm, VrfL3Status::Notifiee> {
  public:
-  VixVrfL3Status(Vix::Ptr<VrfL3Status const> const& s, AdjLinkReviewSm* sm) : Notifiee(s), sm_(sm) {}
   void handleNextHopList(Nollo::IpAddr4 const& a) override { sm_->handleNextHopList<Nollo::Ipv4>(a); }
   void handleNextHop6List(Nollo::IpAddr6 const& a) override { sm_->handleNextHopList<Nollo::Ipv6>(a); }
-
- private:
-  AdjLinkReviewSm* sm_;
 };
 
 AdjLinkReviewSm::AdjLinkReviewSm(Vix::Ptr<KorCommonSmData> const& acsd, VrfId vrfId,
@@ -49,28 +32,16 @@ AdjLinkReviewSm::AdjLinkReviewSm(Vix::Ptr<KorCommonSmData> const& acsd, VrfId vr
                                  Vix::Ptr<IntfVlanId::Table const> const& intfVlanIdTable)
     : KorBaseSm(acsd, "KorAdjLinkReviewSm"), vrfId_(vrfId), l3Status_(Vix::ValidPtr<L3Status>(l3Status)),
       vrfL3Status_(Vix::ValidPtr<VrfL3Status>(vrfL3Status)), l2AdjHelper_(l2AdjHelper) {
-  auto watch = [this](auto& reactor, auto p) {
-    reactor = std::move(p);
-    reactorAdd(reactor.get());
-  };
-  if (l2AdjHelper_ && l2AdjHelper_->allIntfStatusDir())
-    watch(allIntfStatusDirReactor_, std::make_unique<VixAllIntfStatusDir>(l2AdjHelper_->allIntfStatusDir(), this));
-  watch(acsdReactor_, std::make_unique<VixKorCommonSmData>(acsd, this));
-  if (intfVlanIdTable)
-    watch(intfVlanIdTableReactor_, std::make_unique<VixIntfVlanIdTable>(intfVlanIdTable, this));
-  watch(vrfL3StatusReactor_, std::make_unique<VixVrfL3Status>(vrfL3Status_, this));
+  if (l2AdjHelper_) vixReactors_.watch<VixAllIntfStatusDir>(l2AdjHelper_->allIntfStatusDir());
+  vixReactors_.watch<VixKorCommonSmData>(acsd);
+  vixReactors_.watch<VixIntfVlanIdTable>(intfVlanIdTable);
+  vixReactors_.watch<VixVrfL3Status>(vrfL3Status_);
   // Next hops resolved before this machine watched the lists.
   for (auto const& kv : vrfL3Status_->nextHopListMap()) handleNextHopList<Nollo::Ipv4>(kv.first);
   for (auto const& kv : vrfL3Status_->nextHop6ListMap()) handleNextHopList<Nollo::Ipv6>(kv.first);
 }
 
-AdjLinkReviewSm::~AdjLinkReviewSm() {
-  for (auto* r : {static_cast<Vix::NotifieeBase*>(allIntfStatusDirReactor_.get()),
-                  static_cast<Vix::NotifieeBase*>(acsdReactor_.get()),
-                  static_cast<Vix::NotifieeBase*>(intfVlanIdTableReactor_.get()),
-                  static_cast<Vix::NotifieeBase*>(vrfL3StatusReactor_.get())})
-    if (r) reactorDel(r);
-}
+AdjLinkReviewSm::~AdjLinkReviewSm() = default;
 
 AdjReviewType AdjLinkReviewSm::linkReviewType(Nollo::IntfId const& intf) const {
   bool up = !l2AdjHelper_ || l2AdjHelper_->isL2IntfUp(intf);

@@ -77,10 +77,7 @@ class KOR_EXPORT AdjLinkReviewSm : public KorBaseSm {
   std::map<Nollo::IntfId, std::set<Nollo::IpGenAddr>> l2EgressNextHops_;
   std::map<Nollo::IpGenAddr, std::set<Nollo::IntfId>> nextHopL2Egress_;
 
-  std::unique_ptr<VixAllIntfStatusDir> allIntfStatusDirReactor_;
-  std::unique_ptr<VixKorCommonSmData> acsdReactor_;
-  std::unique_ptr<VixIntfVlanIdTable> intfVlanIdTableReactor_;
-  std::unique_ptr<VixVrfL3Status> vrfL3StatusReactor_;
+  Vix::ReactorSet<AdjLinkReviewSm> vixReactors_{this};
 };
 
 }  // namespace Kor

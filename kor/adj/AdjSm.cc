@@ -59,19 +59,13 @@ std::string formatted(char const* fmt, ...) {
 // --- Reactors ---
 
 template <class AF>
-class AdjSm::VixForwardingStatus : public Quill::Fib::ForwardingStatusT<AF>::Notifiee {
+class AdjSm::VixForwardingStatus : public Vix::NestedReactor<AdjSm, typename Quill::Fib::ForwardingStatusT<AF>::Notifiee> {
  public:
-  VixForwardingStatus(Vix::Ptr<Quill::Fib::ForwardingStatusT<AF> const> const& s, AdjSm* sm)
-      : Quill::Fib::ForwardingStatusT<AF>::Notifiee(s), sm_(sm) {}
-  void handleFec(Quill::Fib::FecId const& fecId) override { sm_->handleFecT<AF>(fecId); }
-
- private:
-  AdjSm* sm_;
+  void handleFec(Quill::Fib::FecId const& fecId) override { this->sm_->template handleFecT<AF>(fecId); }
 };
 
-class AdjSm::VixVrfL3Status : public VrfL3Status::Notifiee {
+class AdjSm::VixVrfL3Status : public Vix::NestedReactor<AdjSm, VrfL3Status::Notifiee> {
  public:
-  VixVrfL3Status(Vix::Ptr<VrfL3Status const> const& s, AdjSm* sm) : Notifiee(s), sm_(sm) {}
   void handleAdjEntryReviewList(Quill::Fib::FecId const& fecId) override { sm_->scheduleAdjReview(fecId); }
   void handleNextHopList(Nollo::IpAddr4 const& a) override { sm_->handleNextHopList<Nollo::Ipv4>(a); }
   void handleNextHop6List(Nollo::IpAddr6 const& a) override { sm_->handleNextHopList<Nollo::Ipv6>(a); }
@@ -87,36 +81,21 @@ class AdjSm::VixVrfL3Status : public VrfL3Status::Notifiee {
   void handleEndOfV4SyncDone() override {
     if (sm_->initialized() && !sm_->routingSyncInitialized_) sm_->handleInitialized();
   }
-
- private:
-  AdjSm* sm_;
 };
 
-class AdjSm::VixL3Status : public L3Status::Notifiee {
+class AdjSm::VixL3Status : public Vix::NestedReactor<AdjSm, L3Status::Notifiee> {
  public:
-  VixL3Status(Vix::Ptr<L3Status const> const& s, AdjSm* sm) : Notifiee(s), sm_(sm) {}
   void handleAdjResourceFull() override { sm_->handleAdjResourceFull(); }
-
- private:
-  AdjSm* sm_;
 };
 
-class AdjSm::VixAdjReviewEvent : public Routing::AdjReviewEvent::Notifiee {
+class AdjSm::VixAdjReviewEvent : public Vix::NestedReactor<AdjSm, Routing::AdjReviewEvent::Notifiee> {
  public:
-  VixAdjReviewEvent(Vix::Ptr<Routing::AdjReviewEvent const> const& s, AdjSm* sm) : Notifiee(s), sm_(sm) {}
   void handleReviewRequest() override { sm_->maybeScheduleAdjReview(); }
-
- private:
-  AdjSm* sm_;
 };
 
-class AdjSm::VixIntfVlanIdTable : public IntfVlanId::Table::Notifiee {
+class AdjSm::VixIntfVlanIdTable : public Vix::NestedReactor<AdjSm, IntfVlanId::Table::Notifiee> {
  public:
-  VixIntfVlanIdTable(Vix::Ptr<IntfVlanId::Table const> const& s, AdjSm* sm) : Notifiee(s), sm_(sm) {}
   void handleVlanId(Nollo::IntfId const& intf) override { sm_->handleIntfVlanId(intf); }
-
- private:
-  AdjSm* sm_;
 };
 
 // --- Construction ---
@@ -145,20 +124,14 @@ AdjSm::AdjSm(VrfId vrfId, VrfName const& vrfName, Vix::Ptr<KorCommonSmData> cons
   if (!l3Status_) korAssert("l3Status()");
   vrfL3Status_ = l3Status_ ? l3Status_->vrfL3Status(vrfName_) : nullptr;
   if (!vrfL3Status_) korAssert("vrfL3Status()");
-  auto watch = [this](auto& reactor, auto p) {
-    reactor = std::move(p);
-    reactorAdd(reactor.get());
-  };
   // FEC changes are queued from construction on; the passes start with the
   // end of the routing sync (handleInitialized).
-  if (forwardingStatus_)
-    watch(forwardingStatusReactor_, std::make_unique<VixForwardingStatus<Nollo::Ipv4>>(forwardingStatus_, this));
-  if (forwarding6Status_)
-    watch(forwarding6StatusReactor_, std::make_unique<VixForwardingStatus<Nollo::Ipv6>>(forwarding6Status_, this));
-  if (vrfL3Status_) watch(vrfL3StatusReactor_, std::make_unique<VixVrfL3Status>(vrfL3Status_, this));
-  if (l3Status_) watch(l3StatusReactor_, std::make_unique<VixL3Status>(l3Status_, this));
-  if (adjReviewEvent_) watch(adjReviewEventReactor_, std::make_unique<VixAdjReviewEvent>(adjReviewEvent_, this));
-  if (intfVlanIdTable_) watch(intfVlanIdTableReactor_, std::make_unique<VixIntfVlanIdTable>(intfVlanIdTable_, this));
+  vixReactors_.watch<VixForwardingStatus<Nollo::Ipv4>>(forwardingStatus_);
+  vixReactors_.watch<VixForwardingStatus<Nollo::Ipv6>>(forwarding6Status_);
+  vixReactors_.watch<VixVrfL3Status>(vrfL3Status_);
+  vixReactors_.watch<VixL3Status>(l3Status_);
+  vixReactors_.watch<VixAdjReviewEvent>(adjReviewEvent_);
+  vixReactors_.watch<VixIntfVlanIdTable>(intfVlanIdTable_);
   // Interface events become adjEntryReviewList entries, as the review
   // requests of any other writer: a per-VRF machine of its own keeps the
   // interface and layer-2 egress bookkeeping out of the review logic.
@@ -169,13 +142,6 @@ AdjSm::AdjSm(VrfId vrfId, VrfName const& vrfName, Vix::Ptr<KorCommonSmData> cons
 
 AdjSm::~AdjSm() {
   adjLinkReviewSm_ = nullptr;
-  for (auto* r : {static_cast<Vix::NotifieeBase*>(forwardingStatusReactor_.get()),
-                  static_cast<Vix::NotifieeBase*>(forwarding6StatusReactor_.get()),
-                  static_cast<Vix::NotifieeBase*>(vrfL3StatusReactor_.get()),
-                  static_cast<Vix::NotifieeBase*>(l3StatusReactor_.get()),
-                  static_cast<Vix::NotifieeBase*>(adjReviewEventReactor_.get()),
-                  static_cast<Vix::NotifieeBase*>(intfVlanIdTableReactor_.get())})
-    if (r) reactorDel(r);
   // The interface map of L3Status is shared by every VRF: this VRF's
   // adjacencies leave it. The chip's L2 adjacencies are left alone, so that
   // a restarted agent finds them and claims them back.

@@ -296,12 +296,7 @@ class KOR_EXPORT AdjSm : public KorBaseSm {
   Vix::ReviewLoop<FecId, AdjForReviewInfo> review_;
   Vix::Ptr<AdjLinkReviewSm> adjLinkReviewSm_;
 
-  std::unique_ptr<VixForwardingStatus<Nollo::Ipv4>> forwardingStatusReactor_;
-  std::unique_ptr<VixForwardingStatus<Nollo::Ipv6>> forwarding6StatusReactor_;
-  std::unique_ptr<VixVrfL3Status> vrfL3StatusReactor_;
-  std::unique_ptr<VixL3Status> l3StatusReactor_;
-  std::unique_ptr<VixAdjReviewEvent> adjReviewEventReactor_;
-  std::unique_ptr<VixIntfVlanIdTable> intfVlanIdTableReactor_;
+  Vix::ReactorSet<AdjSm> vixReactors_{this};
 };
 
 }  // namespace Kor

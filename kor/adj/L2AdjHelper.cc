@@ -11,16 +11,11 @@ VIX_LOG_EVENT(ROUTING_ADJ_SHARING_MODE_CHANGE, 4, "Operating adj sharing mode fo
 
 // Follows the configured sharing mode. Before initialization the mode is not
 // decided yet, so a change then is simply read by handleInitialized().
-class L2AdjHelper::VixHwConfig : public Routing::Hardware::Config::Notifiee {
+class L2AdjHelper::VixHwConfig : public Vix::NestedReactor<L2AdjHelper, Routing::Hardware::Config::Notifiee> {
  public:
-  VixHwConfig(Vix::Ptr<Routing::Hardware::Config const> const& c, L2AdjHelper* owner)
-      : Notifiee(c), owner_(owner) {}
   void handleAdjSharing() override {
-    if (owner_->initialized()) owner_->handleAdjSharing();
+    if (sm_->initialized()) sm_->handleAdjSharing();
   }
-
- private:
-  L2AdjHelper* owner_;
 };
 
 L2AdjHelper::L2AdjHelper(Vix::Ptr<KorCommonSmData> const& acsd, Vix::Ptr<L3Status> const& l3Status,
@@ -30,15 +25,10 @@ L2AdjHelper::L2AdjHelper(Vix::Ptr<KorCommonSmData> const& acsd, Vix::Ptr<L3Statu
     : KorBaseSm(acsd, "KorL2AdjHelper"), l3Status_(Vix::ValidPtr<L3Status>(l3Status)), hwConfig_(hwConfig),
       allIntfStatusDir_(allIntfStatusDir), adjSmHelper_(Vix::ValidPtr<KorHelper::AdjSmHelper>(adjSmHelper)),
       exitFn_([](int status) { std::exit(status); }) {
-  if (hwConfig_) {
-    vixHwConfig_ = std::make_unique<VixHwConfig>(hwConfig_, this);
-    reactorAdd(vixHwConfig_.get());
-  }
+  vixReactors_.watch<VixHwConfig>(hwConfig_);
 }
 
-L2AdjHelper::~L2AdjHelper() {
-  if (vixHwConfig_) reactorDel(vixHwConfig_.get());
-}
+L2AdjHelper::~L2AdjHelper() = default;
 
 Vix::Seconds L2AdjHelper::now() const {
   return acsd() && acsd()->activityLoop() ? acsd()->activityLoop()->now() : 0.0;

@@ -188,7 +188,7 @@ class KOR_EXPORT L2AdjHelper : public KorBaseSm {
   Vix::Ptr<Routing::Hardware::Config const> hwConfig_;
   Vix::Ptr<Interface::AllIntfStatusDir const> allIntfStatusDir_;
   Vix::Ptr<KorHelper::AdjSmHelper> adjSmHelper_;
-  std::unique_ptr<VixHwConfig> vixHwConfig_;
+  Vix::ReactorSet<L2AdjHelper> vixReactors_{this};
   bool adjSharing_ = true;
   uint64_t nextL2AdjIndex_ = kFirstL2AdjIndex;
   uint64_t slowReceiveL2AdjIndex_ = kSlowReceiveL2AdjIndex;

@@ -8,31 +8,26 @@
 namespace Kor {
 
 template <class AF>
-class NeighIntfSmT<AF>::VixFdbStatus : public Bridging::FdbStatus::Notifiee {
+class NeighIntfSmT<AF>::VixFdbStatus : public Vix::NestedReactor<NeighIntfSmT<AF>, typename Bridging::FdbStatus::Notifiee> {
  public:
-  VixFdbStatus(Vix::Ptr<Bridging::FdbStatus const> const& f, NeighIntfSmT* sm) : Notifiee(f), sm_(sm) {}
   void handleLearnedHost(Nollo::EthAddr const& mac) override {
-    if (notifier()->learnedHostHas(mac)) sm_->handleFdbEntry(mac);
-    else sm_->doDeleteFdbEntry(mac);
+    if (this->notifier()->learnedHostHas(mac)) this->sm_->handleFdbEntry(mac);
+    else this->sm_->doDeleteFdbEntry(mac);
   }
-
- private:
-  NeighIntfSmT* sm_;
 };
 
 template <class AF>
-class NeighIntfSmT<AF>::VixVxlanFdbStatus : public Vxlan::VxlanFdbStatus::Notifiee {
+class NeighIntfSmT<AF>::VixVxlanFdbStatus : public Vix::NestedReactor<NeighIntfSmT<AF>, typename Vxlan::VxlanFdbStatus::Notifiee> {
  public:
-  VixVxlanFdbStatus(Vix::Ptr<Vxlan::VxlanFdbStatus const> const& f, NeighIntfSmT* sm) : Notifiee(f), sm_(sm) {}
-  void handleRemoteVtep(Vxlan::MacVlan const& macVlan) override { sm_->handleVxlanFdbEntry(macVlan); }
-
- private:
-  NeighIntfSmT* sm_;
+  void handleRemoteVtep(Vxlan::MacVlan const& macVlan) override { this->sm_->handleVxlanFdbEntry(macVlan); }
 };
 
 template <class AF>
 NeighIntfSmT<AF>::NeighIntfSmT(NeighSmT<AF>* neighSm, Nollo::IntfId intfId, VlanId vlanId)
-    : KorBaseSm(neighSm->acsd(), neighSm->className()), neighSm_(neighSm), intfId_(intfId), vlanId_(vlanId) {}
+    : KorBaseSm(neighSm->acsd(), neighSm->className()), neighSm_(neighSm), intfId_(intfId), vlanId_(vlanId) {
+  vixFdbStatus_ = vixReactors_.template add<VixFdbStatus>();
+  vixVxlanFdbStatus_ = vixReactors_.template add<VixVxlanFdbStatus>();
+}
 
 template <class AF>
 NeighIntfSmT<AF>::~NeighIntfSmT() = default;
@@ -286,11 +281,11 @@ bool NeighIntfSmT<AF>::bindFdbStatus() {
   bool changed = fdb != fdbStatus_ || vx != vxlanFdbStatus_;
   if (fdb != fdbStatus_) {
     fdbStatus_ = fdb;
-    vixFdbStatus_.reset(fdb ? new VixFdbStatus(fdb, this) : nullptr);
+    vixFdbStatus_->notifierIs(fdb);
   }
   if (vx != vxlanFdbStatus_) {
     vxlanFdbStatus_ = vx;
-    vixVxlanFdbStatus_.reset(vx ? new VixVxlanFdbStatus(vx, this) : nullptr);
+    vixVxlanFdbStatus_->notifierIs(vx);
   }
   return changed;
 }
@@ -348,8 +343,8 @@ void NeighIntfSmT<AF>::doCleanup() {
   std::vector<Addr> ips;
   for (auto const& [ip, mac] : ipAddrCache_) ips.push_back(ip);
   for (auto const& ip : ips) doDeleteArpEntry(ip);
-  vixFdbStatus_.reset();
-  vixVxlanFdbStatus_.reset();
+  vixFdbStatus_->notifierIs(nullptr);
+  vixVxlanFdbStatus_->notifierIs(nullptr);
   fdbStatus_ = nullptr;
   vxlanFdbStatus_ = nullptr;
 }

@@ -103,8 +103,10 @@ class NeighIntfSmT : public KorBaseSm {
   std::map<Nollo::EthAddr, ReverseInfo> reverseArp_;
   Vix::Ptr<Bridging::FdbStatus const> fdbStatus_;
   Vix::Ptr<Vxlan::VxlanFdbStatus const> vxlanFdbStatus_;
-  std::unique_ptr<VixFdbStatus> vixFdbStatus_;
-  std::unique_ptr<VixVxlanFdbStatus> vixVxlanFdbStatus_;
+  Vix::ReactorSet<NeighIntfSmT> vixReactors_{this};
+  // Attached to the FDB tables of the interface's VLAN while it has one.
+  VixFdbStatus* vixFdbStatus_ = nullptr;
+  VixVxlanFdbStatus* vixVxlanFdbStatus_ = nullptr;
 };
 
 }  // namespace Kor

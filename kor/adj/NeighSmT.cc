@@ -6,76 +6,52 @@
 namespace Kor {
 
 template <class AF>
-class NeighSmT<AF>::VixIntfVlanIdTable : public IntfVlanId::Table::Notifiee {
+class NeighSmT<AF>::VixIntfVlanIdTable : public Vix::NestedReactor<NeighSmT<AF>, typename IntfVlanId::Table::Notifiee> {
  public:
-  VixIntfVlanIdTable(Vix::Ptr<IntfVlanId::Table const> const& t, NeighSmT* sm) : Notifiee(t), sm_(sm) {}
   void handleVlanId(Nollo::IntfId const& intf) override {
-    if (sm_->initialized()) sm_->handleInternalVlanId(intf);
+    if (this->sm_->initialized()) this->sm_->handleInternalVlanId(intf);
   }
-
- private:
-  NeighSmT* sm_;
 };
 
 template <class AF>
-class NeighSmT<AF>::VixBridgingStatus : public Bridging::Status::Notifiee {
+class NeighSmT<AF>::VixBridgingStatus : public Vix::NestedReactor<NeighSmT<AF>, typename Bridging::Status::Notifiee> {
  public:
-  VixBridgingStatus(Vix::Ptr<Bridging::Status const> const& s, NeighSmT* sm) : Notifiee(s), sm_(sm) {}
   void handleFdbStatus(uint16_t const& fid) override {
-    if (sm_->initialized()) sm_->handleFdbStatus(fid);
+    if (this->sm_->initialized()) this->sm_->handleFdbStatus(fid);
   }
-
- private:
-  NeighSmT* sm_;
 };
 
 template <class AF>
-class NeighSmT<AF>::VixVxlanHwStatusDir : public Vxlan::VxlanHwStatusDir::Notifiee {
+class NeighSmT<AF>::VixVxlanHwStatusDir : public Vix::NestedReactor<NeighSmT<AF>, typename Vxlan::VxlanHwStatusDir::Notifiee> {
  public:
-  VixVxlanHwStatusDir(Vix::Ptr<Vxlan::VxlanHwStatusDir const> const& d, NeighSmT* sm) : Notifiee(d), sm_(sm) {}
   void handleVxlanFdbStatus() override {
-    if (sm_->initialized()) sm_->handleVxlanFdbStatus();
+    if (this->sm_->initialized()) this->sm_->handleVxlanFdbStatus();
   }
-
- private:
-  NeighSmT* sm_;
 };
 
 template <class AF>
-class NeighSmT<AF>::VixAcsd : public KorCommonSmData::Notifiee {
+class NeighSmT<AF>::VixAcsd : public Vix::NestedReactor<NeighSmT<AF>, typename KorCommonSmData::Notifiee> {
  public:
-  VixAcsd(Vix::Ptr<KorCommonSmData const> const& a, NeighSmT* sm) : Notifiee(a), sm_(sm) {}
   void handlePortToLag(Nollo::IntfId const& port) override {
-    if (sm_->initialized()) sm_->handleLagMembership(port);
+    if (this->sm_->initialized()) this->sm_->handleLagMembership(port);
   }
-
- private:
-  NeighSmT* sm_;
 };
 
 template <class AF>
-class NeighSmT<AF>::VixArpTable : public ArpTable::Notifiee {
+class NeighSmT<AF>::VixArpTable : public Vix::NestedReactor<NeighSmT<AF>, typename ArpTable::Notifiee> {
  public:
-  VixArpTable(Vix::Ptr<ArpTable const> const& t, NeighSmT* sm) : ArpTable::Notifiee(t), sm_(sm) {}
   void handleReady() override {
-    if (sm_->initialized() && this->notifier()->ready()) sm_->replay(std::nullopt);
+    if (this->sm_->initialized() && this->notifier()->ready()) this->sm_->replay(std::nullopt);
   }
-
- private:
-  NeighSmT* sm_;
 };
 
 template <class AF>
-class NeighSmT<AF>::VixVrfL3Status : public VrfL3Status::Notifiee {
+class NeighSmT<AF>::VixVrfL3Status : public Vix::NestedReactor<NeighSmT<AF>, typename VrfL3Status::Notifiee> {
  public:
-  VixVrfL3Status(Vix::Ptr<VrfL3Status const> const& s, NeighSmT* sm) : Notifiee(s), sm_(sm) {}
   void handleNextHopToAdj6Entry(Nollo::IpAddr6 const& addr) override {
     if constexpr (!isV4)
-      if (sm_->initialized()) sm_->handleNextHopUse(addr);
+      if (this->sm_->initialized()) this->sm_->handleNextHopUse(addr);
   }
-
- private:
-  NeighSmT* sm_;
 };
 
 template <class AF>
@@ -87,16 +63,12 @@ NeighSmT<AF>::NeighSmT(Vix::Ptr<KorCommonSmData> const& acsd, VrfName const& vrf
     : KorBaseSm(acsd, isV4 ? "KorArpSm" : "KorIp6NeighborSm"), vrfName_(vrfName), vrfL3Status_(vrfL3Status),
       bridgingStatus_(bridgingStatus), intfVlanIdTable_(intfVlanIdTable), vxlanHwStatusDir_(vxlanHwStatusDir),
       arpTable_(arpTable) {
-  auto add = [this](Vix::NotifieeBase* r) {
-    vixReactors_.emplace_back(r);
-    reactorAdd(r);
-  };
-  if (intfVlanIdTable_) add(new VixIntfVlanIdTable(intfVlanIdTable_, this));
-  if (bridgingStatus_) add(new VixBridgingStatus(bridgingStatus_, this));
-  if (vxlanHwStatusDir_) add(new VixVxlanHwStatusDir(vxlanHwStatusDir_, this));
-  if (acsd) add(new VixAcsd(acsd, this));
-  if (arpTable_) add(new VixArpTable(arpTable_, this));
-  if (vrfL3Status_ && !isV4) add(new VixVrfL3Status(vrfL3Status_, this));
+  vixReactors_.template watch<VixIntfVlanIdTable>(intfVlanIdTable_);
+  vixReactors_.template watch<VixBridgingStatus>(bridgingStatus_);
+  vixReactors_.template watch<VixVxlanHwStatusDir>(vxlanHwStatusDir_);
+  vixReactors_.template watch<VixAcsd>(acsd);
+  vixReactors_.template watch<VixArpTable>(arpTable_);
+  if constexpr (!isV4) vixReactors_.template watch<VixVrfL3Status>(vrfL3Status_);
 }
 
 template <class AF>
@@ -104,7 +76,6 @@ NeighSmT<AF>::~NeighSmT() {
   // What this machine published goes with it: the VRF status may outlive it
   // (machines restarted over the same VRF) and nothing else removes it.
   doCleanup();
-  for (auto const& r : vixReactors_) reactorDel(r.get());
 }
 
 template <class AF>

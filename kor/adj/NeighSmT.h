@@ -147,7 +147,7 @@ class NeighSmT : public KorBaseSm {
   std::map<Addr, std::set<Nollo::IntfId>> skippedPing_;
   Vix::Ptr<EntryTable> arpEntryTable_;
   std::map<Nollo::IntfId, Vix::Ptr<IntfSm>> arpIntfSm_;
-  std::vector<std::unique_ptr<Vix::NotifieeBase>> vixReactors_;
+  Vix::ReactorSet<NeighSmT> vixReactors_{this};
 };
 
 }  // namespace Kor

@@ -14,6 +14,7 @@
 #include "kor/common/KorExport.h"
 #include "kor/common/KorVerifyStatus.h"
 #include "vix/Entity.h"
+#include "vix/ReactorSet.h"
 #include "vix/Trace.h"
 
 namespace Kor {
@@ -50,6 +51,11 @@ class KOR_EXPORT KorBaseSm : public Vix::Entity {
                     unsigned line, char const* function);
   void reactorAdd(Vix::NotifieeBase* r) { reactors_.push_back(r); }
   void reactorDel(Vix::NotifieeBase* r);
+
+ private:
+  // Adds and removes the reactors it creates (Vix::ReactorSet member).
+  template <class>
+  friend class Vix::ReactorSet;
 
  private:
   Vix::Ptr<KorCommonSmData> acsd_;

@@ -30,96 +30,76 @@ std::optional<int64_t> envInt(char const* name) {
 // --- Reactors ---
 
 template <class AF>
-class RouteSmT<AF>::VixVrfL3Status : public VrfL3Status::Notifiee {
+class RouteSmT<AF>::VixVrfL3Status : public Vix::NestedReactor<RouteSmT<AF>, typename VrfL3Status::Notifiee> {
  public:
-  VixVrfL3Status(Vix::Ptr<VrfL3Status const> const& s, RouteSmT* sm) : Notifiee(s), sm_(sm) {}
   void handleRoutingEnabled() override {
-    if constexpr (isV4) sm_->handleRoutingEnabled(sm_->in_.vrfL3Status->routingEnabled());
+    if constexpr (isV4) this->sm_->handleRoutingEnabled(this->sm_->in_.vrfL3Status->routingEnabled());
   }
   void handleRouting6Enabled() override {
-    if constexpr (!isV4) sm_->handleRoutingEnabled(sm_->in_.vrfL3Status->routing6Enabled());
+    if constexpr (!isV4) this->sm_->handleRoutingEnabled(this->sm_->in_.vrfL3Status->routing6Enabled());
   }
   void handleAdjEntryPrefixWalkList(Quill::Fib::FecId const& f) override {
-    if constexpr (isV4) sm_->handlePrefixWalk(f);
+    if constexpr (isV4) this->sm_->handlePrefixWalk(f);
   }
   void handleAdjEntryIp6PrefixWalkList(Quill::Fib::FecId const& f) override {
-    if constexpr (!isV4) sm_->handlePrefixWalk(f);
+    if constexpr (!isV4) this->sm_->handlePrefixWalk(f);
   }
   void handleWaitForRoutingDisabled() override {
-    if constexpr (isV4) sm_->handleWaitForRoutingDisabled();
+    if constexpr (isV4) this->sm_->handleWaitForRoutingDisabled();
   }
   void handleWaitForRouting6Disabled() override {
-    if constexpr (!isV4) sm_->handleWaitForRoutingDisabled();
+    if constexpr (!isV4) this->sm_->handleWaitForRoutingDisabled();
   }
-
- private:
-  RouteSmT* sm_;
 };
 
 template <class AF>
-class RouteSmT<AF>::VixL3Status : public L3Status::Notifiee {
+class RouteSmT<AF>::VixL3Status : public Vix::NestedReactor<RouteSmT<AF>, typename L3Status::Notifiee> {
  public:
-  VixL3Status(Vix::Ptr<L3Status const> const& s, RouteSmT* sm) : Notifiee(s), sm_(sm) {}
   void handleRoutingResourceFull() override {
-    if constexpr (isV4) sm_->handleRoutingResourceFull();
+    if constexpr (isV4) this->sm_->handleRoutingResourceFull();
   }
   void handleIp6RoutingResourceFull() override {
-    if constexpr (!isV4) sm_->handleRoutingResourceFull();
+    if constexpr (!isV4) this->sm_->handleRoutingResourceFull();
   }
   void handleSuspendRouteUpdates() override {
-    if constexpr (isV4) sm_->maybeScheduleRouteReview();
+    if constexpr (isV4) this->sm_->maybeScheduleRouteReview();
   }
   void handleSuspendIp6RouteUpdates() override {
-    if constexpr (!isV4) sm_->maybeScheduleRouteReview();
+    if constexpr (!isV4) this->sm_->maybeScheduleRouteReview();
   }
   void handleUnicastReviewPending() override {
-    if constexpr (isV4) sm_->maybeScheduleRouteReview();
+    if constexpr (isV4) this->sm_->maybeScheduleRouteReview();
   }
   void handleUnicast6ReviewPending() override {
-    if constexpr (!isV4) sm_->maybeScheduleRouteReview();
+    if constexpr (!isV4) this->sm_->maybeScheduleRouteReview();
   }
   void handleIp6OverflowRoute(Nollo::Ip6Prefix const& p) override {
-    if constexpr (!isV4) sm_->handleOverflowRoute(p);
+    if constexpr (!isV4) this->sm_->handleOverflowRoute(p);
   }
   void handleAdjResourceFull() override {
-    if constexpr (!isV4) sm_->handleAdjResourceFull();
+    if constexpr (!isV4) this->sm_->handleAdjResourceFull();
   }
-
- private:
-  RouteSmT* sm_;
 };
 
 template <class AF>
-class RouteSmT<AF>::VixForwardingStatus : public ForwardingStatus::Notifiee {
+class RouteSmT<AF>::VixForwardingStatus : public Vix::NestedReactor<RouteSmT<AF>, typename ForwardingStatus::Notifiee> {
  public:
-  VixForwardingStatus(Vix::Ptr<ForwardingStatus const> const& s, RouteSmT* sm) : ForwardingStatus::Notifiee(s), sm_(sm) {}
-  void handleFec(Quill::Fib::FecId const& f) override { sm_->handleFec(f); }
-
- private:
-  RouteSmT* sm_;
+  void handleFec(Quill::Fib::FecId const& f) override { this->sm_->handleFec(f); }
 };
 
 template <class AF>
-class RouteSmT<AF>::VixL3Config : public Routing::L3Config::Notifiee {
+class RouteSmT<AF>::VixL3Config : public Vix::NestedReactor<RouteSmT<AF>, typename Routing::L3Config::Notifiee> {
  public:
-  VixL3Config(Vix::Ptr<Routing::L3Config const> const& s, RouteSmT* sm) : Notifiee(s), sm_(sm) {}
   void handleAggregateRoute6(Nollo::Ip6Prefix const& p) override {
-    if constexpr (!isV4) sm_->handleAggregateRoute(p);
+    if constexpr (!isV4) this->sm_->handleAggregateRoute(p);
   }
-  void handleDeferredRouting() override { sm_->handleAggregateRoute(); }
-
- private:
-  RouteSmT* sm_;
+  void handleDeferredRouting() override { this->sm_->handleAggregateRoute(); }
 };
 
 template <class AF>
-class RouteSmT<AF>::VixHwStatus : public Routing::Hardware::Status::Notifiee {
+class RouteSmT<AF>::VixHwStatus : public Vix::NestedReactor<RouteSmT<AF>, typename Routing::Hardware::Status::Notifiee> {
  public:
-  VixHwStatus(Vix::Ptr<Routing::Hardware::Status const> const& s, RouteSmT* sm) : Notifiee(s), sm_(sm) {}
-  void handlePrefixLenInExactMatch(Routing::RoutesInExactMatch const&) override { sm_->handleRoutesInExactMatch(); }
-
- private:
-  RouteSmT* sm_;
+  void handlePrefixLenInExactMatch(Routing::RoutesInExactMatch const&) override { this->sm_->handleRoutesInExactMatch(); }
 };
 
 // --- Construction ---
@@ -151,17 +131,12 @@ RouteSmT<AF>::RouteSmT(Vix::Ptr<KorCommonSmData> const& acsd, VrfRoot* vrfRoot, 
   if (!in_.l3Status) korAssert("l3Status()");
   if (!in_.vrfL3Status) korAssert("vrfL3Status()");
   if (!in_.adjSm) korAssert("adjSm()");
-  auto watch = [this](auto& reactor, auto p) {
-    reactor = std::move(p);
-    reactorAdd(reactor.get());
-  };
-  watch(vrfL3StatusReactor_, std::make_unique<VixVrfL3Status>(in_.vrfL3Status, this));
-  watch(l3StatusReactor_, std::make_unique<VixL3Status>(in_.l3Status, this));
-  if (in_.forwardingStatus)
-    watch(forwardingStatusReactor_, std::make_unique<VixForwardingStatus>(in_.forwardingStatus, this));
+  vixReactors_.template watch<VixVrfL3Status>(in_.vrfL3Status);
+  vixReactors_.template watch<VixL3Status>(in_.l3Status);
+  vixReactors_.template watch<VixForwardingStatus>(in_.forwardingStatus);
   if constexpr (!isV4) {
-    if (in_.l3Config) watch(l3ConfigReactor_, std::make_unique<VixL3Config>(in_.l3Config, this));
-    if (in_.routingHwStatus) watch(hwStatusReactor_, std::make_unique<VixHwStatus>(in_.routingHwStatus, this));
+    vixReactors_.template watch<VixL3Config>(in_.l3Config);
+    vixReactors_.template watch<VixHwStatus>(in_.routingHwStatus);
   }
 }
 
@@ -174,12 +149,6 @@ RouteSmT<AF>::RouteSmT(Vix::Ptr<KorCommonSmData> const& acsd, VrfRoot* vrfRoot, 
 // not touched.
 template <class AF>
 RouteSmT<AF>::~RouteSmT() {
-  for (auto* r : {static_cast<Vix::NotifieeBase*>(vrfL3StatusReactor_.get()),
-                  static_cast<Vix::NotifieeBase*>(l3StatusReactor_.get()),
-                  static_cast<Vix::NotifieeBase*>(forwardingStatusReactor_.get()),
-                  static_cast<Vix::NotifieeBase*>(l3ConfigReactor_.get()),
-                  static_cast<Vix::NotifieeBase*>(hwStatusReactor_.get())})
-    if (r) reactorDel(r);
   reader_.reset();
   auto& l3 = *in_.l3Status;
   for (auto const& kv : fibRoute_) {

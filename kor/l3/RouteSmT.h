@@ -292,11 +292,7 @@ class RouteSmT : public KorBaseSm {
   std::function<void(Prefix const&)> reviewHook_;
 
   std::unique_ptr<Quill::SlicedReader<RouteStatus>> reader_;
-  std::unique_ptr<VixVrfL3Status> vrfL3StatusReactor_;
-  std::unique_ptr<VixL3Status> l3StatusReactor_;
-  std::unique_ptr<VixForwardingStatus> forwardingStatusReactor_;
-  std::unique_ptr<VixL3Config> l3ConfigReactor_;
-  std::unique_ptr<VixHwStatus> hwStatusReactor_;
+  Vix::ReactorSet<RouteSmT> vixReactors_{this};
   // Lanes of the review: the default route first, next-hop-group routes
   // only once every other route is done.
   static constexpr size_t kDefaultLane = 0, kRoutesLane = 1, kNhgLane = 2;

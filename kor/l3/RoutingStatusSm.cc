@@ -25,81 +25,53 @@ bool urpfOn(Urpf::UrpfStatus const& s) { return s.mode != Urpf::UrpfStatus::Mode
 }  // namespace
 
 template <class Af>
-class RoutingStatusSm::VixRoutingInfo : public Routing::RoutingInfo::Notifiee {
+class RoutingStatusSm::VixRoutingInfo : public Vix::NestedReactor<RoutingStatusSm, typename Routing::RoutingInfo::Notifiee> {
  public:
-  VixRoutingInfo(Vix::Ptr<Routing::RoutingInfo const> const& info, RoutingStatusSm* sm)
-      : Routing::RoutingInfo::Notifiee(info), sm_(sm) {}
   void handleRoutingEnabled() override {
     if constexpr (isV4<Af>) {
-      sm_->handleRouting();
+      this->sm_->handleRouting();
     } else {
-      sm_->handleRouting6();
+      this->sm_->handleRouting6();
     }
   }
-
- private:
-  RoutingStatusSm* sm_;
 };
 
 // One for each address family's interface status.
 template <class Af>
-class RoutingStatusSm::VixIpStatus : public Ip::Status::Notifiee {
+class RoutingStatusSm::VixIpStatus : public Vix::NestedReactor<RoutingStatusSm, typename Ip::Status::Notifiee> {
  public:
-  VixIpStatus(Vix::Ptr<Ip::Status const> const& s, RoutingStatusSm* sm) : Ip::Status::Notifiee(s), sm_(sm) {}
-  void handleCurrentVrf(Nollo::IntfId const& intf) override { sm_->handleIntfBinding<Af>(intf); }
-  void handleIntfRouting(Nollo::IntfId const& intf) override { sm_->handleIntfRouting<Af>(intf); }
-  void handlePrimaryAddr(Nollo::IntfId const& intf) override { sm_->handlePrimaryAddr<Af>(intf); }
-
- private:
-  RoutingStatusSm* sm_;
+  void handleCurrentVrf(Nollo::IntfId const& intf) override { this->sm_->template handleIntfBinding<Af>(intf); }
+  void handleIntfRouting(Nollo::IntfId const& intf) override { this->sm_->template handleIntfRouting<Af>(intf); }
+  void handlePrimaryAddr(Nollo::IntfId const& intf) override { this->sm_->template handlePrimaryAddr<Af>(intf); }
 };
 
-class RoutingStatusSm::VixBridgingConfig : public Bridging::Config::Notifiee {
+class RoutingStatusSm::VixBridgingConfig : public Vix::NestedReactor<RoutingStatusSm, Bridging::Config::Notifiee> {
  public:
-  VixBridgingConfig(Vix::Ptr<Bridging::Config const> const& c, RoutingStatusSm* sm)
-      : Bridging::Config::Notifiee(c), sm_(sm) {}
   void handleRouterMac() override { sm_->handleRouterMac(); }
   void handlePvlanSecondaries(uint16_t const& primary) override { sm_->handlePvlanConfig(primary); }
-
- private:
-  RoutingStatusSm* sm_;
 };
 
-class RoutingStatusSm::VixMlagStatus : public Mlag::Status::Notifiee {
+class RoutingStatusSm::VixMlagStatus : public Vix::NestedReactor<RoutingStatusSm, Mlag::Status::Notifiee> {
  public:
-  VixMlagStatus(Vix::Ptr<Mlag::Status const> const& s, RoutingStatusSm* sm) : Mlag::Status::Notifiee(s), sm_(sm) {}
   void handleActive() override { sm_->handlePeerMacRoutingEnabled(); }
-
- private:
-  RoutingStatusSm* sm_;
 };
 
-class RoutingStatusSm::VixKorCommonSmData : public KorCommonSmData::Notifiee {
+class RoutingStatusSm::VixKorCommonSmData : public Vix::NestedReactor<RoutingStatusSm, KorCommonSmData::Notifiee> {
  public:
-  VixKorCommonSmData(Vix::Ptr<KorCommonSmData const> const& d, RoutingStatusSm* sm)
-      : KorCommonSmData::Notifiee(d), sm_(sm) {}
   void handleVirtualMac() override { sm_->handleVirtualRouterMac(); }
   void handlePeerRouterMac() override { sm_->handlePeerMacRoutingEnabled(); }
   void handleRedundancyMode() override { sm_->handleRedundancyMode(); }
-
- private:
-  RoutingStatusSm* sm_;
 };
 
-class RoutingStatusSm::VixUrpfConfig : public Urpf::Config::Notifiee {
+class RoutingStatusSm::VixUrpfConfig : public Vix::NestedReactor<RoutingStatusSm, Urpf::Config::Notifiee> {
  public:
-  VixUrpfConfig(Vix::Ptr<Urpf::Config const> const& c, RoutingStatusSm* sm) : Urpf::Config::Notifiee(c), sm_(sm) {}
   void handleEnabled() override { sm_->handleRedundancyMode(); }
   void handleIntfUrpf(Nollo::IntfId const& intf) override { sm_->handleUrpf(intf); }
   void handleIntfUrpf6(Nollo::IntfId const& intf) override { sm_->handleUrpf(intf); }
-
- private:
-  RoutingStatusSm* sm_;
 };
 
-class RoutingStatusSm::VixL3Status : public L3Status::Notifiee {
+class RoutingStatusSm::VixL3Status : public Vix::NestedReactor<RoutingStatusSm, L3Status::Notifiee> {
  public:
-  VixL3Status(Vix::Ptr<L3Status const> const& s, RoutingStatusSm* sm) : L3Status::Notifiee(s), sm_(sm) {}
   void handleUrpfRoutingDisable() override { sm_->doUrpfRoutingDisable(); }
   void handleUrpfRoutingDisableDone() override { sm_->doUrpfHwInitStage2(); }
   void handleUrpfRoutingEnable() override { sm_->doUrpfRoutingEnable(); }
@@ -107,60 +79,32 @@ class RoutingStatusSm::VixL3Status : public L3Status::Notifiee {
   void handleUrpfEnabled() override { sm_->doUrpfAll(); }
   void handleRemOverrideV4Urpf() override { sm_->handleUrpfOverride(); }
   void handleEgressRaclSharingOverrideV4Urpf() override { sm_->handleEgressRaclSharing(); }
-
- private:
-  RoutingStatusSm* sm_;
 };
 
-class RoutingStatusSm::VixAllIntfStatusDir : public Interface::AllIntfStatusDir::Notifiee {
+class RoutingStatusSm::VixAllIntfStatusDir : public Vix::NestedReactor<RoutingStatusSm, Interface::AllIntfStatusDir::Notifiee> {
  public:
-  VixAllIntfStatusDir(Vix::Ptr<Interface::AllIntfStatusDir const> const& d, RoutingStatusSm* sm)
-      : Interface::AllIntfStatusDir::Notifiee(d), sm_(sm) {}
   void handleIntfStatus(Nollo::IntfId const& intf) override { sm_->handleIntf(intf); }
-
- private:
-  RoutingStatusSm* sm_;
 };
 
-class RoutingStatusSm::VixIntfVlanIdTable : public IntfVlanId::Table::Notifiee {
+class RoutingStatusSm::VixIntfVlanIdTable : public Vix::NestedReactor<RoutingStatusSm, IntfVlanId::Table::Notifiee> {
  public:
-  VixIntfVlanIdTable(Vix::Ptr<IntfVlanId::Table const> const& t, RoutingStatusSm* sm)
-      : IntfVlanId::Table::Notifiee(t), sm_(sm) {}
   void handleVlanId(Nollo::IntfId const& intf) override { sm_->handleIntfVlanId(intf); }
-
- private:
-  RoutingStatusSm* sm_;
 };
 
-class RoutingStatusSm::VixRoutingHwStatus : public Routing::Hardware::Status::Notifiee {
+class RoutingStatusSm::VixRoutingHwStatus : public Vix::NestedReactor<RoutingStatusSm, Routing::Hardware::Status::Notifiee> {
  public:
-  VixRoutingHwStatus(Vix::Ptr<Routing::Hardware::Status const> const& s, RoutingStatusSm* sm)
-      : Routing::Hardware::Status::Notifiee(s), sm_(sm) {}
   void handlePrefixLenInExactMatch(Routing::RoutesInExactMatch const&) override { sm_->handleRoutesInExactMatch(); }
-
- private:
-  RoutingStatusSm* sm_;
 };
 
-class RoutingStatusSm::VixMplsRoutingInfo : public Mpls::RoutingInfo::Notifiee {
+class RoutingStatusSm::VixMplsRoutingInfo : public Vix::NestedReactor<RoutingStatusSm, Mpls::RoutingInfo::Notifiee> {
  public:
-  VixMplsRoutingInfo(Vix::Ptr<Mpls::RoutingInfo const> const& i, RoutingStatusSm* sm)
-      : Mpls::RoutingInfo::Notifiee(i), sm_(sm) {}
   void handleMplsRoutingEnabled() override { sm_->handleGlobalMplsRouting(); }
   void handleMplsRoutingDisabledIntf(Nollo::IntfId const& intf) override { sm_->handleMplsRoutingDisabledIntf(intf); }
-
- private:
-  RoutingStatusSm* sm_;
 };
 
-class RoutingStatusSm::VixStaticRouteConfig : public Multicast::StaticRouteConfig::Notifiee {
+class RoutingStatusSm::VixStaticRouteConfig : public Vix::NestedReactor<RoutingStatusSm, Multicast::StaticRouteConfig::Notifiee> {
  public:
-  VixStaticRouteConfig(Vix::Ptr<Multicast::StaticRouteConfig const> const& c, RoutingStatusSm* sm)
-      : Multicast::StaticRouteConfig::Notifiee(c), sm_(sm) {}
   void handleStaticMulticastIntf(Nollo::IntfId const& intf) override { sm_->handleStaticMulticastIntf(intf); }
-
- private:
-  RoutingStatusSm* sm_;
 };
 
 RoutingStatusSm::RoutingStatusSm(Vix::Ptr<KorCommonSmData> const& acsd, VrfName const& vrfName,
@@ -201,26 +145,23 @@ void RoutingStatusSm::handleInitialized() {
     korAssert("l3Status()");
     return;
   }
-  auto watch = [this](auto& slot, auto const& entity) {
-    using Reactor = typename std::remove_reference_t<decltype(slot)>::element_type;
-    if (!entity || slot) return;
-    slot = std::make_unique<Reactor>(entity, this);
-    reactorAdd(slot.get());
-  };
-  watch(vixRoutingInfo_, routingInfo_);
-  watch(vixRouting6Info_, routing6Info_);
-  watch(vixBridgingConfig_, bridgingConfig_);
-  watch(vixMlagStatus_, mlagStatus_);
-  watch(vixKorCommonSmData_, acsd());
-  watch(vixUrpfConfig_, urpfConfig_);
-  watch(vixL3Status_, l3Status_);
-  watch(vixIpStatus_, ipStatus_);
-  watch(vixIp6Status_, ip6Status_);
-  watch(vixAllIntfStatusDir_, allIntfStatusDir_);
-  watch(vixIntfVlanIdTable_, intfVlanIdTable_);
-  watch(vixRoutingHwStatus_, routingHwStatus_);
-  watch(vixMplsRoutingInfo_, mplsRoutingInfo_);
-  watch(vixStaticRouteConfig_, staticMcastRouteConfig_);
+  // The inputs are watched from the first pass on, once.
+  if (!vixReactors_.size()) {
+    vixReactors_.watch<VixRoutingInfo<Nollo::Ipv4>>(routingInfo_);
+    vixReactors_.watch<VixRoutingInfo<Nollo::Ipv6>>(routing6Info_);
+    vixReactors_.watch<VixBridgingConfig>(bridgingConfig_);
+    vixReactors_.watch<VixMlagStatus>(mlagStatus_);
+    vixReactors_.watch<VixKorCommonSmData>(acsd());
+    vixReactors_.watch<VixUrpfConfig>(urpfConfig_);
+    vixReactors_.watch<VixL3Status>(l3Status_);
+    vixReactors_.watch<VixIpStatus<Nollo::Ipv4>>(ipStatus_);
+    vixReactors_.watch<VixIpStatus<Nollo::Ipv6>>(ip6Status_);
+    vixReactors_.watch<VixAllIntfStatusDir>(allIntfStatusDir_);
+    vixReactors_.watch<VixIntfVlanIdTable>(intfVlanIdTable_);
+    vixReactors_.watch<VixRoutingHwStatus>(routingHwStatus_);
+    vixReactors_.watch<VixMplsRoutingInfo>(mplsRoutingInfo_);
+    vixReactors_.watch<VixStaticRouteConfig>(staticMcastRouteConfig_);
+  }
   handleRouting();
   handleRouting6();
   handleGlobalMplsRouting();

@@ -212,20 +212,7 @@ class KOR_EXPORT RoutingStatusSm : public KorBaseSm {
   Vix::Ptr<Routing::Hardware::Status const> routingHwStatus_;
   Vix::Ptr<Mpls::RoutingInfo const> mplsRoutingInfo_;
   Vix::Ptr<Multicast::StaticRouteConfig const> staticMcastRouteConfig_;
-  std::unique_ptr<VixRoutingInfo<Nollo::Ipv4>> vixRoutingInfo_;
-  std::unique_ptr<VixRoutingInfo<Nollo::Ipv6>> vixRouting6Info_;
-  std::unique_ptr<VixBridgingConfig> vixBridgingConfig_;
-  std::unique_ptr<VixMlagStatus> vixMlagStatus_;
-  std::unique_ptr<VixKorCommonSmData> vixKorCommonSmData_;
-  std::unique_ptr<VixUrpfConfig> vixUrpfConfig_;
-  std::unique_ptr<VixL3Status> vixL3Status_;
-  std::unique_ptr<VixIpStatus<Nollo::Ipv4>> vixIpStatus_;
-  std::unique_ptr<VixIpStatus<Nollo::Ipv6>> vixIp6Status_;
-  std::unique_ptr<VixAllIntfStatusDir> vixAllIntfStatusDir_;
-  std::unique_ptr<VixIntfVlanIdTable> vixIntfVlanIdTable_;
-  std::unique_ptr<VixRoutingHwStatus> vixRoutingHwStatus_;
-  std::unique_ptr<VixMplsRoutingInfo> vixMplsRoutingInfo_;
-  std::unique_ptr<VixStaticRouteConfig> vixStaticRouteConfig_;
+  Vix::ReactorSet<RoutingStatusSm> vixReactors_{this};
 
   IntfMap<Nollo::Ipv4> ipIntfStatus_;
   IntfMap<Nollo::Ipv6> ip6IntfStatus_;

@@ -37,30 +37,21 @@ std::string vrfStatusPath(char const* format, VrfName const& vrfName) {
 }  // namespace
 
 // The VRF root starts when the agent declares its inputs complete.
-class VrfRootSm::VixKorCommonSmData : public KorCommonSmData::Notifiee {
+class VrfRootSm::VixKorCommonSmData : public Vix::NestedReactor<VrfRootSm, KorCommonSmData::Notifiee> {
  public:
-  VixKorCommonSmData(Vix::Ptr<KorCommonSmData const> const& acsd, VrfRootSm* sm) : Notifiee(acsd), sm_(sm) {}
   void onInitialized() override { sm_->initializedIs(notifier()->initialized()); }
-
- private:
-  VrfRootSm* sm_;
 };
 
 // Announcements of both routing directories: a change of one VRF's entry.
 template <class T>
-class VrfRootSm::VixVrfInfoDir : public T::Notifiee {
+class VrfRootSm::VixVrfInfoDir : public Vix::NestedReactor<VrfRootSm, typename T::Notifiee> {
  public:
-  VixVrfInfoDir(Vix::Ptr<T const> const& dir, VrfRootSm* sm) : T::Notifiee(dir), sm_(sm) {}
-  void handleVrfInfo(std::string const& name) override { sm_->doHandleVrfInfoChange(name); }
-
- private:
-  VrfRootSm* sm_;
+  void handleVrfInfo(std::string const& name) override { this->sm_->doHandleVrfInfoChange(name); }
 };
 
 // A VRF waiting for its id from the hardware route status gets it.
-class VrfRootSm::VixRouteStatus : public Routing::Hardware::RouteStatus::Notifiee {
+class VrfRootSm::VixRouteStatus : public Vix::NestedReactor<VrfRootSm, Routing::Hardware::RouteStatus::Notifiee> {
  public:
-  VixRouteStatus(Vix::Ptr<Routing::Hardware::RouteStatus const> const& s, VrfRootSm* sm) : Notifiee(s), sm_(sm) {}
   void handleVrfStatus(std::string const& name) override {
     if (!sm_->initialized() || !notifier()->vrfStatusHas(name)) return;
     try {
@@ -69,43 +60,28 @@ class VrfRootSm::VixRouteStatus : public Routing::Hardware::RouteStatus::Notifie
     } catch (Vix::RangeError const&) {
     }
   }
-
- private:
-  VrfRootSm* sm_;
 };
 
-class VrfRootSm::VixArpVrfIdMap : public Quill::Arp::VrfIdMap::Notifiee {
+class VrfRootSm::VixArpVrfIdMap : public Vix::NestedReactor<VrfRootSm, Quill::Arp::VrfIdMap::Notifiee> {
  public:
-  VixArpVrfIdMap(Vix::Ptr<Quill::Arp::VrfIdMap const> const& m, VrfRootSm* sm) : Notifiee(m), sm_(sm) {}
   void handleVrfName(uint32_t const& id) override {
     if (sm_->initialized()) sm_->handleArpQuillVrfId(id);
   }
-
- private:
-  VrfRootSm* sm_;
 };
 
 // The platform's VRF table has room again.
-class VrfRootSm::VixL3Status : public L3Status::Notifiee {
+class VrfRootSm::VixL3Status : public Vix::NestedReactor<VrfRootSm, L3Status::Notifiee> {
  public:
-  VixL3Status(Vix::Ptr<L3Status const> const& s, VrfRootSm* sm) : Notifiee(s), sm_(sm) {}
   void handleVrfResourceFull() override { sm_->handleVrfResourceFull(); }
-
- private:
-  VrfRootSm* sm_;
 };
 
 template <class AF>
-class VrfRootSm::VixArpTable : public Quill::Arp::ArpTableT<AF>::Notifiee {
+class VrfRootSm::VixArpTable : public Vix::NestedReactor<VrfRootSm, typename Quill::Arp::ArpTableT<AF>::Notifiee> {
  public:
   using Table = Quill::Arp::ArpTableT<AF>;
-  VixArpTable(Vix::Ptr<Table const> const& t, VrfRootSm* sm) : Table::Notifiee(t), sm_(sm) {}
   void handleArpEntry(typename Table::Key const& key) override {
-    if (sm_->initialized()) sm_->handleNeighEntry<AF>(key);
+    if (this->sm_->initialized()) this->sm_->template handleNeighEntry<AF>(key);
   }
-
- private:
-  VrfRootSm* sm_;
 };
 
 VrfRootSm::VrfRootSm(VrfRootSmInputs const& inputs)
@@ -122,22 +98,18 @@ VrfRootSm::VrfRootSm(VrfRootSmInputs const& inputs)
   fbuRouteProcessQuantaMax_ = maxTimeSlice;
   fbuRouteProcessQuantaMin_ = minTimeSlice;
   fbuAdjProcessQuantaMin_ = minTimeSlice;
-  vixReactors_.push_back(std::make_unique<VixKorCommonSmData>(in_.acsd, this));
-  vixReactors_.push_back(std::make_unique<VixVrfInfoDir<Routing::VrfInfoDir>>(in_.routingVrfInfoDir, this));
+  vixReactors_.watch<VixKorCommonSmData>(in_.acsd);
+  vixReactors_.watch<VixVrfInfoDir<Routing::VrfInfoDir>>(in_.routingVrfInfoDir);
   if (in_.routing6VrfInfoDir != in_.routingVrfInfoDir)
-    vixReactors_.push_back(std::make_unique<VixVrfInfoDir<Routing6::VrfInfoDir>>(in_.routing6VrfInfoDir, this));
-  vixReactors_.push_back(std::make_unique<VixRouteStatus>(in_.routingHwRouteStatus, this));
-  if (in_.l3Status) vixReactors_.push_back(std::make_unique<VixL3Status>(in_.l3Status, this));
-  if (in_.arpVrfIdMap) vixReactors_.push_back(std::make_unique<VixArpVrfIdMap>(in_.arpVrfIdMap, this));
-  if (in_.arpTableStatus)
-    vixReactors_.push_back(std::make_unique<VixArpTable<Nollo::Ipv4>>(in_.arpTableStatus, this));
-  if (in_.neighTableStatus)
-    vixReactors_.push_back(std::make_unique<VixArpTable<Nollo::Ipv6>>(in_.neighTableStatus, this));
-  for (auto& r : vixReactors_) reactorAdd(r.get());
+    vixReactors_.watch<VixVrfInfoDir<Routing6::VrfInfoDir>>(in_.routing6VrfInfoDir);
+  vixReactors_.watch<VixRouteStatus>(in_.routingHwRouteStatus);
+  vixReactors_.watch<VixL3Status>(in_.l3Status);
+  vixReactors_.watch<VixArpVrfIdMap>(in_.arpVrfIdMap);
+  vixReactors_.watch<VixArpTable<Nollo::Ipv4>>(in_.arpTableStatus);
+  vixReactors_.watch<VixArpTable<Nollo::Ipv6>>(in_.neighTableStatus);
 }
 
 VrfRootSm::~VrfRootSm() {
-  for (auto& r : vixReactors_) reactorDel(r.get());
   vixReactors_.clear();
   // Machines report to their root while they live; stop them all first.
   for (auto const& [name, root] : vrfRootMap()) root->doStopSm();

@@ -207,7 +207,7 @@ class KOR_EXPORT VrfRootSm : public KorBaseSm {
   Vix::Ptr<KorArpDef<Nollo::Ipv6>> neighDef_;
   std::unique_ptr<VrfRootSmCliCallback> cliCallback_;
   bool firstRunDone_ = false;
-  std::vector<std::unique_ptr<Vix::NotifieeBase>> vixReactors_;
+  Vix::ReactorSet<VrfRootSm> vixReactors_{this};
 };
 
 // Creates the VRF root over its inputs (see VrfRootSmInputs for the order and
