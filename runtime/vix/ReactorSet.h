@@ -12,9 +12,11 @@ namespace Vix {
 // entity; a null entity is not watched. The set owns its reactors and
 // destroys them, detached, with itself; the owner declares it after the
 // members its handlers use so that no handler runs on a half-destroyed owner.
-// An owner that keeps a list of its reactors for switching deliveries off and
-// on (reactorAdd/reactorDel, as KorBaseSm) has each one added on creation and
-// removed on destruction.
+// The owner keeps a list of its reactors for switching deliveries off and on
+// (KorBaseSm's reactorAdd/reactorDel, open to the set as a friend): each
+// reactor is added to it on creation and removed before it is destroyed. The
+// calls are plain, not detected, so that an owner the set cannot reach fails
+// to compile instead of losing the switch.
 template <class Owner>
 class ReactorSet {
  public:
@@ -38,7 +40,7 @@ class ReactorSet {
     auto reactor = std::make_unique<R>();
     R* r = reactor.get();
     r->sm_ = owner_;
-    if constexpr (requires(NotifieeBase* n) { owner_->reactorAdd(n); }) owner_->reactorAdd(r);
+    owner_->reactorAdd(r);
     list_.push_back(std::move(reactor));
     return r;
   }
@@ -46,7 +48,7 @@ class ReactorSet {
   // Detaches and destroys every reactor, newest first.
   void clear() {
     while (!list_.empty()) {
-      if constexpr (requires(NotifieeBase* n) { owner_->reactorDel(n); }) owner_->reactorDel(list_.back().get());
+      owner_->reactorDel(list_.back().get());
       list_.pop_back();
     }
   }

@@ -7,31 +7,18 @@
 
 #include "kor/common/KorBaseSm.h"
 #include "kor/common/KorCommonSmData.h"
+#include "kor/common/VerifyRequired.h"
 #include "vix/ActivityLoop.h"
-#include "vix/Entity.h"
 #include "vix/ManualTimeSource.h"
 #include "vix/ReactorSet.h"
 
 namespace {
 
-class Thing : public Vix::Entity {
- public:
-  using Entity::Entity;
-  class Notifiee : public Vix::NotifieeOf<Thing> {
-   public:
-    using NotifieeOf::NotifieeOf;
-    VIX_HANDLER(Up)
-    VIX_KEY_HANDLER(int, Member)
-  };
-  VIX_ATTR(bool, up, Up)
-  VIX_HASH_MAP(int, std::string, member, Member)
-};
-
 class WatchingSm : public Kor::KorBaseSm {
  public:
   explicit WatchingSm(Vix::Ptr<Kor::KorCommonSmData> const& acsd) : KorBaseSm(acsd, "WatchingSm") {}
-  Vix::Ptr<Thing> watch(Vix::Ptr<Thing> const& t) { return vixReactors_.watch<VixThing>(t) ? t : nullptr; }
-  void follow(Vix::Ptr<Thing> const& t) {
+  Vix::Ptr<Kor::VerifyRequired> watch(Vix::Ptr<Kor::VerifyRequired> const& t) { return vixReactors_.watch<VixThing>(t) ? t : nullptr; }
+  void follow(Vix::Ptr<Kor::VerifyRequired> const& t) {
     if (!followed_) followed_ = vixReactors_.add<VixThing>();
     followed_->notifierIs(t);
   }
@@ -41,10 +28,11 @@ class WatchingSm : public Kor::KorBaseSm {
   std::vector<std::string> log;
 
  private:
-  class VixThing : public Vix::NestedReactor<WatchingSm, Thing::Notifiee> {
+  class VixThing : public Vix::NestedReactor<WatchingSm, Kor::VerifyRequired::Notifiee> {
    public:
-    void handleUp() override { sm_->log.push_back(notifier()->name() + (notifier()->up() ? " up" : " down")); }
-    void handleMember(int const& k) override { sm_->log.push_back(notifier()->name() + " member " + std::to_string(k)); }
+    void handleVerifyRequired() override {
+      sm_->log.push_back(notifier()->name() + " " + std::to_string(notifier()->verifyRequired()));
+    }
   };
   VixThing* followed_ = nullptr;
   Vix::ReactorSet<WatchingSm> vixReactors_{this};
@@ -54,8 +42,8 @@ class ReactorSetTest : public ::testing::Test {
  protected:
   Vix::Ptr<Vix::ActivityLoop> loop_ = Vix::makePtr<Vix::ActivityLoop>(Vix::makePtr<Vix::ManualTimeSource>());
   Vix::Ptr<Kor::KorCommonSmData> acsd_ = Kor::korCommonSmDataFactory("acsd", loop_);
-  Vix::Ptr<Thing> a_ = Vix::makePtr<Thing>("a");
-  Vix::Ptr<Thing> b_ = Vix::makePtr<Thing>("b");
+  Vix::Ptr<Kor::VerifyRequired> a_ = Vix::makePtr<Kor::VerifyRequired>("a");
+  Vix::Ptr<Kor::VerifyRequired> b_ = Vix::makePtr<Kor::VerifyRequired>("b");
 };
 
 TEST_F(ReactorSetTest, ReactorsCallTheirOwnerAndANullEntityIsNotWatched) {
@@ -64,9 +52,9 @@ TEST_F(ReactorSetTest, ReactorsCallTheirOwnerAndANullEntityIsNotWatched) {
   EXPECT_EQ(sm.reactors(), 0u);
   sm.watch(a_);
   sm.watch(b_);
-  a_->upIs(true);
-  b_->memberIs(7, "x");
-  EXPECT_EQ(sm.log, (std::vector<std::string>{"a up", "b member 7"}));
+  a_->verifyRequiredInc();
+  b_->verifyRequiredInc();
+  EXPECT_EQ(sm.log, (std::vector<std::string>{"a 1", "b 1"}));
 }
 
 // The set registers each reactor with the machine's base: switching the
@@ -76,13 +64,13 @@ TEST_F(ReactorSetTest, HasNotificationActiveSwitchesTheSetsReactors) {
   sm.watch(a_);
   sm.follow(b_);
   sm.hasNotificationActiveIs(false);
-  a_->upIs(true);
-  b_->upIs(true);
+  a_->verifyRequiredInc();
+  b_->verifyRequiredInc();
   EXPECT_TRUE(sm.log.empty());
   sm.hasNotificationActiveIs(true);
-  a_->upIs(false);
-  b_->upIs(false);
-  EXPECT_EQ(sm.log, (std::vector<std::string>{"a down", "b down"}));
+  a_->verifyRequiredInc();
+  b_->verifyRequiredInc();
+  EXPECT_EQ(sm.log, (std::vector<std::string>{"a 2", "b 2"}));
 }
 
 // Cleared or destroyed with their machine, the reactors leave their entities
@@ -95,7 +83,7 @@ TEST_F(ReactorSetTest, ReactorsLeaveWithTheSetAndTheMachine) {
     sm.dropReactors();
     EXPECT_EQ(a_->notifieeCount(), 0u);
     sm.hasNotificationActiveIs(false);
-    a_->upIs(true);
+    a_->verifyRequiredInc();
     EXPECT_TRUE(sm.log.empty());
     sm.watch(a_);
   }
@@ -106,15 +94,15 @@ TEST_F(ReactorSetTest, ReactorsLeaveWithTheSetAndTheMachine) {
 TEST_F(ReactorSetTest, AnAddedReactorFollowsItsRebinding) {
   WatchingSm sm(acsd_);
   sm.follow(a_);
-  a_->upIs(true);
+  a_->verifyRequiredInc();
   sm.follow(b_);
-  a_->upIs(false);
-  b_->upIs(true);
+  a_->verifyRequiredInc();
+  b_->verifyRequiredInc();
   sm.follow(nullptr);
-  b_->upIs(false);
+  b_->verifyRequiredInc();
   EXPECT_EQ(sm.reactors(), 1u);
   EXPECT_EQ(a_->notifieeCount() + b_->notifieeCount(), 0u);
-  EXPECT_EQ(sm.log, (std::vector<std::string>{"a up", "b up"}));
+  EXPECT_EQ(sm.log, (std::vector<std::string>{"a 1", "b 1"}));
 }
 
 }  // namespace
