@@ -22,12 +22,7 @@
 #include <string>
 #include <vector>
 
-#include "agent/Agent.h"
-#include "agent/chip/ChipModule.h"
-#include "agent/fib/FibModule.h"
-#include "agent/intf/IntfModule.h"
-#include "agent/neigh/NeighbourModule.h"
-#include "agent/vrf/VrfModule.h"
+#include "tests/adj/RandomAgentHarness.h"
 #include "kor/records/AdjEntry.h"
 #include "kor/adj/AdjSm.h"
 #include "kor/records/L3Status.h"
@@ -41,16 +36,6 @@ namespace {
 
 using Nollo::IntfId;
 using KorAgent::Agent;
-
-uint64_t envNumber(char const* name, uint64_t dflt) {
-  char const* v = std::getenv(name);
-  return v && *v ? std::strtoull(v, nullptr, 10) : dflt;
-}
-
-std::vector<uint64_t> seeds() {
-  if (std::getenv("KOR_RANDOM_SEED")) return {envNumber("KOR_RANDOM_SEED", 1)};
-  return {1, 2, 3, 42, 1234, 99991};
-}
 
 // One routed interface of the test network and the hosts behind it.
 struct L3Intf {
@@ -149,18 +134,9 @@ std::map<std::string, std::string> chipPaths(Kor::NextHopL2InfoCollection const&
   return out;
 }
 
-class RandomAdjTest : public ::testing::Test {
+class RandomAdjTest : public RandomAgentHarness {
  protected:
-  void SetUp() override {
-    unsetenv("SIMULATION_VMID");
-    unsetenv("KOR_ADJ_REVIEW_INTERVAL");
-  }
-
-  void build(uint64_t seed) {
-    rng_.seed(seed);
-    ts_ = Vix::makePtr<Vix::ManualTimeSource>(0.0);
-    agent_ = std::make_unique<Agent>(ts_);
-    agent_->exitFnIs([](int status) { FAIL() << "agent asked to exit with " << status; });
+  void build() {
     m_ = Model();
     m_.intfs = {{IntfId::vlan(10), 10, false}, {IntfId::vlan(20), 20, false}, {IntfId::ethernet(5), 1006, true}};
     agent_->module<KorAgent::VrfModule>().routingIs(Kor::VrfName("default"), true, true, true);
@@ -177,8 +153,6 @@ class RandomAdjTest : public ::testing::Test {
     m_.portToLag[IntfId::ethernet(4)] = IntfId::portChannel(1);
   }
 
-  size_t pick(size_t n) { return std::uniform_int_distribution<size_t>(0, n - 1)(rng_); }
-  bool coin(double p) { return std::uniform_real_distribution<double>(0, 1)(rng_) < p; }
 
   // A next hop of either family behind one of the routed interfaces.
   std::pair<std::string, IntfId> host(bool v6) {
@@ -331,18 +305,14 @@ class RandomAdjTest : public ::testing::Test {
     }
   }
 
-  std::mt19937_64 rng_;
-  Vix::Ptr<Vix::ManualTimeSource> ts_;
-  std::unique_ptr<Agent> agent_;
   Model m_;
 };
 
 // Neighbours, MACs and links first, then FEC and via changes under chip
 // faults: every adjacency is first reviewed over inputs that stay put.
 TEST_F(RandomAdjTest, FecChangesUnderChipFaults) {
-  uint64_t steps = envNumber("KOR_RANDOM_STEPS", 200);
-  for (uint64_t seed : seeds()) {
-    build(seed);
+  forEachSeed(200, [&](uint64_t seed, uint64_t steps) {
+    build();
     for (int i = 0; i < 40; ++i) {
       neighChange();
       macChange();
@@ -351,21 +321,18 @@ TEST_F(RandomAdjTest, FecChangesUnderChipFaults) {
     agent_->init();
     run(steps, false);
     check(seed);
-    if (HasFatalFailure()) return;
-  }
+  });
 }
 
 // Everything changes at random, neighbours, MACs and links included, while
 // adjacencies exist.
 TEST_F(RandomAdjTest, AllInputsChangeUnderChipFaults) {
-  uint64_t steps = envNumber("KOR_RANDOM_STEPS", 200);
-  for (uint64_t seed : seeds()) {
-    build(seed);
+  forEachSeed(200, [&](uint64_t seed, uint64_t steps) {
+    build();
     agent_->init();
     run(steps, true);
     check(seed);
-    if (HasFatalFailure()) return;
-  }
+  });
 }
 
 }  // namespace

@@ -25,12 +25,7 @@
 #include <string>
 #include <vector>
 
-#include "agent/Agent.h"
-#include "agent/chip/ChipModule.h"
-#include "agent/fib/FibModule.h"
-#include "agent/intf/IntfModule.h"
-#include "agent/neigh/NeighbourModule.h"
-#include "agent/vrf/VrfModule.h"
+#include "tests/adj/RandomAgentHarness.h"
 #include "kor/records/AdjEntry.h"
 #include "kor/records/L3Status.h"
 #include "kor/records/VrfL3Status.h"
@@ -42,16 +37,6 @@ namespace {
 
 using KorAgent::Agent;
 using Nollo::IntfId;
-
-uint64_t envNumber(char const* name, uint64_t dflt) {
-  char const* v = std::getenv(name);
-  return v && *v ? std::strtoull(v, nullptr, 10) : dflt;
-}
-
-std::vector<uint64_t> seeds() {
-  if (std::getenv("KOR_RANDOM_SEED")) return {envNumber("KOR_RANDOM_SEED", 1)};
-  return {1, 2, 3, 42, 1234, 99991};
-}
 
 Quill::Fib::FecId fecId(uint64_t id) { return Quill::Fib::FecId::make(Quill::Fib::nexthopAdj(), id); }
 
@@ -72,17 +57,9 @@ struct Vrf {
   std::map<std::string, bool> neigh;  // next hops with a neighbour entry
 };
 
-class RandomRouteTest : public ::testing::Test {
+class RandomRouteTest : public RandomAgentHarness {
  protected:
-  void SetUp() override {
-    unsetenv("SIMULATION_VMID");
-    unsetenv("KOR_ADJ_REVIEW_INTERVAL");
-  }
-
-  void build(uint64_t seed) {
-    rng_.seed(seed);
-    agent_ = std::make_unique<Agent>(Vix::makePtr<Vix::ManualTimeSource>(0.0));
-    agent_->exitFnIs([](int status) { FAIL() << "agent asked to exit with " << status; });
+  void build() {
     vrfs_ = {{Kor::VrfName("default"), IntfId::vlan(10), 10, false},
              {Kor::VrfName("red"), IntfId::ethernet(5), 1005, true},
              {Kor::VrfName("blue"), IntfId::ethernet(6), 1006, true},
@@ -95,8 +72,6 @@ class RandomRouteTest : public ::testing::Test {
     agent_->module<KorAgent::ChipModule>().exactMatchLengthsIs({64});
   }
 
-  size_t pick(size_t n) { return std::uniform_int_distribution<size_t>(0, n - 1)(rng_); }
-  bool coin(double p) { return std::uniform_real_distribution<double>(0, 1)(rng_) < p; }
   Vrf& anyVrf() { return vrfs_[pick(vrfs_.size())]; }
   size_t index(Vrf const& v) const { return size_t(&v - vrfs_.data()); }
 
@@ -320,8 +295,6 @@ class RandomRouteTest : public ::testing::Test {
     }
   }
 
-  std::mt19937_64 rng_;
-  std::unique_ptr<Agent> agent_;
   std::vector<Vrf> vrfs_;
   size_t checked_ = 0;
   uint64_t refusals_ = 0;
@@ -331,9 +304,8 @@ class RandomRouteTest : public ::testing::Test {
 // FECs, neighbours and a first set of routes exist before the library
 // starts; then everything changes under chip faults.
 TEST_F(RandomRouteTest, RoutesFollowTheFibUnderChipFaults) {
-  uint64_t steps = envNumber("KOR_RANDOM_STEPS", 1000);
-  for (uint64_t seed : seeds()) {
-    build(seed);
+  forEachSeed(1000, [&](uint64_t seed, uint64_t steps) {
+    build();
     for (int i = 0; i < 30; ++i) {
       fecChange();
       neighChange();
@@ -342,8 +314,8 @@ TEST_F(RandomRouteTest, RoutesFollowTheFibUnderChipFaults) {
     agent_->init();
     run(steps);
     check(seed);
-    if (HasFailure()) return;
-  }
+  });
+  if (HasFailure()) return;
   // The fixed seeds reach what they are for: routes checked, writes
   // refused, routes left unprogrammed for a while. One chosen seed may end
   // with every VRF withdrawn or switched off.
