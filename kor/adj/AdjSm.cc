@@ -58,17 +58,6 @@ std::string formatted(char const* fmt, ...) {
 
 // --- Reactors ---
 
-template <class AF>
-class AdjSm::VixForwardingStatus : public Quill::Fib::ForwardingStatusT<AF>::Notifiee {
- public:
-  VixForwardingStatus(Vix::Ptr<Quill::Fib::ForwardingStatusT<AF> const> const& s, AdjSm* sm)
-      : Quill::Fib::ForwardingStatusT<AF>::Notifiee(s), sm_(sm) {}
-  void handleFec(Quill::Fib::FecId const& fecId) override { sm_->handleFecT<AF>(fecId); }
-
- private:
-  AdjSm* sm_;
-};
-
 class AdjSm::VixVrfL3Status : public VrfL3Status::Notifiee {
  public:
   VixVrfL3Status(Vix::Ptr<VrfL3Status const> const& s, AdjSm* sm) : Notifiee(s), sm_(sm) {}
@@ -149,12 +138,24 @@ AdjSm::AdjSm(VrfId vrfId, VrfName const& vrfName, Vix::Ptr<KorCommonSmData> cons
     reactor = std::move(p);
     reactorAdd(reactor.get());
   };
-  // FEC changes are queued from construction on; the passes start with the
-  // end of the routing sync (handleInitialized).
-  if (forwardingStatus_)
-    watch(forwardingStatusReactor_, std::make_unique<VixForwardingStatus<Nollo::Ipv4>>(forwardingStatus_, this));
-  if (forwarding6Status_)
-    watch(forwarding6StatusReactor_, std::make_unique<VixForwardingStatus<Nollo::Ipv6>>(forwarding6Status_, this));
+  // The FEC tables are read from construction on, the FECs already there
+  // first, in slices of quillYieldTime; a read FEC waits in the review queues
+  // for the passes, which start with the end of the routing sync
+  // (handleInitialized). A reader that drains re-checks the queues, so the
+  // owner learns of an empty machine when the last FEC is read, too.
+  auto* activityLoop = acsd->activityLoop().ptr();
+  if (forwardingStatus_) {
+    watch(fecReader_, std::make_unique<FecReader>(
+                          forwardingStatus_, activityLoop, [this](FecId const& f) { handleFecT<Nollo::Ipv4>(f); },
+                          quillYieldTime_));
+    fecReader_->drainedHandlerIs([this] { maybeScheduleAdjReview(); });
+  }
+  if (forwarding6Status_) {
+    watch(fec6Reader_, std::make_unique<Fec6Reader>(
+                           forwarding6Status_, activityLoop, [this](FecId const& f) { handleFecT<Nollo::Ipv6>(f); },
+                           quillYieldTime_));
+    fec6Reader_->drainedHandlerIs([this] { maybeScheduleAdjReview(); });
+  }
   if (vrfL3Status_) watch(vrfL3StatusReactor_, std::make_unique<VixVrfL3Status>(vrfL3Status_, this));
   if (l3Status_) watch(l3StatusReactor_, std::make_unique<VixL3Status>(l3Status_, this));
   if (adjReviewEvent_) watch(adjReviewEventReactor_, std::make_unique<VixAdjReviewEvent>(adjReviewEvent_, this));
@@ -169,8 +170,7 @@ AdjSm::AdjSm(VrfId vrfId, VrfName const& vrfName, Vix::Ptr<KorCommonSmData> cons
 
 AdjSm::~AdjSm() {
   adjLinkReviewSm_ = nullptr;
-  for (auto* r : {static_cast<Vix::NotifieeBase*>(forwardingStatusReactor_.get()),
-                  static_cast<Vix::NotifieeBase*>(forwarding6StatusReactor_.get()),
+  for (auto* r : {static_cast<Vix::NotifieeBase*>(fecReader_.get()), static_cast<Vix::NotifieeBase*>(fec6Reader_.get()),
                   static_cast<Vix::NotifieeBase*>(vrfL3StatusReactor_.get()),
                   static_cast<Vix::NotifieeBase*>(l3StatusReactor_.get()),
                   static_cast<Vix::NotifieeBase*>(adjReviewEventReactor_.get()),
@@ -193,6 +193,8 @@ void AdjSm::hasNotificationActiveIs(bool active) {
 void AdjSm::quillYieldTimeIs(Vix::Seconds s) {
   quillYieldTime_ = s;
   KOR_TRACE(5, " set yield time to " << s);
+  if (fecReader_) fecReader_->yieldTimeIs(s);
+  if (fec6Reader_) fec6Reader_->yieldTimeIs(s);
 }
 
 Vix::Ptr<AdjEntry> AdjSm::adjEntry(uint64_t adjIndex) const {
@@ -222,14 +224,13 @@ void AdjSm::handleInitialized() {
   if (intfVlanIdTable_) {
     for (auto const& kv : intfVlanIdTable_->vlanIdMap()) handleIntfVlanId(kv.first);
   }
-  doWalkFecTables();
   maybeScheduleAdjReview();
-}
-
-// FECs published before this machine watched the tables.
-void AdjSm::doWalkFecTables() {
-  if (forwardingStatus_) forwardingStatus_->forEachKey([this](FecId const& f) { handleFecT<Nollo::Ipv4>(f); });
-  if (forwarding6Status_) forwarding6Status_->forEachKey([this](FecId const& f) { handleFecT<Nollo::Ipv6>(f); });
+  // FECs still being read take their turn now, as if queued at once: the
+  // pass is armed here, at the end of the sync, so it runs right after the
+  // readers' first slice and before machines that start later (the route
+  // machines' readers), in the order the review had when the tables were
+  // walked here in one go. A pass that finds the lanes empty does nothing.
+  if (fecsUnread()) review_.scheduleAt(review_.clock().now() + adjReviewInterval());
 }
 
 // --- Queueing ---
@@ -370,6 +371,10 @@ void AdjSm::removeAdjEntryFromReview(FecId const& fecId) {
   if (review_.erase(kLinkDownLane, fecId)) KOR_TRACE(8, "Remove linkDownAdjForReview after update " << fecId);
   if (review_.erase(kAdjLane, fecId)) KOR_TRACE(8, "Remove adjForReview after update " << fecId);
   if (review_.erase(kTunnelLane, fecId)) KOR_TRACE(8, "Remove tunnelForReview after update " << fecId);
+  // Every caller has just read the FEC's current value: a change of it not
+  // yet read is seen, and reading it again would review it twice.
+  if (fecReader_) fecReader_->forget(fecId);
+  if (fec6Reader_) fec6Reader_->forget(fecId);
 }
 
 // --- The review pass ---

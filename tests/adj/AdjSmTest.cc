@@ -143,7 +143,9 @@ TEST_F(AdjSmTest, PassYieldsAtItsQuantumAndResumesAtTheBookmark) {
   sm_->adjReviewQuantaIs(0.05);
   reviewCost_ = 0.03;  // the second review of a pass runs past the quantum
   for (uint64_t i = 1; i <= 5; ++i) fec(i);
-  ASSERT_EQ(sm_->adjForReview().size(), 5u);
+  // Notified, not yet read: already counted as queued work.
+  EXPECT_EQ(sm_->adjForReview().size(), 0u);
+  ASSERT_EQ(sm_->adjsForReview(), 5u);
 
   loop_->runDue();
   EXPECT_EQ(reviewed_, (std::vector<uint64_t>{1, 2}));
@@ -166,14 +168,18 @@ TEST_F(AdjSmTest, TimerIsOnlyMovedEarlier) {
   start();
   unsetenv("KOR_ADJ_REVIEW_INTERVAL");
   EXPECT_DOUBLE_EQ(sm_->adjReviewInterval(), 2.0);
+  // Each FEC is read on the next turn of the loop, then queued.
   fec(1);
+  loop_->runDue();
   EXPECT_DOUBLE_EQ(sm_->clock().timeMin(), 2.0);
   sm_->adjReviewIntervalIs(5.0);
   fec(2);
+  loop_->runDue();
   EXPECT_DOUBLE_EQ(sm_->clock().timeMin(), 2.0);
   EXPECT_GE(traced("Adj review timer already set"), 1u);
   sm_->adjReviewIntervalIs(0.5);
   fec(3);
+  loop_->runDue();
   EXPECT_DOUBLE_EQ(sm_->clock().timeMin(), 0.5);
   loop_->runUntilIdle();
   EXPECT_DOUBLE_EQ(ts_->now(), 0.5);
@@ -197,10 +203,13 @@ TEST_F(AdjSmTest, EmptyQueuesWhileRoutingGoesOffAskForRouteReviews) {
   EXPECT_EQ(l3Status_->unicast6ReviewPending(), 1u);
   EXPECT_FALSE(sm_->clock().armed());
 
-  // With work queued the hand-off waits for the pass that drains it.
+  // With work queued the hand-off waits for the pass that drains it; a FEC
+  // not yet read is such work.
   fec(1);
+  EXPECT_EQ(sm_->fecsUnread(), 1u);
+  EXPECT_TRUE(sm_->fecReader()->clock().armed());
+  event_->reviewRequestInc();
   EXPECT_EQ(l3Status_->unicastReviewPending(), 2u);
-  EXPECT_TRUE(sm_->clock().armed());
   loop_->runUntilIdle();
   EXPECT_EQ(reviewCnt(1), 1u);
   EXPECT_EQ(l3Status_->unicastReviewPending(), 3u);
@@ -332,10 +341,15 @@ TEST_F(AdjSmTest, DropAdjacenciesSurviveEveryRoute) {
 TEST_F(AdjSmTest, GetL2AdjIndexReviewsOnTheSpot) {
   start();
   fec(4);
-  ASSERT_TRUE(sm_->clock().armed());
+  ASSERT_EQ(sm_->fecsUnread(), 1u);
   EXPECT_FALSE(sm_->adjEntry(fecId(4).value()));
   uint64_t l2 = sm_->getL2AdjIndex(fecId(4), FecId(), 4);
   EXPECT_NE(l2, 0u);
+  EXPECT_EQ(reviewCnt(4), 1u);
+  // The review read the FEC's current value: its change is not read again.
+  EXPECT_EQ(sm_->fecsUnread(), 0u);
+  EXPECT_EQ(sm_->adjsForReview(), 0u);
+  loop_->runUntilIdle();
   EXPECT_EQ(reviewCnt(4), 1u);
   EXPECT_FALSE(sm_->adjForReview().contains(fecId(4)));
   EXPECT_EQ(sm_->getL2AdjIndex(fecId(4), FecId(), 4), l2);
