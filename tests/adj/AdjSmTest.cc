@@ -17,6 +17,7 @@
 #include "softchip/SoftChip.h"
 #include "vix/ActivityLoop.h"
 #include "vix/Log.h"
+#include "vix/SteppingTimeSource.h"
 #include "vix/Trace.h"
 
 namespace {
@@ -41,7 +42,7 @@ class AdjSmTest : public ::testing::Test {
     ROUTING_MAX_PATHS_EXCEEDED.reset();
     IP6ROUTING_MAX_PATHS_EXCEEDED.reset();
     ts_ = Vix::makePtr<Vix::ManualTimeSource>(0.0);
-    loop_ = Vix::makePtr<Vix::ActivityLoop>(ts_);
+    loop_ = Vix::makePtr<Vix::ActivityLoop>(newTimeSource());
     acsd_ = korCommonSmDataFactory("acsd", loop_);
     l3Status_ = Vix::makePtr<L3Status>("l3Status");
     l3Status_->vrfIdPairIs(VrfName("default"), VrfId(0));
@@ -58,6 +59,7 @@ class AdjSmTest : public ::testing::Test {
                                         Vix::makePtr<Interface::AllIntfStatusDir>("intfs"), chip_->adj().adjSmHelper());
     helper_->initializedIs(true);
   }
+  virtual Vix::Ptr<Vix::TimeSource> newTimeSource() { return ts_; }
   void TearDown() override {
     sm_ = nullptr;
     Vix::traceSinkIs(nullptr);
@@ -415,6 +417,50 @@ TEST_F(AdjSmTest, DumpsShowFecsAndAdjacencies) {
                           "  Via   Next hop                        Weight Vlan   Intf\n"
                           "    0   10.0.0.1                             1 -      Ethernet1\n"
                           "    1   10.0.0.2                             1 -      Ethernet2\n");
+}
+
+}  // namespace
+
+namespace {
+
+// Every read of the clock costs one step: how long a pass holds the loop is
+// counted in clock reads, the same on every machine.
+constexpr Vix::Seconds kStep = 1e-6;
+class AdjSmSliceTest : public AdjSmTest {
+ protected:
+  Vix::Ptr<Vix::TimeSource> newTimeSource() override { return Vix::makePtr<Vix::SteppingTimeSource>(kStep, 0.0); }
+};
+
+// A table of many FECs changed at once is read in passes of quillYieldTime,
+// never in the notification: until read, each FEC counts as queued work.
+TEST_F(AdjSmSliceTest, ManyFecsChangedAtOnceAreReadInSlicesOfTheYieldTime) {
+  constexpr uint64_t kFecs = 8000;
+  constexpr Vix::Seconds kYield = 0.0005;  // 500 clock reads
+  start();
+  sm_->tf().levelsIs("");
+  sm_->quillYieldTimeIs(kYield);
+  loop_->runUntilIdle();
+  for (uint64_t i = 1; i <= kFecs / 2; ++i) fec(i);
+  for (uint64_t i = kFecs / 2 + 1; i <= kFecs; ++i) fec6(i);
+  EXPECT_EQ(sm_->adjForReview().size(), 0u);  // nothing read in the notification
+  EXPECT_EQ(sm_->fecsUnread(), size_t(kFecs));
+  EXPECT_EQ(sm_->adjsForReview(), size_t(kFecs));
+
+  ASSERT_TRUE(loop_->runUntilIdle());
+  // One FEC reads the clock a few times; fifty reads is far more than one
+  // FEC's share and far less than a pass that ran on.
+  Vix::Seconds const oneFec = 50 * kStep;
+  EXPECT_LE(sm_->fecReader()->longestPass(), kYield + oneFec);
+  EXPECT_LE(sm_->fec6Reader()->longestPass(), kYield + oneFec);
+  // Each FEC reads the clock at least once (the deadline check).
+  EXPECT_LE(sm_->fecReader()->longestPassItems(), size_t(kYield / kStep) + 1);
+  EXPECT_GE(sm_->fecReader()->yields(), kFecs / 2 / (size_t(kYield / kStep) + 1));
+  EXPECT_GE(sm_->fec6Reader()->yields(), kFecs / 2 / (size_t(kYield / kStep) + 1));
+  EXPECT_EQ(sm_->fecReader()->delivered() + sm_->fec6Reader()->delivered(), kFecs);
+  // Every FEC was reviewed exactly once.
+  EXPECT_EQ(sm_->adjsForReview(), 0u);
+  for (uint64_t i = 1; i <= kFecs; i += 997) EXPECT_EQ(reviewCnt(i), 1u) << i;
+  EXPECT_EQ(vrf_->adjEntryListMap().size(), size_t(kFecs));
 }
 
 }  // namespace
