@@ -58,12 +58,6 @@ std::string formatted(char const* fmt, ...) {
 
 // --- Reactors ---
 
-template <class AF>
-class AdjSm::VixForwardingStatus : public Vix::NestedReactor<AdjSm, typename Quill::Fib::ForwardingStatusT<AF>::Notifiee> {
- public:
-  void handleFec(Quill::Fib::FecId const& fecId) override { this->sm_->template handleFecT<AF>(fecId); }
-};
-
 class AdjSm::VixVrfL3Status : public Vix::NestedReactor<AdjSm, VrfL3Status::Notifiee> {
  public:
   void handleAdjEntryReviewList(Quill::Fib::FecId const& fecId) override { sm_->scheduleAdjReview(fecId); }
@@ -124,10 +118,28 @@ AdjSm::AdjSm(VrfId vrfId, VrfName const& vrfName, Vix::Ptr<KorCommonSmData> cons
   if (!l3Status_) korAssert("l3Status()");
   vrfL3Status_ = l3Status_ ? l3Status_->vrfL3Status(vrfName_) : nullptr;
   if (!vrfL3Status_) korAssert("vrfL3Status()");
-  // FEC changes are queued from construction on; the passes start with the
-  // end of the routing sync (handleInitialized).
-  vixReactors_.watch<VixForwardingStatus<Nollo::Ipv4>>(forwardingStatus_);
-  vixReactors_.watch<VixForwardingStatus<Nollo::Ipv6>>(forwarding6Status_);
+  auto watch = [this](auto& reactor, auto p) {
+    reactor = std::move(p);
+    reactorAdd(reactor.get());
+  };
+  // The FEC tables are read from construction on, the FECs already there
+  // first, in slices of quillYieldTime; a read FEC waits in the review queues
+  // for the passes, which start with the end of the routing sync
+  // (handleInitialized). A reader that drains re-checks the queues, so the
+  // owner learns of an empty machine when the last FEC is read, too.
+  auto* activityLoop = acsd->activityLoop().ptr();
+  if (forwardingStatus_) {
+    watch(fecReader_, std::make_unique<FecReader>(
+                          forwardingStatus_, activityLoop, [this](FecId const& f) { handleFecT<Nollo::Ipv4>(f); },
+                          quillYieldTime_));
+    fecReader_->drainedHandlerIs([this] { maybeScheduleAdjReview(); });
+  }
+  if (forwarding6Status_) {
+    watch(fec6Reader_, std::make_unique<Fec6Reader>(
+                           forwarding6Status_, activityLoop, [this](FecId const& f) { handleFecT<Nollo::Ipv6>(f); },
+                           quillYieldTime_));
+    fec6Reader_->drainedHandlerIs([this] { maybeScheduleAdjReview(); });
+  }
   vixReactors_.watch<VixVrfL3Status>(vrfL3Status_);
   vixReactors_.watch<VixL3Status>(l3Status_);
   vixReactors_.watch<VixAdjReviewEvent>(adjReviewEvent_);
@@ -142,6 +154,8 @@ AdjSm::AdjSm(VrfId vrfId, VrfName const& vrfName, Vix::Ptr<KorCommonSmData> cons
 
 AdjSm::~AdjSm() {
   adjLinkReviewSm_ = nullptr;
+  for (auto* r : {static_cast<Vix::NotifieeBase*>(fecReader_.get()), static_cast<Vix::NotifieeBase*>(fec6Reader_.get())})
+    if (r) reactorDel(r);
   // The interface map of L3Status is shared by every VRF: this VRF's
   // adjacencies leave it. The chip's L2 adjacencies are left alone, so that
   // a restarted agent finds them and claims them back.
@@ -159,6 +173,8 @@ void AdjSm::hasNotificationActiveIs(bool active) {
 void AdjSm::quillYieldTimeIs(Vix::Seconds s) {
   quillYieldTime_ = s;
   KOR_TRACE(5, " set yield time to " << s);
+  if (fecReader_) fecReader_->yieldTimeIs(s);
+  if (fec6Reader_) fec6Reader_->yieldTimeIs(s);
 }
 
 Vix::Ptr<AdjEntry> AdjSm::adjEntry(uint64_t adjIndex) const {
@@ -188,14 +204,13 @@ void AdjSm::handleInitialized() {
   if (intfVlanIdTable_) {
     for (auto const& kv : intfVlanIdTable_->vlanIdMap()) handleIntfVlanId(kv.first);
   }
-  doWalkFecTables();
   maybeScheduleAdjReview();
-}
-
-// FECs published before this machine watched the tables.
-void AdjSm::doWalkFecTables() {
-  if (forwardingStatus_) forwardingStatus_->forEachKey([this](FecId const& f) { handleFecT<Nollo::Ipv4>(f); });
-  if (forwarding6Status_) forwarding6Status_->forEachKey([this](FecId const& f) { handleFecT<Nollo::Ipv6>(f); });
+  // FECs still being read take their turn now, as if queued at once: the
+  // pass is armed here, at the end of the sync, so it runs right after the
+  // readers' first slice and before machines that start later (the route
+  // machines' readers), in the order the review had when the tables were
+  // walked here in one go. A pass that finds the lanes empty does nothing.
+  if (fecsUnread()) review_.scheduleAt(review_.clock().now() + adjReviewInterval());
 }
 
 // --- Queueing ---
@@ -336,6 +351,10 @@ void AdjSm::removeAdjEntryFromReview(FecId const& fecId) {
   if (review_.erase(kLinkDownLane, fecId)) KOR_TRACE(8, "Remove linkDownAdjForReview after update " << fecId);
   if (review_.erase(kAdjLane, fecId)) KOR_TRACE(8, "Remove adjForReview after update " << fecId);
   if (review_.erase(kTunnelLane, fecId)) KOR_TRACE(8, "Remove tunnelForReview after update " << fecId);
+  // Every caller has just read the FEC's current value: a change of it not
+  // yet read is seen, and reading it again would review it twice.
+  if (fecReader_) fecReader_->forget(fecId);
+  if (fec6Reader_) fec6Reader_->forget(fecId);
 }
 
 // --- The review pass ---

@@ -4,6 +4,13 @@
 // records (VrfL3Status::adjEntryList) and, through the L2 adjacency helper,
 // into shared L2 adjacencies.
 //
+// The FEC tables are read by one sliced reader per family (Quill::SlicedReader
+// on the runtime's review loop): a FEC change is coalesced per FEC id and
+// read in passes of at most quillYieldTime, each read only queueing the FEC
+// for review. A FEC notified but not yet read counts as queued work
+// (adjsForReview), so nothing that waits for the queues to drain - the end of
+// the L2 adjacency sync above all - goes on before it has been read.
+//
 // It never reviews a FEC when told about it: FEC changes, interface link changes (VrfL3Status::adjEntryReviewList) and
 // tunnel FECs are queued by FEC id in the three work lanes of the review
 // loop - linkDownAdjForReview, adjForReview, tunnelForReview - and worked
@@ -67,6 +74,7 @@
 #include "nollo/Ipv6.h"
 #include "quill/FecId.h"
 #include "quill/ForwardingStatus.h"
+#include "quill/SlicedReader.h"
 #include "vix/Clock.h"
 #include "vix/HashMap.h"
 #include "vix/Log.h"
@@ -132,10 +140,19 @@ class KOR_EXPORT AdjSm : public KorBaseSm {
   UnprogrammedQueue const& unprogrammedAdjList() const { return review_.lane(kUnprogrammedLane); }
   std::set<uint64_t> const& creationDeferredAdj() const { return creationDeferredAdj_; }
   Vix::HashMap<uint16_t, Nollo::IntfId> const& vlanIdToL3IntfId() const { return vlanIdToL3IntfId_; }
-  // Entries in the three review queues.
+  // Entries in the three review queues, and the FECs notified but not yet
+  // read: each of those becomes a review when it is read.
   size_t adjsForReview() const {
-    return review_.size(kLinkDownLane) + review_.size(kAdjLane) + review_.size(kTunnelLane);
+    return review_.size(kLinkDownLane) + review_.size(kAdjLane) + review_.size(kTunnelLane) + fecsUnread();
   }
+  size_t fecsUnread() const {
+    return (fecReader_ ? fecReader_->pending() : 0) + (fec6Reader_ ? fec6Reader_->pending() : 0);
+  }
+  using FecReader = Quill::SlicedReader<Quill::Fib::ForwardingStatus>;
+  using Fec6Reader = Quill::SlicedReader<Quill::Fib6::ForwardingStatus>;
+  // The readers of the FEC tables (null when the table is not given).
+  FecReader const* fecReader() const { return fecReader_.get(); }
+  Fec6Reader const* fec6Reader() const { return fec6Reader_.get(); }
 
   bool routingEnabled() const { return routingEnabled_; }
   bool routing6Enabled() const { return routing6Enabled_; }
@@ -219,8 +236,6 @@ class KOR_EXPORT AdjSm : public KorBaseSm {
   void showL2Adjacencies(std::ostream& os, std::optional<uint64_t> l2AdjIndex) const;
 
  private:
-  template <class AF>
-  class VixForwardingStatus;
   class VixVrfL3Status;
   class VixL3Status;
   class VixAdjReviewEvent;
@@ -258,7 +273,6 @@ class KOR_EXPORT AdjSm : public KorBaseSm {
   // there and added in this one): it sheds them before this version's are built.
   template <class AF>
   Vix::Ptr<AdjEntry> doDropOtherVersion(Vix::Ptr<AdjEntry> const& entry);
-  void doWalkFecTables();
 
   VrfId vrfId_;
   VrfName vrfName_;
@@ -297,6 +311,10 @@ class KOR_EXPORT AdjSm : public KorBaseSm {
   Vix::Ptr<AdjLinkReviewSm> adjLinkReviewSm_;
 
   Vix::ReactorSet<AdjSm> vixReactors_{this};
+  // The FEC tables' readers: sliced readers, not nested reactors (they take
+  // the loop and the slice), so registered by hand.
+  std::unique_ptr<FecReader> fecReader_;
+  std::unique_ptr<Fec6Reader> fec6Reader_;
 };
 
 }  // namespace Kor

@@ -61,6 +61,13 @@ class SlicedReader : public Table::KeyNotifiee {
   uint64_t passes() const { return review_.passes(); }
   uint64_t yields() const { return review_.yields(); }
   uint64_t delivered() const { return delivered_; }
+  // The longest a pass held the loop, and the keys it delivered.
+  Vix::Seconds longestPass() const { return review_.longestPass(); }
+  size_t longestPassItems() const { return review_.longestPassItems(); }
+
+  // Drops a queued key whose current value the consumer has read by other
+  // means (a change already seen needs no delivery); true when it was queued.
+  bool forget(Key const& k) { return review_.erase(0, k); }
 
   void handleKey(Key const& k) override {
     review_.enqueue(0, k);

@@ -17,6 +17,7 @@
 #include "softchip/SoftChip.h"
 #include "vix/ActivityLoop.h"
 #include "vix/Log.h"
+#include "vix/SteppingTimeSource.h"
 #include "vix/Trace.h"
 
 namespace {
@@ -41,7 +42,7 @@ class AdjSmTest : public ::testing::Test {
     ROUTING_MAX_PATHS_EXCEEDED.reset();
     IP6ROUTING_MAX_PATHS_EXCEEDED.reset();
     ts_ = Vix::makePtr<Vix::ManualTimeSource>(0.0);
-    loop_ = Vix::makePtr<Vix::ActivityLoop>(ts_);
+    loop_ = Vix::makePtr<Vix::ActivityLoop>(newTimeSource());
     acsd_ = korCommonSmDataFactory("acsd", loop_);
     l3Status_ = Vix::makePtr<L3Status>("l3Status");
     l3Status_->vrfIdPairIs(VrfName("default"), VrfId(0));
@@ -58,6 +59,7 @@ class AdjSmTest : public ::testing::Test {
                                         Vix::makePtr<Interface::AllIntfStatusDir>("intfs"), chip_->adj().adjSmHelper());
     helper_->initializedIs(true);
   }
+  virtual Vix::Ptr<Vix::TimeSource> newTimeSource() { return ts_; }
   void TearDown() override {
     sm_ = nullptr;
     Vix::traceSinkIs(nullptr);
@@ -143,7 +145,9 @@ TEST_F(AdjSmTest, PassYieldsAtItsQuantumAndResumesAtTheBookmark) {
   sm_->adjReviewQuantaIs(0.05);
   reviewCost_ = 0.03;  // the second review of a pass runs past the quantum
   for (uint64_t i = 1; i <= 5; ++i) fec(i);
-  ASSERT_EQ(sm_->adjForReview().size(), 5u);
+  // Notified, not yet read: already counted as queued work.
+  EXPECT_EQ(sm_->adjForReview().size(), 0u);
+  ASSERT_EQ(sm_->adjsForReview(), 5u);
 
   loop_->runDue();
   EXPECT_EQ(reviewed_, (std::vector<uint64_t>{1, 2}));
@@ -166,14 +170,18 @@ TEST_F(AdjSmTest, TimerIsOnlyMovedEarlier) {
   start();
   unsetenv("KOR_ADJ_REVIEW_INTERVAL");
   EXPECT_DOUBLE_EQ(sm_->adjReviewInterval(), 2.0);
+  // Each FEC is read on the next turn of the loop, then queued.
   fec(1);
+  loop_->runDue();
   EXPECT_DOUBLE_EQ(sm_->clock().timeMin(), 2.0);
   sm_->adjReviewIntervalIs(5.0);
   fec(2);
+  loop_->runDue();
   EXPECT_DOUBLE_EQ(sm_->clock().timeMin(), 2.0);
   EXPECT_GE(traced("Adj review timer already set"), 1u);
   sm_->adjReviewIntervalIs(0.5);
   fec(3);
+  loop_->runDue();
   EXPECT_DOUBLE_EQ(sm_->clock().timeMin(), 0.5);
   loop_->runUntilIdle();
   EXPECT_DOUBLE_EQ(ts_->now(), 0.5);
@@ -197,10 +205,13 @@ TEST_F(AdjSmTest, EmptyQueuesWhileRoutingGoesOffAskForRouteReviews) {
   EXPECT_EQ(l3Status_->unicast6ReviewPending(), 1u);
   EXPECT_FALSE(sm_->clock().armed());
 
-  // With work queued the hand-off waits for the pass that drains it.
+  // With work queued the hand-off waits for the pass that drains it; a FEC
+  // not yet read is such work.
   fec(1);
+  EXPECT_EQ(sm_->fecsUnread(), 1u);
+  EXPECT_TRUE(sm_->fecReader()->clock().armed());
+  event_->reviewRequestInc();
   EXPECT_EQ(l3Status_->unicastReviewPending(), 2u);
-  EXPECT_TRUE(sm_->clock().armed());
   loop_->runUntilIdle();
   EXPECT_EQ(reviewCnt(1), 1u);
   EXPECT_EQ(l3Status_->unicastReviewPending(), 3u);
@@ -332,10 +343,15 @@ TEST_F(AdjSmTest, DropAdjacenciesSurviveEveryRoute) {
 TEST_F(AdjSmTest, GetL2AdjIndexReviewsOnTheSpot) {
   start();
   fec(4);
-  ASSERT_TRUE(sm_->clock().armed());
+  ASSERT_EQ(sm_->fecsUnread(), 1u);
   EXPECT_FALSE(sm_->adjEntry(fecId(4).value()));
   uint64_t l2 = sm_->getL2AdjIndex(fecId(4), FecId(), 4);
   EXPECT_NE(l2, 0u);
+  EXPECT_EQ(reviewCnt(4), 1u);
+  // The review read the FEC's current value: its change is not read again.
+  EXPECT_EQ(sm_->fecsUnread(), 0u);
+  EXPECT_EQ(sm_->adjsForReview(), 0u);
+  loop_->runUntilIdle();
   EXPECT_EQ(reviewCnt(4), 1u);
   EXPECT_FALSE(sm_->adjForReview().contains(fecId(4)));
   EXPECT_EQ(sm_->getL2AdjIndex(fecId(4), FecId(), 4), l2);
@@ -401,6 +417,50 @@ TEST_F(AdjSmTest, DumpsShowFecsAndAdjacencies) {
                           "  Via   Next hop                        Weight Vlan   Intf\n"
                           "    0   10.0.0.1                             1 -      Ethernet1\n"
                           "    1   10.0.0.2                             1 -      Ethernet2\n");
+}
+
+}  // namespace
+
+namespace {
+
+// Every read of the clock costs one step: how long a pass holds the loop is
+// counted in clock reads, the same on every machine.
+constexpr Vix::Seconds kStep = 1e-6;
+class AdjSmSliceTest : public AdjSmTest {
+ protected:
+  Vix::Ptr<Vix::TimeSource> newTimeSource() override { return Vix::makePtr<Vix::SteppingTimeSource>(kStep, 0.0); }
+};
+
+// A table of many FECs changed at once is read in passes of quillYieldTime,
+// never in the notification: until read, each FEC counts as queued work.
+TEST_F(AdjSmSliceTest, ManyFecsChangedAtOnceAreReadInSlicesOfTheYieldTime) {
+  constexpr uint64_t kFecs = 8000;
+  constexpr Vix::Seconds kYield = 0.0005;  // 500 clock reads
+  start();
+  sm_->tf().levelsIs("");
+  sm_->quillYieldTimeIs(kYield);
+  loop_->runUntilIdle();
+  for (uint64_t i = 1; i <= kFecs / 2; ++i) fec(i);
+  for (uint64_t i = kFecs / 2 + 1; i <= kFecs; ++i) fec6(i);
+  EXPECT_EQ(sm_->adjForReview().size(), 0u);  // nothing read in the notification
+  EXPECT_EQ(sm_->fecsUnread(), size_t(kFecs));
+  EXPECT_EQ(sm_->adjsForReview(), size_t(kFecs));
+
+  ASSERT_TRUE(loop_->runUntilIdle());
+  // One FEC reads the clock a few times; fifty reads is far more than one
+  // FEC's share and far less than a pass that ran on.
+  Vix::Seconds const oneFec = 50 * kStep;
+  EXPECT_LE(sm_->fecReader()->longestPass(), kYield + oneFec);
+  EXPECT_LE(sm_->fec6Reader()->longestPass(), kYield + oneFec);
+  // Each FEC reads the clock at least once (the deadline check).
+  EXPECT_LE(sm_->fecReader()->longestPassItems(), size_t(kYield / kStep) + 1);
+  EXPECT_GE(sm_->fecReader()->yields(), kFecs / 2 / (size_t(kYield / kStep) + 1));
+  EXPECT_GE(sm_->fec6Reader()->yields(), kFecs / 2 / (size_t(kYield / kStep) + 1));
+  EXPECT_EQ(sm_->fecReader()->delivered() + sm_->fec6Reader()->delivered(), kFecs);
+  // Every FEC was reviewed exactly once.
+  EXPECT_EQ(sm_->adjsForReview(), 0u);
+  for (uint64_t i = 1; i <= kFecs; i += 997) EXPECT_EQ(reviewCnt(i), 1u) << i;
+  EXPECT_EQ(vrf_->adjEntryListMap().size(), size_t(kFecs));
 }
 
 }  // namespace
