@@ -64,10 +64,18 @@ class Agent {
   Kor::L2AdjHelper* l2AdjHelper() const;
 
   // The module of type M (every agent has each listed module once).
+  // Route sources and modules ask per input: a found module is remembered
+  // under a key per type, so later lookups compare pointers only.
   template <class M>
   M& module() const {
+    static char const key = 0;
+    for (auto const& [k, m] : found_)
+      if (k == &key) return *static_cast<M*>(m);
     for (auto const& m : modules_)
-      if (auto* p = dynamic_cast<M*>(m.get())) return *p;
+      if (auto* p = dynamic_cast<M*>(m.get())) {
+        found_.emplace_back(&key, p);
+        return *p;
+      }
     throw std::logic_error("no such agent module");
   }
   std::vector<std::unique_ptr<AgentModule>> const& modules() const { return modules_; }
@@ -157,6 +165,7 @@ class Agent {
   bool initialized_ = false;
   uint32_t restarts_ = 0;
   std::vector<std::unique_ptr<AgentModule>> modules_;
+  mutable std::vector<std::pair<void const*, AgentModule*>> found_;
   StatementTable statements_;
   std::function<std::string()> reloadFn_;
   std::vector<std::pair<std::string, ShowFn>> shows_;

@@ -244,8 +244,11 @@ int runRoutes(bool json) {
   // The routing agent writes while the forwarding agent runs: chunks of
   // writes with a turn of the loop between them.
   constexpr size_t kChunk = 10000;
-  auto fib4 = agent.module<KorAgent::FibModule>().fibRoutes4(def);
-  auto fib6 = agent.module<KorAgent::FibModule>().fibRoutes6(def);
+  // A route source holds its module, as the FPM source holds its tables:
+  // looking the module up per update is the agent's cost, not the path's.
+  auto& fib = agent.module<KorAgent::FibModule>();
+  auto fib4 = fib.fibRoutes4(def);
+  auto fib6 = fib.fibRoutes6(def);
   auto fec = [](uint32_t i) { return Quill::Fib::FecId::make(Quill::Fib::nexthopAdj(), i); };
   for (size_t i = 0; i < n4 + n6; ++i) {
     if (i < n4) fib4->routeIs(Quill::Fib::Route(table.v4[i], fec(table.fec4[i])));
@@ -278,14 +281,14 @@ int runRoutes(bool json) {
       bool v4 = i < n4;
       bool readd = rng() % 2;
       if (v4) {
-        if (readd) agent.module<KorAgent::FibModule>().routeDel(def, table.v4[i]);
+        if (readd) fib.routeDel(def, table.v4[i]);
         else table.fec4[i] = 1 + uint32_t(rng() % fecs4);
-        agent.module<KorAgent::FibModule>().routeAdd(def, table.v4[i], table.fec4[i]);
+        fib.routeAdd(def, table.v4[i], table.fec4[i]);
       } else {
         i -= n4;
-        if (readd) agent.module<KorAgent::FibModule>().routeDel(def, table.v6[i]);
+        if (readd) fib.routeDel(def, table.v6[i]);
         else table.fec6[i] = fecs4 + 1 + uint32_t(rng() % fecs6);
-        agent.module<KorAgent::FibModule>().routeAdd(def, table.v6[i], table.fec6[i]);
+        fib.routeAdd(def, table.v6[i], table.fec6[i]);
       }
     }
     // Programmed: the route machines have handed every change over and the

@@ -73,12 +73,13 @@ FibModule::Prefix parsePrefix(std::string const& t) {
 void FibModule::checkFec(Kor::VrfName const& vrf, uint64_t fecIndex, bool v6) const {
   auto* em = entityManager_.ptr();
   auto const fecId = fecIdOf(fecIndex);
-  std::string const fec = std::string(v6 ? "IPv6" : "IPv4") + " FEC " + std::to_string(fecIndex);
+  // The FEC's name is made only for an error: this runs once per route.
+  auto fec = [&] { return std::string(v6 ? "IPv6" : "IPv4") + " FEC " + std::to_string(fecIndex); };
   auto it = fecVrf_.find(fecIndex);
   bool has = it != fecVrf_.end() && (v6 ? em->forwardingStatus<Nollo::Ipv6>(it->second.str())->fecHas(fecId)
                                         : em->forwardingStatus<Nollo::Ipv4>(it->second.str())->fecHas(fecId));
-  if (!has) fail("no " + fec);
-  if (it->second != vrf) fail(fec + " is in vrf '" + it->second.str() + "', not in '" + vrf.str() + "'");
+  if (!has) fail("no " + fec());
+  if (it->second != vrf) fail(fec() + " is in vrf '" + it->second.str() + "', not in '" + vrf.str() + "'");
 }
 
 void FibModule::checkVias(uint64_t id, std::vector<Via> const& vias, Quill::Fib::FecType type) const {
