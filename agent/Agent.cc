@@ -15,6 +15,7 @@
 #include "agent/life/LifeModule.h"
 #include "agent/neigh/NeighbourModule.h"
 #include "agent/source/RouteSourceModule.h"
+#include "agent/verify/VerifyModule.h"
 #include "agent/vrf/VrfModule.h"
 #include "kor/adj/L2AdjHelper.h"
 #include "kor/common/KorCommonSmData.h"
@@ -35,7 +36,7 @@ bool traceToStderr = false;
 constexpr char kRunRefused[] = "run refused: the daemon's time is real and its loop runs by itself (run is for scenario files)";
 
 bool isCommandCode(std::string const& word) {
-  static char const* const codes[] = {"FR4", "FR6", "FF4", "FF6", "AR4", "AR6", "AA3", "AA2", "SR4u", "SR6u"};
+  static char const* const codes[] = {"FR4", "FR6", "FF4", "FF6", "AR4", "AR6", "AA3", "AA2", "SR4u", "SR6u", "VER"};
   return std::any_of(std::begin(codes), std::end(codes), [&](char const* c) { return word == c; });
 }
 
@@ -77,6 +78,7 @@ void Agent::doListModules() {
   modules_.push_back(std::make_unique<FibModule>(this));
   modules_.push_back(std::make_unique<VrfModule>(this));
   modules_.push_back(std::make_unique<RouteSourceModule>(this));
+  modules_.push_back(std::make_unique<VerifyModule>(this));
 }
 
 Agent::~Agent() {

@@ -993,7 +993,18 @@ void AdjSm::handleIntfVlanId(Nollo::IntfId const& intfId) {
 
 void AdjSm::handleVerify() {
   std::string faults;
-  if (size_t n = adjsForReview()) faults += "Adjacencies (" + std::to_string(n) + ") sitting in review queue; ";
+  // Entries of a version whose routing is off are parked, not stuck: they
+  // wait for routing to come on.
+  size_t active = fecsUnread();
+  for (size_t lane : {kLinkDownLane, kAdjLane, kTunnelLane})
+    review_.lane(lane).forEach([&](FecId const&, AdjForReviewInfo const& info) {
+      if (routingEnabledFor(info.ipVersion())) ++active;
+    });
+  if (active)
+    faults += "vrf " + vrfName_.str() + ": " + "Adjacencies (" + std::to_string(active) + ") sitting in review queue" +
+              " (link down " + std::to_string(review_.size(kLinkDownLane)) + ", adj " +
+              std::to_string(review_.size(kAdjLane)) + ", tunnel " + std::to_string(review_.size(kTunnelLane)) +
+              ", fecs unread " + std::to_string(fecsUnread()) + "); ";
   if (l2AdjHelper_) {
     for (auto const& [fecId, entry] : sortedAdjEntries())
       if (!entry->l2Adj() && !creationDeferredAdj_.count(fecId.value()))

@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 
+#include "kor/adj/L2AdjChipCheck.h"
 #include "vix/Log.h"
 
 namespace Kor {
@@ -26,6 +27,20 @@ L2AdjHelper::L2AdjHelper(Vix::Ptr<KorCommonSmData> const& acsd, Vix::Ptr<L3Statu
       allIntfStatusDir_(allIntfStatusDir), adjSmHelper_(Vix::ValidPtr<KorHelper::AdjSmHelper>(adjSmHelper)),
       exitFn_([](int status) { std::exit(status); }) {
   vixReactors_.watch<VixHwConfig>(hwConfig_);
+  if (acsd) acsd->verifiableSmAdd(this);
+}
+
+void L2AdjHelper::handleVerify() {
+  // Chip entries of an earlier run nobody claimed yet are expected until the
+  // end of the initial sync deletes them.
+  std::set<uint64_t> unclaimed;
+  if (!syncEnded_)
+    for (auto const& [coll, index] : unclaimed_) unclaimed.insert(index);
+  auto faults = L2AdjChipCheck(*l3Status_, *adjSmHelper_).faults(unclaimed);
+  for (auto const& f : faults) KOR_VERIFY_REPORT(KorTypes::verifyFail, f);
+  if (faults.empty())
+    KOR_VERIFY_REPORT(KorTypes::verifySuccess,
+                      std::to_string(l3Status_->l2AdjListSize()) + " L2 adjacencies agree with the chip");
 }
 
 L2AdjHelper::~L2AdjHelper() = default;

@@ -78,7 +78,9 @@ class KOR_EXPORT L2AdjHelper : public KorBaseSm {
   // A change of the configured sharing mode ends the process (status 0)
   // unless SIMULATION_VMID is set; then only pendingReset is set.
   void handleAdjSharing();
-  void handleVerify() override {}
+  // Compares the chip's L2 adjacencies with l2AdjList (L2AdjChipCheck) and
+  // reports each one that disagrees.
+  void handleVerify() override;
 
   // --- Operations of the adjacency machine ---
   bool adjSharingAllowed(AdjEntry const* adjEntry) const;

@@ -17,6 +17,10 @@ class NexthopGroupRouteSm : public KorBaseSm {
       : KorBaseSm(acsd, "KorNexthopGroupRouteSm"), vrfName_(vrfName), watched_(watched) {}
 
   VrfName const& vrfName() const { return vrfName_; }
+  // Holds no route yet: nothing can disagree.
+  void handleVerify() override {
+    KOR_VERIFY_REPORT(KorTypes::verifySuccess, "vrf " + vrfName_.str() + " next-hop-group routes consistent");
+  }
 
  private:
   VrfName vrfName_;

@@ -58,9 +58,12 @@ void VerifySm::handleVerifyRequest() {
   clock_.timeMinIs(clock_.now());
 }
 
-void VerifySm::handleTimeout() {
+void VerifySm::handleTimeout() { doVerify(); }
+
+std::vector<VerifyOutput> VerifySm::doVerify() {
   Vix::Ptr<VerifyData> vd = acsd()->verifyData();
-  if (!vd) return;
+  faults_.clear();
+  if (!vd) return faults_;
   if (vd->retryVerify()) {
     vd->retryVerifyIs(false);
     vd->reverifyInc();
@@ -79,6 +82,7 @@ void VerifySm::handleTimeout() {
   for (auto* sm : machines) {
     auto const& live = acsd()->verifiableSms();
     if (std::find(live.begin(), live.end(), sm) == live.end()) continue;
+    current_ = sm;
     try {
       sm->handleVerify();
     } catch (std::exception const& e) {
@@ -87,6 +91,7 @@ void VerifySm::handleTimeout() {
       doReport(VerifyOutput("unknown exception", "", 0, sm->className() + "::handleVerify", KorTypes::verifyFail));
     }
   }
+  current_ = nullptr;
   running_ = false;
 
   vd->verifyOutputIs(report_);
@@ -94,10 +99,17 @@ void VerifySm::handleTimeout() {
   if (report_.verifyResult() == KorTypes::verifyRetry) vd->retryVerifyIs(true);
   vd->verifyResultIs(report_.verifyResult());
   vd->verifyDoneIs(true);
+  return faults_;
 }
 
 void VerifySm::doReport(VerifyOutput const& o) {
   if (!running_) return;
+  if (o.verifyResult() != KorTypes::verifySuccess) {
+    faults_.push_back(o);
+    if (current_ && o.function().find("::") == std::string::npos)
+      faults_.back() = VerifyOutput(o.description(), o.filename(), o.lineNum(),
+                                                current_->className() + "::" + o.function(), o.verifyResult());
+  }
   if (reported_ && weight(o.verifyResult()) <= weight(report_.verifyResult())) return;
   report_ = o;
   reported_ = true;

@@ -12,6 +12,14 @@
 // when nobody reported). A machine whose handleVerify() throws counts as
 // verifyFail. A result of verifyRetry sets retryVerify, so the supervisor's
 // next request counts as a retry (reverify) rather than a new run (verify).
+//
+// Besides the weightiest report, a run keeps every report that is not a
+// success (faults(), in the order reported): a supervisor needs the one
+// result, a person asking "what disagrees" needs the whole list. doVerify()
+// runs a pass at once (the `verify` statement and the "VA" command code) and
+// answers that list; it publishes the same VerifyData as a requested run.
+#include <vector>
+
 #include <memory>
 
 #include "kor/common/KorBaseSm.h"
@@ -37,6 +45,11 @@ class KOR_EXPORT VerifySm : public KorBaseSm {
   // Re-attaches the VerifyData and VerifyRequired reactors to what the common
   // data currently holds.
   void doBindVerifyData();
+  // Runs a verification pass now; answers every report that was not a success.
+  std::vector<VerifyOutput> doVerify();
+  // The reports of the last run that were not a success; each one's function
+  // is "Class::function" of the machine that reported it.
+  std::vector<VerifyOutput> const& faults() const { return faults_; }
 
   Vix::Clock const& clock() const { return clock_; }
 
@@ -75,6 +88,9 @@ class KOR_EXPORT VerifySm : public KorBaseSm {
   bool running_ = false;
   bool reported_ = false;
   VerifyOutput report_;
+  std::vector<VerifyOutput> faults_;
+  // The machine whose handleVerify() runs (its reports in faults() name it).
+  KorBaseSm* current_ = nullptr;
 };
 
 }  // namespace Kor

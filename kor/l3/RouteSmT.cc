@@ -7,6 +7,7 @@
 #include <map>
 
 #include "kor/common/KorAssert.h"
+#include "kor/l3/RouteChipCheckT.h"
 #include "kor/l3/VrfRoot.h"
 #include "nollo/Ip6Hdr.h"
 
@@ -1221,18 +1222,32 @@ bool RouteSmT<AF>::moveRouteBetweenTables(Prefix const& prefix, TableType from, 
 
 template <class AF>
 void RouteSmT<AF>::handleVerify() {
+  verifyAllRoutes();
+}
+
+// Every route against its hand-over entry, then the chip's routes of the VRF
+// against the hand-over (RouteChipCheckT); each disagreement is one report.
+template <class AF>
+void RouteSmT<AF>::verifyAllRoutes() {
   size_t bad = 0;
   auto const& l3 = *in_.l3Status;
+  RouteChipCheckT<AF> chip(vrfId_, *in_.helper);
   for (auto const& kv : fibRoute_) {
     Key key{vrfId_, kv.first};
     Vix::Ptr<AdjInfo> handed;
     if constexpr (isV4) handed = l3.adjInfoList(key);
     else handed = l3.adjInfo6List(key);
-    if (handed.ptr() != kv.second.adjInfo()) ++bad;
+    if (handed.ptr() != kv.second.adjInfo()) {
+      ++bad;
+      std::ostringstream os;
+      os << "route " << kv.first << " differs from its hand-over entry";
+      KOR_VERIFY_REPORT(KorTypes::verifyFail, os.str());
+    }
+    chip.routeIs(kv.first, kv.second.adjInfo(), unprogrammedRoute_.contains(0, kv.first));
   }
-  if (bad)
-    KOR_VERIFY_REPORT(KorTypes::verifyFail, std::to_string(bad) + " routes differ from their hand-over entry");
-  else
+  auto faults = chip.faults(endOfSyncDone());
+  for (auto const& f : faults) KOR_VERIFY_REPORT(KorTypes::verifyFail, f);
+  if (!bad && faults.empty())
     KOR_VERIFY_REPORT(KorTypes::verifySuccess, std::to_string(fibRoute_.size()) + " routes verified");
 }
 

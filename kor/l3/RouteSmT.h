@@ -97,6 +97,8 @@ class RouteSmT : public KorBaseSm {
 
   void handleInitialized() override;
   void handleVerify() override;
+  // Routes against the hand-over list and the chip (see RouteChipCheckT).
+  void verifyAllRoutes();
 
   VrfId vrfId() const { return vrfId_; }
   Vix::Ptr<RouteStatus const> const& routeStatus() const { return in_.routeStatus; }

@@ -1,5 +1,7 @@
 #include "kor/l3/VrfRoot.h"
 
+#include <initializer_list>
+
 #include "kor/l3/VrfRootSm.h"
 
 namespace Kor {
@@ -75,6 +77,11 @@ void VrfRoot::doStartSm() {
   korRouteSm_->initializedIs(true);
   korIp6NeighSm_->initializedIs(true);
   korRoute6Sm_->initializedIs(true);
+  // Every machine of the VRF takes part in self-verification.
+  for (KorBaseSm* sm : std::initializer_list<KorBaseSm*>{
+           korArpSm_.ptr(), korRoutingStatusSm_.ptr(), korNexthopGroupRouteSm_.ptr(), korAdjSm_.ptr(),
+           korRouteSm_.ptr(), korIp6NeighSm_.ptr(), korRoute6Sm_.ptr()})
+    acsd->verifiableSmAdd(sm);
 }
 
 void VrfRoot::doStopSm() {

@@ -107,6 +107,7 @@ VrfRootSm::VrfRootSm(VrfRootSmInputs const& inputs)
   vixReactors_.watch<VixArpVrfIdMap>(in_.arpVrfIdMap);
   vixReactors_.watch<VixArpTable<Nollo::Ipv4>>(in_.arpTableStatus);
   vixReactors_.watch<VixArpTable<Nollo::Ipv6>>(in_.neighTableStatus);
+  in_.acsd->verifiableSmAdd(this);
 }
 
 VrfRootSm::~VrfRootSm() {
@@ -778,6 +779,29 @@ Vix::Ptr<VrfRootSm> vrfRootSmFactory(VrfRootSmInputs const& inputs) {
 
 VrfRoot* getKorVrfRootFromVrfId(Vix::Ptr<VrfRootSm> const& vrfRootSm, VrfId vrfId) {
   return vrfRootSm ? vrfRootSm->getKorVrfRootFromVrfId(vrfId) : nullptr;
+}
+
+// The root's invariants: a VRF has a root exactly while L3Status has its
+// VrfL3Status and its name/id pair, and an id is either in use or free.
+void VrfRootSm::handleVerify() {
+  auto const& l3 = *in_.l3Status;
+  std::string faults;
+  auto fault = [&faults](std::string const& what) { faults += (faults.empty() ? "" : "; ") + what; };
+  std::set<uint32_t> used;
+  for (auto const& [name, root] : vrfRootMap()) {
+    used.insert(root->vrfId().value());
+    if (!l3.vrfL3Status(name)) fault("vrf " + name.str() + " has a root but no VrfL3Status");
+    if (!l3.vrfIdHas(name) || l3.vrfId(name) != root->vrfId())
+      fault("vrf " + name.str() + " root id " + std::to_string(root->vrfId().value()) + " is not its L3Status id");
+  }
+  for (auto const& [name, status] : l3.vrfL3StatusMap())
+    if (!vrfRootHas(name) && !pendingDeleteHas(name)) fault("vrf " + name.str() + " has a VrfL3Status but no root");
+  for (auto const& id : freeVrfIndexQueue())
+    if (used.count(id.value())) fault("vrf id " + std::to_string(id.value()) + " is in use and free");
+  if (faults.empty())
+    KOR_VERIFY_REPORT(KorTypes::verifySuccess, std::to_string(vrfRootSize()) + " vrf roots consistent");
+  else
+    KOR_VERIFY_REPORT(KorTypes::verifyFail, faults);
 }
 
 }  // namespace Kor

@@ -129,6 +129,8 @@ class KOR_EXPORT VrfRootSm : public KorBaseSm {
   VrfRootSmCliCallback* cliCallback() const { return cliCallback_.get(); }
 
   void handleInitialized() override;
+  // The root's invariants (see the class comment), one report.
+  void handleVerify() override;
 
   VrfRoot* getKorVrfRootFromVrfId(VrfId vrfId) const;
   void createVrf(VrfId vrfId, VrfName const& vrfName, bool hitless);

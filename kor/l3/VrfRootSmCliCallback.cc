@@ -4,6 +4,9 @@
 #include <optional>
 #include <sstream>
 
+#include "kor/common/KorCommonSmData.h"
+#include "kor/common/VerifyReport.h"
+#include "kor/common/VerifySm.h"
 #include "kor/l3/VrfRootSm.h"
 
 namespace Kor {
@@ -61,6 +64,13 @@ std::string VrfRootSmCliCallback::doCommand(int socket, std::string const& text)
     if (v6) vrfRootSm_->doShowRoutes6Unprogrammed(out, all, arg);
     else vrfRootSm_->doShowRoutesUnprogrammed(out, all, arg);
     return out.str();
+  }
+  if (cmd == "VER") {
+    // A verification pass now; 'j' asks for the JSON form.
+    auto const& sm = acsd()->verifySm();
+    if (!sm) return "verify: not initialized\n";
+    VerifyReport report(sm->doVerify());
+    return arg.empty() || arg[0] != 'j' ? report.text() : report.json();
   }
   if (!root) return out.str();
   if (cmd == "FR4" || cmd == "AR4") {

@@ -1,12 +1,14 @@
 #pragma once
 // The VRF root's diagnostic command channel (name "kor", sub-name
 // "VrfRootCli"). A command is a text whose first three characters select it
-// ("FR4", "FR6", "FF4", "FF6", "AR4", "AR6", "AA3", "AA2", and "SR4"/"SR6"
+// ("FR4", "FR6", "FF4", "FF6", "AR4", "AR6", "AA3", "AA2", "VER", and "SR4"/"SR6"
 // followed by 'u') and whose argument starts at the fifth character: an
 // argument beginning with 'a' (or none) means all entries, anything else is
 // one key (a prefix, a FEC id, an adjacency index, or a VRF name for the
 // unprogrammed-route dumps). Route, FEC and adjacency dumps come from the
-// default VRF's machines. The output is returned for the caller to write to
+// default VRF's machines. "VER" runs a verification pass of every machine
+// at once and answers what disagrees, or that all agree ("VER j": as JSON,
+// see VerifyReport). The output is returned for the caller to write to
 // the socket the command came from. Owned by the VrfRootSm.
 #include <string>
 
