@@ -12,6 +12,7 @@
 #include "agent/chip/ChipModule.h"
 #include "agent/fib/FibModule.h"
 #include "agent/intf/IntfModule.h"
+#include "agent/life/IdleWatch.h"
 #include "agent/life/LifeModule.h"
 #include "agent/neigh/NeighbourModule.h"
 #include "agent/source/RouteSourceModule.h"
@@ -196,9 +197,29 @@ void Agent::runFor(Vix::Seconds d) {
   loop_->runFor(d);
 }
 
-bool Agent::runUntilIdle() {
+bool Agent::runUntilIdle() { return runUntilSettled() == IdleOutcome::idle; }
+
+// The loop runs in windows of kSettleWindow. A retry lane re-arms forever
+// under a fault that stays (a full table, a refusing rule), so "no timer
+// armed" never comes: a window in which the chip took no change and the list
+// of what waits stayed the same, with nothing waiting for its own time, ends
+// the run as settled rather than spending the whole hour.
+Agent::IdleOutcome Agent::runUntilSettled(std::vector<std::string>* waiting) {
   doCheckHorizon(kIdleLimit);
-  return loop_->runUntilIdle(kIdleLimit);
+  IdleWatch watch(*this);
+  Vix::Seconds const end = loop_->now() + kIdleLimit;
+  IdleOutcome outcome = IdleOutcome::busy;
+  while (loop_->now() < end) {
+    uint64_t const changes = watch.chipChanges();
+    std::vector<std::string> const before = watch.waiting();
+    if (loop_->runUntilIdle(std::min(kSettleWindow, end - loop_->now()))) return IdleOutcome::idle;
+    if (watch.chipChanges() == changes && watch.waiting() == before && !watch.timedWorkPending()) {
+      outcome = IdleOutcome::settled;
+      break;
+    }
+  }
+  if (waiting) *waiting = watch.waiting();
+  return outcome;
 }
 
 std::vector<std::unique_ptr<ConfigSection>> Agent::newConfigSections() const {

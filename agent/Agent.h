@@ -120,7 +120,16 @@ class Agent {
   static constexpr Vix::Seconds kClockHorizon = 1e9;
   static constexpr Vix::Seconds kIdleLimit = 3600.0;
   void runFor(Vix::Seconds d);
+  // True when no timer is left armed (runUntilSettled said idle).
   bool runUntilIdle();
+  // How a run until idle ended: idle (no timer armed); settled (what still
+  // runs are retries that cannot succeed until something changes: for
+  // kSettleWindow of loop time neither the chip nor what waits changed, see
+  // IdleWatch); busy (kIdleLimit passed with work still going on).
+  enum class IdleOutcome { idle, settled, busy };
+  static constexpr Vix::Seconds kSettleWindow = 120.0;
+  // waiting (when given) receives what still waits, one line each, unless idle.
+  IdleOutcome runUntilSettled(std::vector<std::string>* waiting = nullptr);
 
   // Output. Every show is registered by a module under its name.
   using ShowFn = std::function<std::string(bool json)>;

@@ -41,11 +41,23 @@ void LifeModule::statementsAdd(StatementTable& t) {
                     double d = A::parseDuration(a.next("duration"));
                     return [=, this](std::ostream&) { agent_->runFor(d); };
                   }});
-  t.statementAdd({{"run", "until"}, "idle", "advance until no timer is armed (at most an hour of loop time)", false,
+  t.statementAdd({{"run", "until"}, "idle",
+                  "advance until no timer is armed; or say what still waits: \"run until idle: gave up: ...\"", false,
                   [this](A& a) -> Apply {
                     a.keyword("idle");
                     return [this](std::ostream& out) {
-                      if (!agent_->runUntilIdle()) out << "run until idle: still busy after 3600s\n";
+                      std::vector<std::string> waiting;
+                      switch (agent_->runUntilSettled(&waiting)) {
+                        case Agent::IdleOutcome::idle: return;
+                        case Agent::IdleOutcome::settled:
+                          out << "run until idle: gave up: nothing to do but retries that cannot succeed until "
+                                 "something changes\n";
+                          break;
+                        case Agent::IdleOutcome::busy:
+                          out << "run until idle: gave up: still busy after 3600s\n";
+                          break;
+                      }
+                      for (auto const& w : waiting) out << "  " << w << "\n";
                     };
                   }});
   t.statementAdd({{"restart"}, "[with STATEMENT]",
