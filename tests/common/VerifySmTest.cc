@@ -9,6 +9,7 @@
 
 #include "kor/common/KorBaseSm.h"
 #include "kor/common/KorCommonSmData.h"
+#include "kor/common/VerifyReport.h"
 #include "kor/common/VerifySm.h"
 #include "vix/ActivityLoop.h"
 #include "vix/Log.h"
@@ -150,6 +151,45 @@ TEST_F(VerifySmTest, ThrowingOrVanishingMachinesDoNotStopTheRun) {
   EXPECT_EQ(vd_->verifyOutput().description(), "fec 7 unreadable");
   EXPECT_EQ(vd_->verifyOutput().function(), "KorRoutingSm::handleVerify");
   EXPECT_EQ(acsd_->verifiableSms().size(), 2u);
+}
+
+}  // namespace
+
+// Beyond the weightiest report, a pass keeps every report that was not a
+// success, in order, each naming the machine; a new pass starts empty; the
+// text and JSON forms list exactly those.
+namespace {
+
+TEST_F(VerifySmTest, APassKeepsEveryFaultWithItsMachine) {
+  auto a = machine("KorAdjSm");
+  auto b = machine("KorL2AdjHelper");
+  a->check = [](CheckedSm& sm) {
+    sm.report(verifyFail, "adj 1 has no L2 adjacency");
+    sm.report(verifySuccess, "rest agrees");
+  };
+  b->check = [](CheckedSm& sm) {
+    sm.report(verifyRetry, "l2adj 4 busy");
+    sm.report(verifyFail, "l2adj 5 \"missing\"");
+  };
+  auto const& sm = acsd_->verifySm();
+  auto faults = sm->doVerify();
+  ASSERT_EQ(faults.size(), 3u);
+  EXPECT_EQ(faults[0].function(), "KorAdjSm::report");  // the reporting function, as named there
+  EXPECT_EQ(faults[2].description(), "l2adj 5 \"missing\"");
+  EXPECT_EQ(vd_->verifyOutput().description(), "adj 1 has no L2 adjacency");
+  Kor::VerifyReport report(faults);
+  EXPECT_EQ(report.text(),
+            "verify: 3 disagree\n  KorAdjSm: adj 1 has no L2 adjacency\n  KorL2AdjHelper: l2adj 4 busy\n"
+            "  KorL2AdjHelper: l2adj 5 \"missing\"\n");
+  EXPECT_NE(report.json().find("{\"machine\": \"KorL2AdjHelper\", \"status\": \"verifyFail\", \"description\": "
+                               "\"l2adj 5 \\\"missing\\\"\"}]}"),
+            std::string::npos)
+      << report.json();
+
+  a->check = nullptr;
+  b->check = nullptr;
+  EXPECT_TRUE(sm->doVerify().empty());
+  EXPECT_EQ(Kor::VerifyReport(sm->faults()).text(), "verify: all agree\n");
 }
 
 }  // namespace
