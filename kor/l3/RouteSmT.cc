@@ -390,10 +390,14 @@ void RouteSmT<AF>::updateAdjInfo(Prefix const& prefix, FibRoute& fib, Route cons
     KOR_TRACE(8, "Parent drop route. Skip update");
     return;
   }
+  // A FIB entry is only read while routing is on (processRouteUpdate).
+  if (route && !routingEnabled_) korAssert("routeSm()->routingEnabled()");
   AdjInfo const* old = fib.adjInfo();
   KOR_TRACE(8, "updateAdjInfo, prefix: " << prefix << " Old fib adjIndex: " << (old ? old->fibAdjIndex() : 0)
                                          << ", l2 adjIndex: " << (old ? old->l2AdjIndex() : 0)
                                          << ", route type: " << (old ? old->routeType() : RouteType::invalidRoute));
+  if (old && old->routeType() == RouteType::invalidRoute) KOR_TRACE(8, "Invalid old adjInfo");
+  KOR_TRACE(8, "Route present: " << (route != nullptr) << ", default: " << prefix.isDefault());
   Vix::Ptr<AdjInfo> next;
   Vix::Ptr<AdjEntry> fecEntry;
   bool unprogram = false;
