@@ -22,7 +22,8 @@ std::vector<std::string> IdleWatch::waiting() const {
   for (auto const& vrf : root->unprogrammedVrfs())
     out.push_back("KorVrfRootSm vrf " + vrf.str() + ": not taken by the chip" + full(l3->vrfResourceFull()));
   for (auto const& [name, vrfRoot] : root->vrfRootMap()) {
-    auto prefix = [&](char const* machine) { return std::string(machine) + " vrf " + name.str() + ": "; };
+    std::string const vrf = name.str();  // a structured binding is not captured by lambdas in C++20 everywhere
+    auto prefix = [&](char const* machine) { return std::string(machine) + " vrf " + vrf + ": "; };
     if (auto const& sm = vrfRoot->korAdjSm()) {
       if (size_t n = sm->adjsForReview())
         out.push_back(prefix("KorAdjSm") + "Adjacencies (" + std::to_string(n) + ") sitting in review queue");
