@@ -15,6 +15,7 @@
 #include "agent/life/LifeModule.h"
 #include "agent/neigh/NeighbourModule.h"
 #include "agent/source/RouteSourceModule.h"
+#include "agent/routing/RoutingInputsModule.h"
 #include "agent/vrf/VrfModule.h"
 #include "kor/adj/L2AdjHelper.h"
 #include "kor/common/KorCommonSmData.h"
@@ -75,6 +76,7 @@ void Agent::doListModules() {
   modules_.push_back(std::make_unique<NeighbourModule>(this));
   modules_.push_back(std::make_unique<ChipModule>(this));
   modules_.push_back(std::make_unique<FibModule>(this));
+  modules_.push_back(std::make_unique<RoutingInputsModule>(this));
   modules_.push_back(std::make_unique<VrfModule>(this));
   modules_.push_back(std::make_unique<RouteSourceModule>(this));
 }
