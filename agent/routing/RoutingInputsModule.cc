@@ -191,7 +191,7 @@ void RoutingInputsModule::statementsAdd(StatementTable& t) {
   for (auto const* f : kHwFields) {
     std::string field = f;
     std::string syntax = hwFieldIsFlag(field) ? "on|off" : field == "deletionDelay" ? "DURATION" : "N";
-    t.statementAdd({{"set", field}, syntax, "the route machines' " + field + " (hardware configuration)", true,
+    t.statementAdd({{"set", field}, syntax, "the route machines' " + field + " (hardware configuration)", false,
                     [this, field](A& a) -> Statement::Apply {
                       std::string w = a.next("value");
                       a.end();
