@@ -76,8 +76,11 @@ void RoutingInputsSection::doApplyAdds(Agent& agent, ConfigSection const& nextSe
   auto& m = agent.module<RoutingInputsModule>();
   if (routerMac_ != next.routerMac_ && report.doInput("/routing/routerMac", [&] { m.routerMacIs(next.routerMac_); }))
     routerMac_ = next.routerMac_;
-  for (auto const& [k, v] : next.hwFields_)
+  for (auto const& field : next.hwFields_) {
+    std::string const& k = field.first;
+    double const v = field.second;
     if (hwFields_[k] != v && report.doInput("/routing/" + k, [&] { m.hwFieldIs(k, v); })) hwFields_[k] = v;
+  }
   if (mlagPeerMac_ != next.mlagPeerMac_ &&
       report.doInput("/routing/mlagPeerMac", [&] { m.mlagActiveIs(!next.mlagPeerMac_.isZero(), next.mlagPeerMac_); }))
     mlagPeerMac_ = next.mlagPeerMac_;
@@ -97,7 +100,9 @@ void RoutingInputsSection::doApplyAdds(Agent& agent, ConfigSection const& nextSe
     }
     it = urpfIntfs_.erase(it);
   }
-  for (auto const& [intf, u] : next.urpfIntfs_) {
+  for (auto const& item : next.urpfIntfs_) {
+    Nollo::IntfId const& intf = item.first;
+    IntfUrpf const& u = item.second;
     auto it = urpfIntfs_.find(intf);
     if (it != urpfIntfs_.end() && it->second == u) continue;
     if (report.doInput(pointer("/routing/urpfInterfaces", intf), [&] {
