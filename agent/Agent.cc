@@ -16,6 +16,7 @@
 #include "agent/life/LifeModule.h"
 #include "agent/neigh/NeighbourModule.h"
 #include "agent/source/RouteSourceModule.h"
+#include "agent/routing/RoutingInputsModule.h"
 #include "agent/verify/VerifyModule.h"
 #include "agent/vrf/VrfModule.h"
 #include "kor/adj/L2AdjHelper.h"
@@ -77,6 +78,7 @@ void Agent::doListModules() {
   modules_.push_back(std::make_unique<NeighbourModule>(this));
   modules_.push_back(std::make_unique<ChipModule>(this));
   modules_.push_back(std::make_unique<FibModule>(this));
+  modules_.push_back(std::make_unique<RoutingInputsModule>(this));
   modules_.push_back(std::make_unique<VrfModule>(this));
   modules_.push_back(std::make_unique<RouteSourceModule>(this));
   modules_.push_back(std::make_unique<VerifyModule>(this));

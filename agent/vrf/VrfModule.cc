@@ -9,6 +9,7 @@
 #include "agent/fib/FibModule.h"
 #include "agent/chip/ChipModule.h"
 #include "agent/neigh/NeighbourModule.h"
+#include "agent/routing/RoutingInputsModule.h"
 #include "agent/vrf/VrfSection.h"
 #include "kor/common/KorCommonSmData.h"
 #include "kor/records/L3Status.h"
@@ -180,6 +181,7 @@ void VrfModule::doCreateRoots() {
   v.arpTableStatus = agent_->module<NeighbourModule>().arpTable();
   v.neighTableStatus = agent_->module<NeighbourModule>().neighTable();
   v.arpVrfIdMap = agent_->module<NeighbourModule>().arpVrfIdMap();
+  agent_->module<RoutingInputsModule>().vrfRootInputsAdd(v);
   vrfRootSm_ = Kor::vrfRootSmFactory(v);
   doApplyKnobs();
 }

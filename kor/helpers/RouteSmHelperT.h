@@ -59,6 +59,12 @@ class KOR_EXPORT RouteSmHelperT : public Kor::KorBaseHelper {
   // cannot tell visits none (routes of VRFs deleted during a restart then
   // stay in its chip).
   virtual void forEachHardwareVrf(std::function<void(Kor::VrfId)> const& visit) const {}
+  // How the chip treats the VRF's routes of this family, from the hardware
+  // configuration: dropped packets answered with ICMP unreachable, GRE
+  // packets forwarded by their key. Called when a value differs from the
+  // chip's start state (both off).
+  virtual void icmpUnreachableIs(Kor::VrfId vrfId, bool enabled) { unimplemented(helperName, "icmpUnreachableIs"); }
+  virtual void greKeyForwardingIs(Kor::VrfId vrfId, bool enabled) { unimplemented(helperName, "greKeyForwardingIs"); }
   // Removes a route the FIB no longer has from the chip.
   virtual void deleteHardwareRoute(Kor::VrfId vrfId, Prefix const& prefix) {
     unimplemented(helperName, "deleteHardwareRoute");

@@ -103,6 +103,16 @@ class RouteSmT<AF>::VixHwStatus : public Vix::NestedReactor<RouteSmT<AF>, typena
   void handlePrefixLenInExactMatch(Routing::RoutesInExactMatch const&) override { this->sm_->handleRoutesInExactMatch(); }
 };
 
+template <class AF>
+class RouteSmT<AF>::VixHwConfig : public Vix::NestedReactor<RouteSmT<AF>, typename Routing::Hardware::Config::Notifiee> {
+ public:
+  void handleMaxNumRoutes() override { this->sm_->handleMaxNumRoutes(this->notifier()->maxNumRoutes()); }
+  void handleParentDropRoute() override { this->sm_->handleParentDropRoute(this->notifier()->parentDropRoute()); }
+  void handleDeletionDelay() override { this->sm_->handleDeletionDelay(this->notifier()->deletionDelay()); }
+  void handleIcmpUnreachable() override { this->sm_->handleIcmpUnreachable(this->notifier()->icmpUnreachable()); }
+  void handleGreKeyForwarding() override { this->sm_->handleGreKeyForwarding(); }
+};
+
 // --- Construction ---
 
 template <class AF>
@@ -111,6 +121,7 @@ RouteSmT<AF>::RouteSmT(Vix::Ptr<KorCommonSmData> const& acsd, VrfRoot* vrfRoot, 
       in_(std::move(inputs)), review_(acsd->activityLoop().ptr(), [this] { runReview(); }),
       unprogrammedRoute_(acsd->activityLoop().ptr(), [this] { reviewUnprogrammedRoutes(); }),
       deletions_(acsd->activityLoop().ptr(), [this] { runDeletions(); }),
+      refusedDeletions_(acsd->activityLoop().ptr(), [this] { runRefusedDeletions(); }),
       pendingClock_(acsd->activityLoop().ptr(), [this] { doReviewPending(); }) {
   review_.laneAdd([this](Prefix const& p, bool&) {
     KOR_TRACE(8, "Default prefix found, first processing default route");
@@ -129,6 +140,9 @@ RouteSmT<AF>::RouteSmT(Vix::Ptr<KorCommonSmData> const& acsd, VrfRoot* vrfRoot, 
   unprogrammedRoute_.retryPeriodIs(10);
   unprogrammedRoute_.retryIntervalIs(0.1);
   deletions_.laneAdd([this](Prefix const& p, Vix::Seconds& due) { return doDeleteWhenDue(p, due); });
+  refusedDeletions_.laneAdd([this](Prefix const& p, bool&) { return doRetryDeletion(p); }, Vix::LaneKind::retry);
+  refusedDeletions_.retryPeriodIs(10);
+  refusedDeletions_.retryIntervalIs(0.1);
   if (!in_.l3Status) korAssert("l3Status()");
   if (!in_.vrfL3Status) korAssert("vrfL3Status()");
   if (!in_.adjSm) korAssert("adjSm()");
@@ -218,6 +232,44 @@ template <class AF>
 void RouteSmT<AF>::handleDeletionDelay(Vix::Seconds s) {
   KOR_TRACE(5, "handleDeletionDelay " << s);
   deletionDelay_ = s;
+}
+
+// Read once when handed over, then on each change.
+template <class AF>
+void RouteSmT<AF>::hwConfigIs(Vix::Ptr<Routing::Hardware::Config const> const& config) {
+  if (hwConfig_ || !config) return;
+  hwConfig_ = config;
+  vixReactors_.template watch<VixHwConfig>(config);
+  handleMaxNumRoutes(config->maxNumRoutes());
+  handleParentDropRoute(config->parentDropRoute());
+  handleDeletionDelay(config->deletionDelay());
+  handleIcmpUnreachable(config->icmpUnreachable());
+  handleGreKeyForwarding();
+}
+
+template <class AF>
+void RouteSmT<AF>::handleMaxNumRoutes(uint64_t n) {
+  if (n == maxRoutes_) return;
+  KOR_TRACE(5, "handleMaxNumRoutes " << n);
+  maxRoutes_ = n;
+  if (!unprogrammedRoute_.empty()) scheduleUnprogrammedReview(true);
+}
+
+template <class AF>
+void RouteSmT<AF>::handleIcmpUnreachable(bool enabled) {
+  if (enabled == icmpUnreachable_) return;
+  KOR_TRACE(5, "handleIcmpUnreachable " << enabled);
+  icmpUnreachable_ = enabled;
+  if (in_.helper) in_.helper->icmpUnreachableIs(vrfId_, enabled);
+}
+
+template <class AF>
+void RouteSmT<AF>::handleGreKeyForwarding() {
+  bool enabled = hwConfig_ && hwConfig_->greKeyForwarding();
+  if (enabled == greKeyForwarding_) return;
+  KOR_TRACE(5, "handleGreKeyForwarding " << enabled);
+  greKeyForwarding_ = enabled;
+  if (in_.helper) in_.helper->greKeyForwardingIs(vrfId_, enabled);
 }
 
 template <class AF>
@@ -315,22 +367,27 @@ bool RouteSmT<AF>::processRouteUpdate(Prefix const& prefix, bool force, Route co
     // Re-added before its deletion time: the chip never saw it go.
     if (!deletions_.empty() && deletions_.erase(0, prefix))
       KOR_TRACE(5, "Route " << prefix << " re-added before its deletion time");
+    // Handed over again below: the chip's entry is rewritten, not removed.
+    if (!refusedDeletions_.empty()) refusedDeletions_.erase(0, prefix);
     if (fresh) {
       KOR_TRACE(8, "Create state machine for " << prefix);
       trie_.add(prefix);
       if constexpr (isV4) in_.l3Status->ipv4FibRoutesInc();
       else in_.l3Status->ipv6FibRoutesInc();
-      if (maxRoutes_ && fibRoute_.size() > maxRoutes_) {
-        bool logged = isV4 ? in_.l3Status->resource4FullLog() : in_.l3Status->resource6FullLog();
-        if (!logged) {
-          KOR_TRACE(1, "Max num routes limit reached " << maxRoutes_);
-          if constexpr (isV4) in_.l3Status->resource4FullLogIs(true);
-          else in_.l3Status->resource6FullLogIs(true);
-        }
-        addUnprogrammed(prefix);
-        return true;
+    }
+    // Over the limit a route not handed over yet stays unprogrammed (a
+    // retry too); a deletion or a higher limit lets it in.
+    if (maxRoutes_ && fibRoute_.size() > maxRoutes_ && !it->second.adjInfo()) {
+      bool logged = isV4 ? in_.l3Status->resource4FullLog() : in_.l3Status->resource6FullLog();
+      if (!logged) {
+        KOR_TRACE(1, "Max num routes limit reached " << maxRoutes_);
+        if constexpr (isV4) in_.l3Status->resource4FullLogIs(true);
+        else in_.l3Status->resource6FullLogIs(true);
       }
-    } else if (it->second.state() == RouteReviewState::cleanRoute && !force) {
+      addUnprogrammed(prefix);
+      return true;
+    }
+    if (!fresh && it->second.state() == RouteReviewState::cleanRoute && !force) {
       KOR_TRACE(8, "Updating route " << prefix);
     }
     updateAdjInfo(prefix, it->second, route, force);
@@ -382,6 +439,7 @@ void RouteSmT<AF>::deleteFibRoute(Prefix const& prefix) {
   trie_.del(prefix);
   if constexpr (isV4) in_.l3Status->ipv4FibRoutesDec();
   else in_.l3Status->ipv6FibRoutesDec();
+  if (maxRoutes_ && !unprogrammedRoute_.empty()) scheduleUnprogrammedReview(true);
 }
 
 template <class AF>
@@ -522,6 +580,11 @@ void RouteSmT<AF>::doUpdateRoute(Prefix const& prefix, FibRoute& fib, Vix::Ptr<A
     if (unprogrammedRoute_.contains(prefix)) {
       KOR_TRACE(8, "Deleted uninstalled route");
       removeUnprogrammed(prefix);
+    } else if (answer != KorHelper::RouteUpdateAnswer::programmed) {
+      // The chip still holds the route: its removal is announced again.
+      KOR_TRACE(5, "Deleting the route since platformRouteUpdateFail is set " << prefix << ", answer " << answer);
+      refusedDeletions_.enqueue(0, prefix);
+      refusedDeletions_.scheduleRetry();
     }
     return;
   }
@@ -889,6 +952,27 @@ Vix::ReviewAction RouteSmT<AF>::doRetryUnprogrammed(Prefix const& p) {
   return Vix::ReviewAction::keep;
 }
 
+// Removals the chip refused: announced again (the hand-over entry is gone)
+// until the chip takes them.
+template <class AF>
+void RouteSmT<AF>::runRefusedDeletions() {
+  refusedDeletions_.runPass();
+  if (!refusedDeletions_.empty()) refusedDeletions_.scheduleRetry();
+  else if (disabling_) maybeScheduleRouteReview(true);
+}
+
+template <class AF>
+Vix::ReviewAction RouteSmT<AF>::doRetryDeletion(Prefix const& p) {
+  auto it = fibRoute_.find(p);
+  if (it != fibRoute_.end() && it->second.adjInfo()) return Vix::ReviewAction::done;
+  KOR_TRACE(8, "Retrying refused deletion of " << p);
+  auto answer = in_.helper ? in_.helper->handleRouteUpdate(vrfId_, p, lastProcessedSeq_)
+                           : KorHelper::RouteUpdateAnswer::programmed;
+  if (answer != KorHelper::RouteUpdateAnswer::programmed) return Vix::ReviewAction::keep;
+  KOR_TRACE(5, "Refused deletion of " << p << " taken by the chip");
+  return Vix::ReviewAction::done;
+}
+
 // --- Parent drop routes ---
 
 template <class AF>
@@ -951,7 +1035,7 @@ void RouteSmT<AF>::restoreParentDropRoutes() {
 
 template <class AF>
 bool RouteSmT<AF>::fullyDisabled() const {
-  return fibRoute_.empty() && review_.empty() && unprogrammedRoute_.empty();
+  return fibRoute_.empty() && review_.empty() && unprogrammedRoute_.empty() && refusedDeletions_.empty();
 }
 
 template <class AF>
@@ -988,6 +1072,14 @@ void RouteSmT<AF>::handleRoutingEnabled(bool enabled) {
   }
   if (in_.routeStatus->frozen()) KOR_TRACE(3, "Quill tables frozen. Seq: " << lastProcessedSeq_ << ", routes: "
                                                                           << fibRoute_.size());
+  // Suspended updates hold the review back, so the sequence the routing
+  // agent waits for is acknowledged now: every route of it goes.
+  bool suspended = isV4 ? in_.l3Status->suspendRouteUpdates() : in_.l3Status->suspendIp6RouteUpdates();
+  if (suspended && in_.seqConfig && in_.seqConfig->sequenceEnabled()) {
+    KOR_TRACE(3, "Route updates suspended, acking seq");
+    if constexpr (isV4) in_.vrfL3Status->sequenceProgrammedIs(lastProcessedSeq_);
+    else in_.vrfL3Status->sequence6ProgrammedIs(lastProcessedSeq_);
+  }
   maybeScheduleRouteReview(true);
 }
 

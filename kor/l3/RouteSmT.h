@@ -24,6 +24,15 @@
 // withdraw never holds the loop. Three Vix::ReviewLoops, one clock each:
 // review, unprogrammed retries, deletions.
 //
+// The hardware configuration (Routing::Hardware::Config, hwConfigIs) gives
+// maxNumRoutes, parentDropRoute, deletionDelay, icmpUnreachable and
+// greKeyForwarding; the last two go to the platform helper as they are.
+//
+// A chip that refuses to take a deleted route out keeps the prefix in the
+// refused-deletion loop: the removal is announced again on the unprogrammed
+// retry period until the chip takes it, or the route comes back. Routing is
+// not fully off while one waits.
+//
 // Invariants: a prefix has a hand-over entry iff its FibRoute holds an
 // AdjInfo; an unprogrammed prefix has a FibRoute; the unprogrammed counters
 // of VrfL3Status and L3Status move with the unprogrammed set.
@@ -51,6 +60,7 @@
 #include "kor/records/VrfL3Status.h"
 #include "models/routing/L3Config.h"
 #include "models/routing/SequenceConfig.h"
+#include "models/routing/hardware/Config.h"
 #include "models/routing/hardware/Status.h"
 #include "nollo/IpPrefix.h"
 #include "quill/ForwardingStatus.h"
@@ -113,17 +123,30 @@ class RouteSmT : public KorBaseSm {
   Vix::Seconds routeReviewQuanta() const { return review_.quantum(); }
   void routeReviewQuantaIs(Vix::Seconds s);
   Vix::Seconds unprogrammedRetryPeriod() const { return unprogrammedRoute_.retryPeriod(); }
-  void unprogrammedRetryPeriodIs(Vix::Seconds s) { unprogrammedRoute_.retryPeriodIs(s); }
+  void unprogrammedRetryPeriodIs(Vix::Seconds s) {
+    unprogrammedRoute_.retryPeriodIs(s);
+    refusedDeletions_.retryPeriodIs(s);
+  }
   Vix::Seconds unprogrammedReviewInterval() const { return unprogrammedRoute_.retryInterval(); }
-  void unprogrammedReviewIntervalIs(Vix::Seconds s) { unprogrammedRoute_.retryIntervalIs(s); }
+  void unprogrammedReviewIntervalIs(Vix::Seconds s) {
+    unprogrammedRoute_.retryIntervalIs(s);
+    refusedDeletions_.retryIntervalIs(s);
+  }
   Vix::Seconds deletionDelay() const { return deletionDelay_; }
   void handleDeletionDelay(Vix::Seconds s);
   // 0: no limit of the number of routes.
   uint64_t maxRoutes() const { return maxRoutes_; }
-  void handleMaxNumRoutes(uint64_t n) { maxRoutes_ = n; }
+  void handleMaxNumRoutes(uint64_t n);
   // Whether the hardware offers parent drop routes.
   bool parentDropRoute() const { return parentDropRoute_; }
   void handleParentDropRoute(bool enabled) { parentDropRoute_ = enabled; }
+  bool icmpUnreachable() const { return icmpUnreachable_; }
+  void handleIcmpUnreachable(bool enabled);
+  bool greKeyForwarding() const { return greKeyForwarding_; }
+  void handleGreKeyForwarding();
+  // The hardware configuration the five settings above come from (null:
+  // they keep what their handlers were last given).
+  void hwConfigIs(Vix::Ptr<Routing::Hardware::Config const> const& config);
 
   // State.
   bool routingEnabled() const { return routingEnabled_; }
@@ -139,6 +162,8 @@ class RouteSmT : public KorBaseSm {
   size_t parentDropRoutes() const { return parentDropRoutes_; }
   size_t overflowRoutesForReview() const { return overflowRoutesForReview_.size(); }
   size_t pendingDeletions() const { return deletions_.size(); }
+  // Deletions the chip refused, announced again until it takes them.
+  size_t refusedDeletions() const { return refusedDeletions_.size(); }
   size_t adjInfoRecords() const { return adjInfoPool_.size(); }
   std::optional<Prefix> routesForReviewBookmark() const { return review_.lane(kRoutesLane).bookmark(); }
   Vix::Clock const& reviewClock() const { return review_.clock(); }
@@ -192,6 +217,7 @@ class RouteSmT : public KorBaseSm {
   class VixForwardingStatus;
   class VixL3Config;
   class VixHwStatus;
+  class VixHwConfig;
 
   // The notification path.
   bool setupRoute(Prefix const& prefix, Route const* route);
@@ -221,6 +247,8 @@ class RouteSmT : public KorBaseSm {
   Vix::ReviewAction doDeleteWhenDue(Prefix const& prefix, Vix::Seconds due);
   Vix::ReviewAction doReviewRoute(Prefix const& prefix);
   Vix::ReviewAction doRetryUnprogrammed(Prefix const& prefix);
+  void runRefusedDeletions();
+  Vix::ReviewAction doRetryDeletion(Prefix const& prefix);
   void scheduleAllRoutes();
   void doReviewPending();
 
@@ -250,6 +278,9 @@ class RouteSmT : public KorBaseSm {
   Vix::Seconds deletionDelay_ = 0;
   uint64_t maxRoutes_ = 0;
   bool parentDropRoute_ = false;
+  bool icmpUnreachable_ = false;
+  bool greKeyForwarding_ = false;
+  Vix::Ptr<Routing::Hardware::Config const> hwConfig_;
 
   bool routingEnabled_ = false;
   bool disabling_ = false;
@@ -304,6 +335,8 @@ class RouteSmT : public KorBaseSm {
   // One lane: deleted routes and their deletion times, in deletion order
   // (the delay is one value, so the order is the order of their times).
   Vix::ReviewLoop<Prefix, Vix::Seconds> deletions_;
+  // One retry lane: hand-over removals the chip refused.
+  ReviewLoop refusedDeletions_;
   // Once per turn of the loop: acknowledges the sequence, wakes the
   // review-pending consumers, checks the end of the initial sync.
   Vix::Clock pendingClock_;

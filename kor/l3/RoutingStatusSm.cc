@@ -129,7 +129,31 @@ RoutingStatusSm::RoutingStatusSm(Vix::Ptr<KorCommonSmData> const& acsd, VrfName 
       routingHwStatus_(routingHwStatus), mplsRoutingInfo_(mplsRoutingInfo),
       staticMcastRouteConfig_(staticMcastRouteConfig) {}
 
-RoutingStatusSm::~RoutingStatusSm() = default;
+// The VRF goes (or the library stops): what it wrote into the shared L3
+// status for its interfaces goes with it - the VLAN routing state of the
+// VLANs it routes on, the private-VLAN secondaries it carried that state
+// to, and its interfaces' uRPF entries - so that a deleted VRF leaves
+// nothing a later VRF or the platform could take for its own. A restarted
+// library writes them again from its inputs.
+RoutingStatusSm::~RoutingStatusSm() { doForgetVrfState(); }
+
+void RoutingStatusSm::doForgetVrfState() {
+  if (!l3Status_) return;
+  for (auto const& [primary, secondaries] : pvlanCarried_) {
+    for (uint16_t secondary : secondaries) {
+      l3Status_->pvlanL3IntfDel(secondary);
+      l3Status_->vlanRoutingStateDel(secondary);
+    }
+  }
+  pvlanCarried_.clear();
+  for (auto const& intf : intfs()) {
+    if (!ownsIntf(intf)) continue;
+    if (uint16_t const vlan = intfVlan(intf)) l3Status_->vlanRoutingStateDel(vlan);
+    l3Status_->urpf4StatusDel(intf);
+    l3Status_->urpf6StatusDel(intf);
+    l3Status_->urpf6StatusUnresolvedDel(intf);
+  }
+}
 
 RoutingStatusSm::VixIpIntfStatus const* RoutingStatusSm::ipIntfStatus(Nollo::IntfId const& intf) const {
   return intfStatus<Nollo::Ipv4>(intf);
@@ -272,7 +296,17 @@ void RoutingStatusSm::handleRouterMac() {
   bool const v4 = vrfL3Status_->routingEnabled();
   bool const v6 = vrfL3Status_->routing6Enabled();
   KOR_TRACE(5, __func__ << ", mac: " << mac << " v4 routing:" << v4 << " v6 routing: " << v6);
-  if (v4 || v6) {
+  // All zeros is no router MAC: a chip given it would route every frame
+  // sent to an unset address. Kept unprogrammed until one is configured.
+  bool const none = mac == Nollo::EthAddr();
+  if ((v4 || v6) && none) {
+    KOR_TRACE(1, "No router mac configured, router mac not programmed");
+    if (l3Status_->hardwareRouterMacProgrammed()) {
+      l3Status_->routerMacIs(Nollo::EthAddr());
+      l3Status_->hardwareRouterMacProgrammedIs(false);
+      statusHelper_->routerMacIs(l3Status_->routerMac(), false);
+    }
+  } else if (v4 || v6) {
     l3Status_->routerMacIs(mac);
     l3Status_->hardwareRouterMacProgrammedIs(true);
     statusHelper_->routerMacIs(mac, true);
@@ -303,7 +337,8 @@ void RoutingStatusSm::handlePeerMacRoutingEnabled() {
     return;
   }
   bool const routing = l3Status_->routingEnabledInAnyVrf() || l3Status_->routing6EnabledInAnyVrf();
-  bool const enabled = routing && mlagStatus_ && mlagStatus_->active();
+  // A peer whose MAC is not known yet (all zeros) gets nothing programmed.
+  bool const enabled = routing && mlagStatus_ && mlagStatus_->active() && !acsd()->peerRouterMac().isZero();
   KOR_TRACE(5, __func__ << ", peerMacRoutingEnabled: " << enabled);
   statusHelper_->peerRouterMacIs(acsd()->peerRouterMac(), enabled);
 }

@@ -193,6 +193,8 @@ class KOR_EXPORT RoutingStatusSm : public KorBaseSm {
   void doL3Intf(Nollo::IntfId const& intf, uint16_t vlan);
   void doVlanRoutingState(Nollo::IntfId const& intf, uint16_t vlan);
   void doPvlanCarry(uint16_t primary, Nollo::IntfId const& intf, RoutingState const& state);
+  // Removes what this VRF wrote into the shared L3 status for its interfaces.
+  void doForgetVrfState();
   void doUrpfWrite(Nollo::IntfId const& intf, Urpf::UrpfStatus const& v4, Urpf::UrpfStatus const& v6,
                    Urpf::UrpfStatus const& v6Unresolved);
 

@@ -58,6 +58,7 @@ void VrfRoot::doStartSm() {
       RouteSm::Inputs{in.l3Config, in.l3Status, vrfL3Status_, em->routeStatus<Nollo::Ipv4>(vrfName_.str()),
                       em->forwardingStatus<Nollo::Ipv4>(vrfName_.str()), in.routingHwStatus,
                       in.routingSequenceConfig, korAdjSm_, in.routeSmHelper});
+  korRouteSm_->hwConfigIs(in.routingHwConfig);
   KOR_TRACE(5, "Create korRouteSm, vrf: " << vrfName_);
   korIp6NeighSm_ = Vix::makePtr<Ip6NeighSm>(acsd, vrfName_, vrfL3Status_, in.bridgingStatus, in.intfVlanIdTable,
                                              in.vxlanHwStatusDir);
@@ -68,6 +69,7 @@ void VrfRoot::doStartSm() {
       Route6Sm::Inputs{in.l3Config, in.l3Status, vrfL3Status_, em->routeStatus<Nollo::Ipv6>(vrfName_.str()),
                        em->forwardingStatus<Nollo::Ipv6>(vrfName_.str()), in.routingHwStatus,
                        in.routingSequenceConfig, korAdjSm_, in.route6SmHelper});
+  korRoute6Sm_->hwConfigIs(in.routingHwConfig);
   KOR_TRACE(5, "Create korRoute6Sm, vrf: " << vrfName_);
 
   korArpSm_->initializedIs(true);

@@ -46,6 +46,7 @@
 #include "models/routing/VrfSequenceConfigDir.h"
 #include "models/routing/VrfSequenceStatusDir.h"
 #include "models/routing/fhrp/VirtualRouterMacStatus.h"
+#include "models/routing/hardware/Config.h"
 #include "models/routing/hardware/RouteStatus.h"
 #include "models/routing/hardware/Status.h"
 #include "models/routing6/VrfInfoDir.h"
@@ -97,6 +98,10 @@ struct VrfRootSmInputs {
   In<Routing::AdjReviewEvent> adjReviewEvent;
   // The platform's routing capabilities (maxEcmp, ...); none: no limit known.
   In<Routing::Hardware::Status> routingHwStatus;
+  // The hardware routing configuration the route machines read (route
+  // limit, parent drop routes, deletion delay, ICMP unreachable, GRE key
+  // forwarding); none: the machines' defaults.
+  In<Routing::Hardware::Config> routingHwConfig;
   Out<L2AdjHelper> l2AdjHelper;
   In<Routing::RouteReactorConfig> routeReactorConfig;
   In<Routing::Route6ReactorConfig> route6ReactorConfig;

@@ -3,7 +3,11 @@
 // id it was programmed with), the route sync table ("sync": "<vrf>/v4" /
 // "<vrf>/v6" -> "done" once the VRF's initial route sync is over), the route
 // tables ("route4", IPv4 longest-prefix; "route6", IPv6 longest-prefix;
-// "route6em", IPv6 exact-match), the L3 platform helpers handed to the
+// "route6em", IPv6 exact-match), the route settings the hardware
+// configuration gives each VRF and family ("l3settings": "<vrf id>/v4/
+// icmpUnreachable" or ".../greKeyForwarding" -> "on", absent when off; not
+// in the registry: the agent's `show routing` lists it), the
+// L3 platform helpers handed to the
 // library's factories, and the route resolver of the running library.
 // Each table and helper is registered by name in the chip's registry when
 // the part is built.
@@ -41,6 +45,7 @@ class L3Chip {
 
   ChipTable<std::string, uint32_t>& vrfTable() { return vrf_; }
   ChipTable<std::string, std::string>& syncTable() { return sync_; }
+  ChipTable<std::string, std::string>& settingsTable() { return settings_; }
   ChipRouteTable<Nollo::Ipv4>& route4Table() { return route4_; }
   ChipRouteTable<Nollo::Ipv6>& route6Table() { return route6_; }
   ChipRouteTable<Nollo::Ipv6>& route6EmTable() { return route6em_; }
@@ -77,6 +82,7 @@ class L3Chip {
  private:
   ChipTable<std::string, uint32_t> vrf_;
   ChipTable<std::string, std::string> sync_;
+  ChipTable<std::string, std::string> settings_;
   ChipRouteTable<Nollo::Ipv4> route4_;
   ChipRouteTable<Nollo::Ipv6> route6_;
   ChipRouteTable<Nollo::Ipv6> route6em_;

@@ -8,7 +8,9 @@
 // (IPv6: exact-match, then longest-prefix) and takes out the routes it no
 // longer has (counted as deletes). The end of a VRF's initial sync is
 // recorded in the "sync" table ("<vrf>/v4" / "<vrf>/v6" -> "done"); a
-// restart that announces it again counts as a sync of the same entry.
+// restart that announces it again counts as a sync of the same entry. The
+// ICMP-unreachable and GRE-key settings go to the "l3settings" table
+// ("<vrf id>/v4/icmpUnreachable" -> "on"; off removes the entry).
 #include <string>
 
 #include "kor/helpers/RouteSmHelperT.h"
@@ -29,6 +31,9 @@ class SoftRouteSmHelper : public KorHelper::RouteSmHelperT<AF> {
   void handleEndOfSync(Kor::VrfName const& vrfName) override {
     chip_->l3().syncTable().write(vrfName.str() + (AF::version == 4 ? "/v4" : "/v6"), "done");
   }
+
+  void icmpUnreachableIs(Kor::VrfId vrfId, bool enabled) override { doSetting(vrfId, "icmpUnreachable", enabled); }
+  void greKeyForwardingIs(Kor::VrfId vrfId, bool enabled) override { doSetting(vrfId, "greKeyForwarding", enabled); }
 
   KorHelper::RouteUpdateAnswer handleRouteUpdate(Kor::VrfId vrfId, Prefix const& prefix, uint64_t) override {
     auto const& resolver = chip_->l3().routeResolver();
@@ -81,6 +86,12 @@ class SoftRouteSmHelper : public KorHelper::RouteSmHelperT<AF> {
   }
 
  private:
+  void doSetting(Kor::VrfId vrfId, char const* name, bool enabled) {
+    std::string key = std::to_string(vrfId.value()) + (AF::version == 4 ? "/v4/" : "/v6/") + name;
+    if (enabled) chip_->l3().settingsTable().write(key, "on");
+    else chip_->l3().settingsTable().erase(key);
+  }
+
   SoftChip* chip_;
 };
 

@@ -192,7 +192,7 @@ TEST_F(ConfigFileTest, ABadFileIsRefusedWholeNamingTheValueAndNothingIsApplied) 
       {edit(good, R"("vlan": 10)", R"("vlna": 10)"),
        "/interfaces/Vlan10/vlna: unknown key 'vlna' (known here: vrf, vlan, routed, link)"},
       {edit(good, R"("hardware")", R"("hardwear")"),
-       "/hardwear: unknown key 'hardwear' (known here: hardware, knobs, vrfs, interfaces, lags, fecs, routes)"},
+       "/hardwear: unknown key 'hardwear' (known here: hardware, knobs, routing, vrfs, interfaces, lags, fecs, routes)"},
       {edit(good, R"("Ethernet1": {},)", R"("Ethernet1": {}, "Ethernet1": {},)"),
        "/interfaces/Ethernet1: duplicate key 'Ethernet1'"},
       {edit(good, R"("0.0.0.0/0": { "fec": 4 })", R"("0.0.0.0/0": { "fec": 7 })"),
@@ -254,6 +254,45 @@ TEST_F(ConfigFileTest, ASettingThatLeavesTheFileReturnsToItsStartValue) {
   EXPECT_EQ(reload(kSwitch).changes(), 4u);
 }
 
+// The routing inputs: a bad router MAC refuses the file naming it; good
+// values reach the routing layer (the chip's router MAC, the route limit),
+// and leaving the file returns them to the agent's start values.
+TEST_F(ConfigFileTest, RoutingInputsReachTheChipAndReturnToTheirDefaults) {
+  start();
+  std::string const with = edit(kSwitch, R"("knobs")",
+                                R"("routing": { "routerMac": "00:1c:73:00:00:99", "maxNumRoutes": 1,
+                                                "mlagPeerMac": "00:1c:73:00:00:42", "mpls": true }, "knobs")");
+  for (auto const& [bad, message] : std::vector<std::pair<std::string, std::string>>{
+           {edit(with, "00:1c:73:00:00:99", "00:00:00:00:00:00"),
+            "/routing/routerMac: router mac 00:00:00:00:00:00 is not a unicast address"},
+           {edit(with, R"("mpls": true)", R"("mpls": true, "urpfInterfaces": { "Vlan10": { "ipv4": "tight" } })"),
+            "/routing/urpfInterfaces/Vlan10/ipv4: expected one of loose, strict, off, got 'tight'"}}) {
+    write(bad);
+    try {
+      file_->reload(agent_);
+      ADD_FAILURE() << "not refused: " << message;
+    } catch (std::invalid_argument const& e) {
+      EXPECT_EQ(e.what(), path_ + ": " + message);
+    }
+  }
+  auto r = reload(with);
+  EXPECT_TRUE(r.refusals().empty()) << r.text(path_);
+  ASSERT_TRUE(agent_.runUntilIdle());
+  std::string shown = agent_.show("routing", false);
+  EXPECT_NE(shown.find("router mac 00:1c:73:00:00:99, programmed yes, chip 00:1c:73:00:00:99"), std::string::npos)
+      << shown;
+  EXPECT_NE(shown.find("chip peer mac 00:1c:73:00:00:42"), std::string::npos) << shown;
+  EXPECT_NE(shown.find("mpls on"), std::string::npos) << shown;
+  EXPECT_NE(shown.find("maxNumRoutes 1"), std::string::npos) << shown;
+  EXPECT_EQ(reload(with).changes(), 0u);
+  reload(kSwitch);
+  ASSERT_TRUE(agent_.runUntilIdle());
+  shown = agent_.show("routing", false);
+  EXPECT_NE(shown.find("router mac 02:00:00:00:00:01, programmed yes"), std::string::npos) << shown;
+  EXPECT_NE(shown.find("mlag inactive, chip peer mac none"), std::string::npos) << shown;
+  EXPECT_NE(shown.find("maxNumRoutes 0"), std::string::npos) << shown;
+}
+
 TEST_F(ConfigFileTest, TheReloadStatementNeedsAFileAndAnswersWhatItApplied) {
   std::ostringstream out;
   KorAgent::ScenarioRunner runner(&agent_, &out);
@@ -272,7 +311,7 @@ TEST_F(ConfigFileTest, TheReloadStatementNeedsAFileAndAnswersWhatItApplied) {
 
 TEST_F(ConfigFileTest, TheExampleConfigurationIsGood) {
   auto sections = ConfigFile(KOR_DOCS_DIR "/examples/switch.json", agent_).read();
-  EXPECT_EQ(sections.size(), 4u);
+  EXPECT_EQ(sections.size(), 5u);
 }
 
 }  // namespace

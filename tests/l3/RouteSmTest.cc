@@ -46,6 +46,7 @@ class ScriptedRouteHelper : public KorHelper::RouteSmHelperT<AF> {
     if constexpr (AF::version == 4) info = l3_->adjInfoList({vrfId, p});
     else info = l3_->adjInfo6List({vrfId, p});
     if (!info) {
+      if (refuseDeletes) return RouteUpdateAnswer::failed;
       if (chip.erase(p)) ++deletes;
       return RouteUpdateAnswer::programmed;
     }
@@ -70,12 +71,16 @@ class ScriptedRouteHelper : public KorHelper::RouteSmHelperT<AF> {
     if (chip.erase(p)) ++deletes;
   }
   void handleEndOfSync(VrfName const&) override { ++endOfSyncs; }
+  void icmpUnreachableIs(VrfId, bool on) override { settings["icmpUnreachable"] = on; }
+  void greKeyForwardingIs(VrfId, bool on) override { settings["greKeyForwarding"] = on; }
 
   Vix::Ptr<L3Status> l3_;
   std::map<Prefix, uint64_t> chip;  // prefix -> L2 adjacency index
   std::set<Prefix> failing;
   size_t capacity = ~size_t(0);
   bool overflow = false;
+  bool refuseDeletes = false;
+  std::map<std::string, bool> settings;
   int calls = 0, creates = 0, updates = 0, deletes = 0, endOfSyncs = 0;
 };
 
@@ -499,6 +504,69 @@ TYPED_TEST(RouteSmTest, RoutingOffRemovesEveryRouteAndReportsTheWaitDone) {
 // A mass withdraw under a deletion delay, on a clock that moves a fixed
 // step per read: the deletions come due together and are worked off in
 // passes, none of which holds the loop past a quantum plus one route.
+// The hardware configuration reaches the machine through its entity: read
+// when handed over, and on each change.
+TYPED_TEST(RouteSmTest, HardwareConfigurationSetsTheLimitTheDelayAndThePlatformSettings) {
+  auto cfg = Vix::makePtr<Routing::Hardware::Config>("hwConfig");
+  cfg->maxNumRoutesIs(2);
+  cfg->icmpUnreachableIs(true);
+  this->fec(1);
+  for (int n = 1; n <= 3; ++n) this->route(this->pfx(n), fecId(1));
+  this->start();
+  this->sm_->hwConfigIs(cfg);
+  this->run();
+  EXPECT_EQ(this->sm_->maxRoutes(), 2u);
+  EXPECT_EQ(this->helper_->chip.size(), 2u);
+  EXPECT_EQ(this->unprogrammedCount(), 1u);
+  EXPECT_TRUE(this->helper_->settings["icmpUnreachable"]);
+  EXPECT_FALSE(this->helper_->settings.count("greKeyForwarding"));
+  cfg->greKeyForwardingIs(true);
+  cfg->icmpUnreachableIs(false);
+  EXPECT_TRUE(this->helper_->settings["greKeyForwarding"]);
+  EXPECT_FALSE(this->helper_->settings["icmpUnreachable"]);
+  cfg->parentDropRouteIs(true);
+  EXPECT_TRUE(this->sm_->parentDropRoute());
+  // A deletion waits for the configured delay.
+  cfg->deletionDelayIs(1.0);
+  this->unroute(this->pfx(1));
+  this->loop_->runFor(0.5);
+  EXPECT_TRUE(this->handed(this->pfx(1)));
+  this->loop_->runFor(1.0);
+  EXPECT_FALSE(this->handed(this->pfx(1)));
+}
+
+// A chip that refuses to take a route out still holds it: the removal is
+// announced again until the chip takes it, and routing is not off before.
+TYPED_TEST(RouteSmTest, RefusedDeletionIsRetriedUntilTheChipTakesIt) {
+  this->fec(1);
+  this->route(this->pfx(1), fecId(1));
+  this->route(this->pfx(2), fecId(1));
+  this->start();
+  this->run();
+  ASSERT_EQ(this->helper_->chip.size(), 2u);
+  this->helper_->refuseDeletes = true;
+  this->unroute(this->pfx(1));
+  this->run();
+  EXPECT_FALSE(this->handed(this->pfx(1)));
+  EXPECT_EQ(this->sm_->refusedDeletions(), 1u);
+  EXPECT_TRUE(this->trace_->contains("Deleting the route since platformRouteUpdateFail is set "));
+  this->loop_->runFor(20);
+  EXPECT_EQ(this->helper_->chip.count(this->pfx(1)), 1u);
+  this->helper_->refuseDeletes = false;
+  this->loop_->runFor(20);
+  EXPECT_EQ(this->helper_->chip.count(this->pfx(1)), 0u);
+  EXPECT_EQ(this->sm_->refusedDeletions(), 0u);
+  // A route back before the chip took its removal is simply handed over.
+  this->helper_->refuseDeletes = true;
+  this->unroute(this->pfx(2));
+  this->run();
+  EXPECT_EQ(this->sm_->refusedDeletions(), 1u);
+  this->route(this->pfx(2), fecId(1));
+  this->run();
+  EXPECT_EQ(this->sm_->refusedDeletions(), 0u);
+  EXPECT_TRUE(this->handed(this->pfx(2)));
+}
+
 class RouteDeletionTest : public RouteSmTest<Nollo::Ipv4> {
  protected:
   static constexpr Vix::Seconds kStep = 1e-6;

@@ -129,6 +129,23 @@ TEST_F(RoutingStatusSmTest, EachFamilyFollowsItsOwnRoutingInfoAndRepeatsChangeNo
   EXPECT_EQ(l3Status_->numTimesRouting6Enabled(), 1u);
 }
 
+// No router MAC configured is no router MAC: the chip is never given
+// 00:00:00:00:00:00, and a MAC configured later is programmed at once.
+TEST_F(RoutingStatusSmTest, AllZeroRouterMacIsNeverProgrammed) {
+  bridging_->routerMacIs(Nollo::EthAddr());
+  auto& a = vrf("a", true, false);
+  EXPECT_TRUE(a.status->routingEnabled());
+  EXPECT_FALSE(helper_->routerMac().enabled);
+  EXPECT_FALSE(l3Status_->hardwareRouterMacProgrammed());
+  bridging_->routerMacIs(kRouterMac);
+  EXPECT_TRUE(helper_->routerMac().enabled);
+  EXPECT_EQ(helper_->routerMac().mac, kRouterMac);
+  // Cleared while routing: the chip lets it go.
+  bridging_->routerMacIs(Nollo::EthAddr());
+  EXPECT_FALSE(helper_->routerMac().enabled);
+  EXPECT_FALSE(l3Status_->hardwareRouterMacProgrammed());
+}
+
 TEST_F(RoutingStatusSmTest, HardwareFlagsFollowAnyVrf) {
   auto& a = vrf("a");
   auto& b = vrf("b");
@@ -412,6 +429,32 @@ TEST_F(RoutingStatusSmTest, PrimaryPrivateVlanCarriesItsStateToItsSecondaries) {
   ip6_->currentVrfDel(vlan10);
   EXPECT_EQ(l3Status_->vlanRoutingStateSize(), 0u);
   EXPECT_EQ(l3Status_->pvlanL3IntfSize(), 0u);
+}
+
+// A deleted VRF leaves no VLAN routing, private-VLAN or uRPF state behind;
+// another VRF's state stays.
+TEST_F(RoutingStatusSmTest, DeletedVrfLeavesNoVlanPvlanOrUrpfState) {
+  Nollo::IntfId const vlan10("Vlan10"), vlan20("Vlan20");
+  Urpf::UrpfStatus const strict{Urpf::UrpfStatus::Mode::strict, false};
+  bridging_->pvlanSecondariesIs(10, {11});
+  bind(vlan10, "red", {true, false, false}, {true, false, false});
+  bind(vlan20, "blue", {true, false, false}, {true, false, false});
+  urpf_->intfUrpfIs(vlan10, strict);
+  urpf_->intfUrpfIs(vlan20, strict);
+  vrf("default");  // starts uRPF in the hardware
+  urpf_->enabledIs(true);
+  vrf("red", true);
+  vrf("blue", true);
+  ASSERT_TRUE(l3Status_->vlanRoutingStateHas(10));
+  ASSERT_TRUE(l3Status_->pvlanL3IntfHas(11));
+  ASSERT_TRUE(l3Status_->urpf4StatusHas(vlan10));
+  vrfs_.erase("red");
+  EXPECT_FALSE(l3Status_->vlanRoutingStateHas(10));
+  EXPECT_FALSE(l3Status_->vlanRoutingStateHas(11));
+  EXPECT_FALSE(l3Status_->pvlanL3IntfHas(11));
+  EXPECT_FALSE(l3Status_->urpf4StatusHas(vlan10));
+  EXPECT_TRUE(l3Status_->vlanRoutingStateHas(20));
+  EXPECT_TRUE(l3Status_->urpf4StatusHas(vlan20));
 }
 
 TEST_F(RoutingStatusSmTest, UrpfModesPerInterfaceWithConflictAndOverrides) {
