@@ -5,6 +5,7 @@
 #include <sys/resource.h>
 
 #include "softchip/SoftChip.h"
+#include "kor/l3/VrfMachineFactories.h"
 #include "tests/l3/VrfRootFixture.h"
 #include "vix/Log.h"
 
@@ -526,6 +527,49 @@ TEST_F(VrfRootFixture, CommandChannelParsesCodeAndArgument) {
 TEST_F(VrfRootFixture, MissingMandatoryInputIsRefused) {
   in_.routing6VrfInfoDir = nullptr;
   EXPECT_THROW(Kor::vrfRootSmFactory(in_), std::invalid_argument);
+}
+
+}  // namespace
+}  // namespace KorTest
+
+namespace KorTest {
+namespace {
+
+// The exported factories refuse a missing mandatory input before building
+// anything; what they build is what a VRF root runs.
+TEST_F(VrfRootFixture, MachineFactoriesRefuseMissingInputs) {
+  using Kor::VrfId;
+  VrfName red("red");
+  auto status = Vix::makePtr<Kor::VrfL3Status>(red);
+  auto throwsNull = [](auto&& make) {
+    try {
+      make();
+    } catch (std::invalid_argument const& e) {
+      return std::string(e.what()) == "null ValidPtr";
+    }
+    return false;
+  };
+  EXPECT_TRUE(throwsNull([&] { Kor::arpSmFactory(nullptr, red, status, nullptr, nullptr, nullptr); }));
+  EXPECT_TRUE(throwsNull([&] { Kor::ip6NeighSmFactory(nullptr, red, status, nullptr, nullptr, nullptr); }));
+  EXPECT_TRUE(throwsNull([&] { Kor::nexthopGroupRouteSmFactory(nullptr, red, nullptr); }));
+  EXPECT_TRUE(throwsNull([&] {
+    Kor::adjSmFactory(VrfId(1), red, acsd_, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
+                      nullptr, nullptr, nullptr);
+  }));
+  EXPECT_TRUE(throwsNull([&] { Kor::l2AdjHelperFactory(acsd_, nullptr, nullptr, nullptr, nullptr); }));
+  EXPECT_TRUE(throwsNull([&] {
+    Kor::routingStatusSmFactory(acsd_, red, nullptr, nullptr, l3Status_, status, nullptr, nullptr, nullptr, nullptr,
+                                nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr);
+  }));
+  // A route machine without its adjacency machine.
+  Kor::RouteSm::Inputs in4{nullptr, l3Status_, status, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr};
+  Kor::Route6Sm::Inputs in6{nullptr, l3Status_, status, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr};
+  EXPECT_TRUE(throwsNull([&] { Kor::routeSmFactory(acsd_, nullptr, VrfId(1), in4); }));
+  EXPECT_TRUE(throwsNull([&] { Kor::route6SmFactory(acsd_, nullptr, VrfId(1), in6); }));
+
+  auto arp = Kor::arpSmFactory(acsd_, red, status, nullptr, nullptr, nullptr);
+  ASSERT_TRUE(arp);
+  EXPECT_EQ(arp->vrfName(), red);
 }
 
 }  // namespace
