@@ -33,11 +33,8 @@ echo == a fourth VRF finds no free id
 vrf add purple
 run until idle
 show vrfs
-echo == deleting blue frees its id; purple gets it when announced again
+echo == deleting blue frees its id; the waiting purple takes it
 vrf del blue
-vrf del purple
-run until idle
-vrf add purple
 run until idle
 show vrfs
 echo == the road of a route: FIB route and FEC, the hand-over, the chip's route on the L2 adjacency

@@ -196,6 +196,12 @@ std::string const* KernelIntfMap::nameOf(uint32_t ifindex) const {
   return l ? &l->name : nullptr;
 }
 
+std::map<uint32_t, std::string> KernelIntfMap::tableVrfs() const {
+  std::map<uint32_t, std::string> m;
+  for (auto const& [table, vrf] : tableVrf_) m.emplace(table, vrf.str());
+  return m;
+}
+
 std::optional<Kor::VrfName> KernelIntfMap::vrfOfTable(uint32_t table) const {
   if (table == kMainTable || table == kLocalTable) return Kor::VrfName(Kor::VrfName::defaultVrfName);
   auto it = tableVrf_.find(table);

@@ -25,6 +25,7 @@
 // nothing. Lookups of an ifindex the map has never seen answer EthernetN, so
 // a route source works without the kernel source.
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -82,6 +83,8 @@ class KernelIntfMap {
   std::string const* nameOf(uint32_t ifindex) const;
   // The VRF of a kernel routing table; none for a table no VRF device owns.
   std::optional<Kor::VrfName> vrfOfTable(uint32_t table) const;
+  // Every table a VRF device owns, with its VRF, in table order.
+  std::map<uint32_t, std::string> tableVrfs() const;
   // The VRF a link is enslaved to; none: the default VRF.
   std::optional<Kor::VrfName> vrfOf(uint32_t ifindex) const;
   // Whether the link is enslaved to a bridge, bond or other non-VRF master.

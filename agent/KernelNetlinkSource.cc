@@ -405,7 +405,9 @@ KernelNetlinkSource::Applied const* KernelNetlinkSource::appliedOf(uint32_t ifin
 
 void KernelNetlinkSource::doReconcileAll() {
   namesDirty_ = false;
+  auto tables = map_->tableVrfs();
   map_->doName();
+  if (tablesChanged_ && map_->tableVrfs() != tables) tablesChanged_();
   vlanIntfs_.reset();
   for (uint32_t ifindex : map_->ifindexes()) {
     auto const* l = map_->link(ifindex);

@@ -89,6 +89,10 @@ class KernelNetlinkSource {
   // The socket's receive buffer (before or after open()).
   void receiveBufferIs(int bytes);
   void requestSinkIs(RequestSink sink) { sink_ = std::move(sink); }
+  // Told when the kernel's table -> VRF map changed (a VRF device took,
+  // left or moved a table): a route source that caches its table lookups
+  // (FpmRouteSource::handleTablesChanged) asks again.
+  void tablesChangedHandlerIs(std::function<void()> fn) { tablesChanged_ = std::move(fn); }
 
   // Starts the dumps again from links.
   void doSync();
@@ -181,6 +185,7 @@ class KernelNetlinkSource {
   KernelIntfMap* map_;
   KorFeeds::NetlinkDecoder decoder_;
   RequestSink sink_;
+  std::function<void()> tablesChanged_;
   int fd_ = -1;
   uint32_t portId_ = 0;
   int rcvBuf_ = kReceiveBuffer;

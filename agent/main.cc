@@ -228,6 +228,8 @@ int serve(std::string const& path, bool netlink, FpmOptions const& fpmOptions, s
     fpmServer = std::make_unique<KorAgent::FpmServer>(&agent, fpmSource.get());
     if (fpmOptions.proofTimeout > 0) fpmServer->proofTimeoutIs(fpmOptions.proofTimeout);
     if (fpmOptions.staleQuiet > 0) fpmSource->staleQuietIs(fpmOptions.staleQuiet);
+    // A table the kernel moves to another VRF is looked up again.
+    if (kernel) kernel->tablesChangedHandlerIs([&] { fpmSource->handleTablesChanged(); });
     if (!fpmServer->listenIs(fpm)) {
       std::fprintf(stderr, "kor-agent: --fpm: %s\n", fpmServer->errorText().c_str());
       return 1;

@@ -106,11 +106,19 @@ void LifeModule::statementsAdd(StatementTable& t) {
                       out << shown;
                     };
                   }});
-  t.statementAdd({{"cmd"}, "CODE [ARG]", "the VRF root's command channel (FR4, FF6, AA3, SR4u...); ARG a: all", false,
-                  [this](A& a) -> Apply {
-                    // A command code and at most one argument (a key, or 'a' for all).
+  t.statementAdd({{"cmd"}, "CODE [ARG] [vrf NAME]",
+                  "the VRF root's command channel (FR4, FF6, AA3, SR4u...); ARG a: all; vrf: that VRF's machines "
+                  "(default unless named)",
+                  false, [this](A& a) -> Apply {
+                    // A command code, at most one argument (a key, or 'a' for
+                    // all) and the VRF the dump is of.
                     std::string text = a.next("command code");
-                    if (a.more()) text += " " + a.next("argument");
+                    bool vrf = a.accept("vrf");
+                    if (!vrf && a.more()) {
+                      text += " " + a.next("argument");
+                      vrf = a.accept("vrf");
+                    }
+                    if (vrf) text += " vrf " + a.next("vrf name");
                     return [=, this](std::ostream& out) {
                       std::string answer = agent_->command(-1, text);
                       agent_->drainEvents(out);

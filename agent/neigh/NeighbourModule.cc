@@ -10,6 +10,7 @@
 #include "agent/vrf/VrfModule.h"
 #include "kor/records/AdjEntry.h"
 #include "kor/adj/L2AdjHelper.h"
+#include "kor/l3/VrfMachineFactories.h"
 #include "kor/records/L3Status.h"
 #include "kor/records/VrfL3Status.h"
 
@@ -30,8 +31,9 @@ NeighbourModule::NeighbourModule(Agent* agent)
 }
 
 void NeighbourModule::doCreateHelpers() {
-  l2AdjHelper_ = Vix::makePtr<Kor::L2AdjHelper>(agent_->commonDataPtr(), agent_->l3StatusPtr(), agent_->module<ChipModule>().hwConfig(),
-                                                agent_->module<IntfModule>().allIntfStatusDir(), agent_->chip()->adj().adjSmHelper());
+  l2AdjHelper_ = Kor::l2AdjHelperFactory(agent_->commonDataPtr(), agent_->l3StatusPtr(),
+                                         agent_->module<ChipModule>().hwConfig(),
+                                         agent_->module<IntfModule>().allIntfStatusDir(), agent_->chip()->adj().adjSmHelper());
   l2AdjHelper_->exitFnIs([this](int status) { agent_->doExit(status); });
 }
 

@@ -824,6 +824,9 @@ uint64_t AdjSm::getL2AdjIndex(FecId const& fecId, FecId const& oldFecId, uint8_t
   bool v6 = ipVersion == Nollo::Ip6Hdr::ipVersion6();
   auto entry = adjEntry(fecId.value());
   if (fecEntry) *fecEntry = entry;
+  // A refused FEC stays refused (and logged once) until it is reviewed
+  // again for a change of its own.
+  if (!entry && isAdjRefused(fecId.value())) return 0;
   if (!entry) {
     KOR_TRACE(8, "AdjEntry not found");
     if (v6) reviewAdj6(fecId, fecId.value(), AdjUpdateType::regularAdjUpdate);

@@ -45,6 +45,9 @@ class RouteSmT<AF>::VixVrfL3Status : public Vix::NestedReactor<RouteSmT<AF>, typ
   void handleAdjEntryIp6PrefixWalkList(Quill::Fib::FecId const& f) override {
     if constexpr (!isV4) this->sm_->handlePrefixWalk(f);
   }
+  // A review of the FEC's adjacency completed (it may have been created or
+  // found a new L2 adjacency): the routes that waited for it go again.
+  void handleAdjEntryReviewCnt(Quill::Fib::FecId const& f) override { this->sm_->handleFec(f); }
   void handleWaitForRoutingDisabled() override {
     if constexpr (isV4) this->sm_->handleWaitForRoutingDisabled();
   }

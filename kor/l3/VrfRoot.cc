@@ -2,6 +2,7 @@
 
 #include <initializer_list>
 
+#include "kor/l3/VrfMachineFactories.h"
 #include "kor/l3/VrfRootSm.h"
 
 namespace Kor {
@@ -32,19 +33,19 @@ void VrfRoot::doStartSm() {
   // The ARP machine comes first so that neighbour information is there
   // before anything resolves next hops; the route machines come after the
   // adjacency machine they hand their prefixes to.
-  korArpSm_ = Vix::makePtr<ArpSm>(acsd, vrfName_, vrfL3Status_, in.bridgingStatus, in.intfVlanIdTable,
+  korArpSm_ = arpSmFactory(acsd, vrfName_, vrfL3Status_, in.bridgingStatus, in.intfVlanIdTable,
                                    in.vxlanHwStatusDir);
   korArpSm_->arpQuillVrfIdIs(arpQuillVrfId_);
   KOR_TRACE(5, "Create korArpSm, vrf: " << vrfName_);
   korRoutingStatusSm_ =
-      Vix::makePtr<RoutingStatusSm>(acsd, vrfName_, routingInfo_, routing6Info_, in.l3Status, vrfL3Status_,
+      routingStatusSmFactory(acsd, vrfName_, routingInfo_, routing6Info_, in.l3Status, vrfL3Status_,
                                     in.bridgingConfig, in.mlagStatus, in.urpfConfig, in.ipStatus, in.ip6Status,
                                     in.intfVlanIdTable, in.routingStatusSmHelper, in.allIntfStatusDir,
                                     in.routingHwStatus, in.mplsRoutingInfo, in.staticMcastRouteConfig);
   KOR_TRACE(5, "Create korRoutingStatusSm, vrf: " << vrfName_);
-  korNexthopGroupRouteSm_ = Vix::makePtr<NexthopGroupRouteSm>(acsd, vrfName_, watchedNexthopGroupConfig_);
+  korNexthopGroupRouteSm_ = nexthopGroupRouteSmFactory(acsd, vrfName_, watchedNexthopGroupConfig_);
   KOR_TRACE(5, "Create korNexthopGroupRouteSm, vrf: " << vrfName_);
-  korAdjSm_ = Vix::makePtr<AdjSm>(vrfId_, vrfName_, acsd, in.l3Config, in.l3Status,
+  korAdjSm_ = adjSmFactory(vrfId_, vrfName_, acsd, in.l3Config, in.l3Status,
                                   em->forwardingStatus<Nollo::Ipv4>(vrfName_.str()),
                                   em->forwardingStatus<Nollo::Ipv6>(vrfName_.str()), in.routingHwStatus,
                                   in.l2AdjHelper, in.intfVlanIdTable, in.adjReviewEvent, korNexthopGroupRouteSm_,
@@ -53,18 +54,18 @@ void VrfRoot::doStartSm() {
   // machine has reviewed every FEC.
   korAdjSm_->reviewDrainedHandlerIs([this] { vrfRootSm_->handleAdjReviewDrained(); });
   KOR_TRACE(5, "Create korAdjSm, vrf: " << vrfName_);
-  korRouteSm_ = Vix::makePtr<RouteSm>(
+  korRouteSm_ = routeSmFactory(
       acsd, this, vrfId_,
       RouteSm::Inputs{in.l3Config, in.l3Status, vrfL3Status_, em->routeStatus<Nollo::Ipv4>(vrfName_.str()),
                       em->forwardingStatus<Nollo::Ipv4>(vrfName_.str()), in.routingHwStatus,
                       in.routingSequenceConfig, korAdjSm_, in.routeSmHelper});
   korRouteSm_->hwConfigIs(in.routingHwConfig);
   KOR_TRACE(5, "Create korRouteSm, vrf: " << vrfName_);
-  korIp6NeighSm_ = Vix::makePtr<Ip6NeighSm>(acsd, vrfName_, vrfL3Status_, in.bridgingStatus, in.intfVlanIdTable,
+  korIp6NeighSm_ = ip6NeighSmFactory(acsd, vrfName_, vrfL3Status_, in.bridgingStatus, in.intfVlanIdTable,
                                              in.vxlanHwStatusDir);
   korIp6NeighSm_->arpQuillVrfIdIs(arpQuillVrfId_);
   KOR_TRACE(5, "Create korIp6NeighSm, vrf: " << vrfName_);
-  korRoute6Sm_ = Vix::makePtr<Route6Sm>(
+  korRoute6Sm_ = route6SmFactory(
       acsd, this, vrfId_,
       Route6Sm::Inputs{in.l3Config, in.l3Status, vrfL3Status_, em->routeStatus<Nollo::Ipv6>(vrfName_.str()),
                        em->forwardingStatus<Nollo::Ipv6>(vrfName_.str()), in.routingHwStatus,

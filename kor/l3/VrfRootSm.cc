@@ -151,6 +151,7 @@ void VrfRootSm::handleInitialized() {
 
   handleVrfCreation();
   handleStaleVrfsOnInit();
+  doStartWaitingVrfs();
   for (auto const& [name, root] : vrfRootMap()) doRebindIntfs(name, root->vrfId());
   if (in_.arpVrfIdMap)
     for (auto const& [id, name] : in_.arpVrfIdMap->vrfNameMap()) handleArpQuillVrfId(id);
@@ -201,6 +202,7 @@ void VrfRootSm::doHandleVrfInfoChange(std::string const& name) {
     return;
   }
   deleteVrf(vrfName);
+  doStartWaitingVrfs();
   handleEndOfSync();
   handleEndOfV6Sync();
 }
@@ -282,6 +284,11 @@ void VrfRootSm::createVrf(VrfId vrfId, VrfName const& vrfName, bool hitless) {
   if (!routing6Info) korAssert("routing6VrfInfoDir()->vrfInfo( vrfName )");
   auto status = l3->vrfL3Status(vrfName);
   if (!status) status = l3->newVrfL3Status(vrfName);
+  // A status kept from an earlier run carries that run's end of sync: the
+  // new root's route machines have handed over nothing yet, so its sync
+  // starts again and ends with their first complete review, as at start.
+  status->endOfV4SyncDoneIs(false);
+  status->endOfV6SyncDoneIs(false);
   auto root = Vix::makePtr<VrfRoot>(this, vrfName, vrfId, routingInfo, routing6Info, status);
   vrfRootIs(vrfName, root);
   if (!vrfName.isDefault())
@@ -438,6 +445,7 @@ void VrfRootSm::doReviewPendingDelete() {
     // It may have been announced again meanwhile.
     handleVrfCreation(name);
   }
+  doStartWaitingVrfs();
   doScheduleReview();
   handleEndOfSync();
   handleEndOfV6Sync();
@@ -465,9 +473,19 @@ void VrfRootSm::handleStaleVrfsOnInit() {
       l3->vrfL3StatusDel(name);
       l3->vrfIdPairDel(name);
     }
-    if (id.value() <= in_.vrfCapability->maxVrfs() &&
-        std::find(freeVrfIndexQueue().begin(), freeVrfIndexQueue().end(), id) == freeVrfIndexQueue().end())
-      freeVrfIndexEnq(id);
+    if (id.value() <= in_.vrfCapability->maxVrfs() && !freeVrfIndexHas(id)) freeVrfIndexEnq(id);
+  }
+  // Name/id pairs of VRFs no longer announced: the hand-over lists that would
+  // name them may be gone (a restart drops them), the pair alone must not
+  // keep its id out of circulation.
+  std::vector<std::pair<VrfId, VrfName>> pairs;
+  for (auto const& [id, name] : l3->vrfNameMap())
+    if (!id.isDefault() && !vrfRootHas(name) && !announced(name)) pairs.emplace_back(id, name);
+  for (auto const& [id, name] : pairs) {
+    KOR_TRACE(1, "Deleting stale vrf " << name);
+    l3->vrfL3StatusDel(name);
+    l3->vrfIdPairDel(name);
+    if (id.value() <= in_.vrfCapability->maxVrfs() && !freeVrfIndexHas(id)) freeVrfIndexEnq(id);
   }
   // The hand-over lists may have been lost with the earlier run while its
   // routes stay in the chip: a VRF id no VRF holds now has only stale ones.
@@ -489,6 +507,25 @@ void VrfRootSm::handleStaleVrfsOnInit() {
   };
   purge(in_.routeSmHelper.ptr());
   purge(in_.route6SmHelper.ptr());
+}
+
+bool VrfRootSm::freeVrfIndexHas(VrfId id) const {
+  return std::find(freeVrfIndexQueue().begin(), freeVrfIndexQueue().end(), id) != freeVrfIndexQueue().end();
+}
+
+void VrfRootSm::doStartWaitingVrfs() {
+  if (freeVrfIndexSize() == 0) return;
+  std::vector<VrfName> waiting;
+  for (auto const& [name, info] : in_.routingVrfInfoDir->vrfInfoMap()) {
+    if (name.size() > VrfName::maxBytes) continue;
+    VrfName vrfName(name);
+    if (!vrfRootHas(vrfName) && !pendingDeleteHas(vrfName) && announced(vrfName)) waiting.push_back(vrfName);
+  }
+  for (auto const& name : waiting) {
+    if (freeVrfIndexSize() == 0) return;
+    KOR_TRACE(1, "Vrf " << name << " was waiting for a vrfId");
+    handleVrfCreation(name);
+  }
 }
 
 void VrfRootSm::handleEndOfSync() {

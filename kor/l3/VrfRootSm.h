@@ -22,6 +22,12 @@
 // else uses leave the chip) after its machines stopped, so its routes have
 // left the chip first. A restart does not: the next run claims them back.
 //
+// A VRF announced while no id is free waits unstarted; whatever frees an id
+// (a deletion, a stale VRF of an earlier run, a pending delete's review)
+// starts the waiting VRFs next, before any later announcement, so the freed
+// id goes to a VRF that was waiting for one. A name/id pair of an earlier run
+// whose VRF is no longer announced is stale and gives its id back at start.
+//
 // Invariants: a VRF has a root exactly while L3Status has its VrfL3Status and
 // its name/id pair; an id is either in use or in freeVrfIndex, never both;
 // each end-of-sync announcement goes out at most once.
@@ -183,6 +189,10 @@ class KOR_EXPORT VrfRootSm : public KorBaseSm {
   void restoreForHitlessRestart();
   void handleStaleVrfsOnInit();
   void doRebindIntfs(VrfName const& vrfName, VrfId vrfId);
+  bool freeVrfIndexHas(VrfId id) const;
+  // A VRF left unstarted for lack of an id is the next creation once an id
+  // is free: each freeing of ids ends here (in name order, while ids last).
+  void doStartWaitingVrfs();
   // Asks the platform to program the VRF and records its answer.
   void doProgramVrf(VrfRoot& root);
   // Asks again for the unprogrammed VRFs refused as full (or the others).

@@ -33,8 +33,22 @@ std::string VrfRootSmCliCallback::doCommand(int socket, std::string const& text)
   // part of it ("SR4u a" and "FR4 a" both ask for all entries).
   std::string arg = text.size() > 4 ? text.substr(4) : std::string();
   arg.erase(0, arg.find_first_not_of(" \t"));
+  // The dumps of one VRF's machines name it last: "FR4 a vrf red",
+  // "FF6 12 vrf blue", "AA3 vrf red" (all of red); without it, "default".
+  // SR4u / SR6u take the VRF name as their argument.
+  std::string vrf = VrfName::defaultVrfName;
+  if (cmd != "SR4" && cmd != "SR6") {
+    size_t at = arg.rfind("vrf ");
+    if (at != std::string::npos && (at == 0 || arg[at - 1] == ' ')) {
+      vrf = arg.substr(at + 4);
+      vrf.erase(0, vrf.find_first_not_of(" \t"));
+      arg.erase(at);
+      arg.erase(arg.find_last_not_of(" \t") + 1);
+    }
+  }
   bool all = arg.empty() || arg[0] == 'a';
-  auto root = vrfRootSm_->vrfRoot(VrfName(VrfName::defaultVrfName));
+  Vix::Ptr<VrfRoot> root;
+  if (!vrf.empty() && vrf.size() <= VrfName::maxBytes) root = vrfRootSm_->vrfRoot(VrfName(vrf));
 
   auto prefixArg = [&]<class AF>() -> std::optional<std::optional<Nollo::IpPrefixT<AF>>> {
     if (all) return std::optional<Nollo::IpPrefixT<AF>>();
@@ -72,7 +86,11 @@ std::string VrfRootSmCliCallback::doCommand(int socket, std::string const& text)
     VerifyReport report(sm->doVerify());
     return arg.empty() || arg[0] != 'j' ? report.text() : report.json();
   }
-  if (!root) return out.str();
+  if (!root) {
+    KOR_TRACE(1, "Vrf " << vrf.substr(0, VrfName::maxBytes) << " not found");
+    out << "Vrf " << vrf.substr(0, VrfName::maxBytes) << " not found\n";
+    return out.str();
+  }
   if (cmd == "FR4" || cmd == "AR4") {
     if (auto p = prefixArg.operator()<Nollo::Ipv4>()) {
       if (cmd[0] == 'F') root->korRouteSm()->showFibRoutes(out, *p);

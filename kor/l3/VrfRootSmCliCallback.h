@@ -6,9 +6,11 @@
 // argument beginning with 'a' (or none) means all entries, anything else is
 // one key (a prefix, a FEC id, an adjacency index, or a VRF name for the
 // unprogrammed-route dumps). Route, FEC and adjacency dumps come from the
-// default VRF's machines. "VER" runs a verification pass of every machine
-// at once and answers what disagrees, or that all agree ("VER j": as JSON,
-// see VerifyReport). The output is returned for the caller to write to
+// machines of the VRF named last in the argument ("FR4 a vrf red",
+// "FF6 12 vrf blue", "AA3 vrf red"), of "default" when none is named; an
+// unknown VRF is answered "Vrf NAME not found". "VER" runs a verification
+// pass of every machine at once and answers what disagrees, or that all
+// agree ("VER j": as JSON, see VerifyReport). The output is returned for the caller to write to
 // the socket the command came from. Owned by the VrfRootSm.
 #include <string>
 

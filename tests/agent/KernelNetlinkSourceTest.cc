@@ -20,6 +20,7 @@
 #include <vector>
 
 #include "agent/Agent.h"
+#include "agent/FpmRouteSource.h"
 #include "agent/fib/FibModule.h"
 #include "agent/intf/IntfModule.h"
 #include "agent/KernelIntfMap.h"
@@ -150,6 +151,51 @@ TEST_F(KernelNetlinkSourceTest, AppliesLinksAddressesAndNeighbours) {
       << l2;
   std::string route = agent_.module<KorAgent::FibModule>().showRouteLookup("red", Nollo::IpGenAddr("10.9.1.1"), false);
   EXPECT_NE(route.find("10.9.0.0/16"), std::string::npos) << route;
+}
+
+// A table the kernel gives to another VRF device is told to the route
+// source, which looks it up again: zebra's next route of that table lands in
+// the VRF that owns it now. Links that leave the tables alone tell nothing.
+TEST_F(KernelNetlinkSourceTest, TableMovesReachTheRouteSource) {
+  KorAgent::FpmRouteSource fpm(&agent_, [&](uint32_t ifindex) { return map_.intfOf(ifindex); },
+                               [&](uint32_t table) { return map_.vrfOfTable(table); });
+  int told = 0;
+  source_.tablesChangedHandlerIs([&] {
+    ++told;
+    fpm.handleTablesChanged();
+  });
+  NlLink red = link(10, "red", "vrf"), blue = link(11, "blue", "vrf");
+  red.vrfTable = 1001;
+  blue.vrfTable = 1002;
+  source_.handleLink(red);
+  source_.handleLink(blue);
+  EXPECT_EQ(told, 2);
+  agent_.init();
+  auto zebra = [&](char const* prefix, uint32_t table) {
+    KorFeeds::NlRoute r;
+    r.prefix = Nollo::IpPrefix(prefix);
+    r.table = table;
+    r.type = 6;  // a blackhole: no next hop to resolve
+    fpm.handle(r);
+    agent_.runUntilIdle();
+  };
+  auto fib = [&](char const* vrf, char const* prefix) {
+    return agent_.module<KorAgent::FibModule>().fibRoutes4(vrf)->routeHas(Nollo::IpPrefix(prefix));
+  };
+  fpm.handleConnectionUp();
+  zebra("10.1.0.0/16", 1001);
+  EXPECT_TRUE(fib("red", "10.1.0.0/16"));
+  source_.handleLink(link(3, "ve1", "veth"));
+  EXPECT_EQ(told, 2);
+  // The kernel swaps the two VRFs' tables.
+  red.vrfTable = 1003;
+  blue.vrfTable = 1001;
+  source_.handleLink(red);
+  source_.handleLink(blue);
+  EXPECT_EQ(told, 4);
+  zebra("10.2.0.0/16", 1001);
+  EXPECT_TRUE(fib("blue", "10.2.0.0/16"));
+  EXPECT_FALSE(fib("red", "10.2.0.0/16"));
 }
 
 TEST_F(KernelNetlinkSourceTest, OnlyChangesReachTheAgent) {

@@ -18,6 +18,7 @@
 #include "softchip/adj/SoftAdjSmHelper.h"
 #include "softchip/SoftChip.h"
 #include "vix/ActivityLoop.h"
+#include "vix/Log.h"
 #include "vix/SteppingTimeSource.h"
 #include "vix/Trace.h"
 
@@ -619,6 +620,38 @@ TEST_F(Route6SmTest, OverflowedPrefixIsUnprogrammedExactlyOnce) {
   EXPECT_EQ(l3_->numUnprogrammedV6Routes(), 1u);
   EXPECT_EQ(sm_->overflowRoutesForReview(), 0u);
   EXPECT_EQ(l3_->ip6OverflowRouteSize(), 0u);
+}
+
+// A FEC refused over maxEcmp is logged once however many routes ask for it,
+// and the routes waiting for it follow the review that finally makes its
+// adjacency (adjEntryReviewCnt), even when the FEC itself did not change.
+TEST_F(Route6SmTest, RoutesOverARefusedFecFollowItsAdjacencyReview) {
+  auto logs = Vix::makePtr<Vix::MemoryLogSink>();
+  Vix::logSinkIs(logs);
+  hw_->maxEcmpIs(2);
+  fec(1, 3);
+  route(pfx(1), fecId(1));
+  route(pfx(2), fecId(1));
+  start();
+  run();
+  EXPECT_EQ(logs->records().size(), 1u);
+  EXPECT_FALSE(handed(pfx(1)));
+  EXPECT_EQ(unprogrammedCount(), 2u);
+  // The limit is raised; a review of the FEC's adjacency is asked for (as
+  // an interface event would) and creates it.
+  hw_->maxEcmpIs(4);
+  vrf_->adjEntryReviewListIs(fecId(1), AdjReviewType::adjReviewUpdate);
+  run();
+  Vix::logSinkIs(Vix::makePtr<Vix::StderrLogSink>());
+  auto entry = adj_->adjEntry(fecId(1).value());
+  ASSERT_TRUE(entry && entry->l2Adj());
+  for (int n : {1, 2}) {
+    ASSERT_TRUE(handed(pfx(n))) << n;
+    EXPECT_EQ(handed(pfx(n))->l2AdjIndex(), entry->l2Adj()->index());
+    EXPECT_EQ(helper_->chip.at(pfx(n)), entry->l2Adj()->index());
+  }
+  EXPECT_EQ(unprogrammedCount(), 0u);
+  EXPECT_EQ(logs->records().size(), 1u);
 }
 
 TEST_F(Route6SmTest, RoutesUnderAnAggregateAreNotHandedOverAlone) {

@@ -5,6 +5,7 @@
 #include <sys/resource.h>
 
 #include "softchip/SoftChip.h"
+#include "kor/l3/VrfMachineFactories.h"
 #include "tests/l3/VrfRootFixture.h"
 #include "vix/Log.h"
 
@@ -28,10 +29,9 @@ TEST_F(VrfRootFixture, VrfIdsRunOutAtMaxVrfsAndComeBackFirstInFirstOut) {
 
   withdraw("b");
   EXPECT_FALSE(root("b"));
-  EXPECT_FALSE(l3Status_->vrfNameHas(Kor::VrfId(2)));
   EXPECT_FALSE(l3Status_->vrfL3StatusHas(VrfName("b")));
-  announce("e");
-  EXPECT_EQ(vrfId("e"), 2u);
+  // The waiting VRF takes the freed id.
+  EXPECT_EQ(vrfId("d"), 2u);
   withdraw("c");
   withdraw("a");
   EXPECT_EQ(freeIds(), (std::vector<uint32_t>{3, 1}));
@@ -43,7 +43,50 @@ TEST_F(VrfRootFixture, VrfIdsRunOutAtMaxVrfsAndComeBackFirstInFirstOut) {
   EXPECT_EQ(sm_->vrfDeleteCount(), 3u);
   // The same root is found by id.
   EXPECT_EQ(Kor::getKorVrfRootFromVrfId(sm_, Kor::VrfId(3)), root("f").ptr());
-  EXPECT_EQ(Kor::getKorVrfRootFromVrfId(sm_, Kor::VrfId(2))->vrfName(), VrfName("e"));
+  EXPECT_EQ(Kor::getKorVrfRootFromVrfId(sm_, Kor::VrfId(2))->vrfName(), VrfName("d"));
+}
+
+// A VRF that found no id is the next creation when one frees, however it
+// frees: a withdrawal, a pending delete's review, a stale pair at start.
+TEST_F(VrfRootFixture, WaitingVrfTakesTheNextFreedId) {
+  cap_->maxVrfsIs(2);
+  auto chip = Vix::makePtr<SoftChip::SoftChip>();
+  in_.routingStatusSmHelper = chip->l3().routingStatusSmHelper();
+  announce("a", true);
+  for (auto n : {"b", "c", "d"}) announce(n);
+  start();
+  EXPECT_FALSE(root("c"));
+  EXPECT_FALSE(root("d"));
+  withdraw("b");
+  ASSERT_TRUE(root("c"));
+  EXPECT_EQ(vrfId("c"), 2u);
+  EXPECT_FALSE(root("d"));
+  announce("e");  // a later announcement waits behind d
+  l3Status_->vrfL3Status(VrfName("a"))->waitForRoutingDisabledIs(true);
+  withdraw("a");
+  EXPECT_TRUE(root("a"));
+  loop_->runFor(sm_->deleteReviewInterval());
+  EXPECT_FALSE(root("a"));
+  ASSERT_TRUE(root("d"));
+  EXPECT_EQ(vrfId("d"), 1u);
+  EXPECT_FALSE(root("e"));
+  EXPECT_TRUE(freeIds().empty());
+}
+
+TEST_F(VrfRootFixture, StalePairWithoutRoutesGivesItsIdToAWaitingVrf) {
+  // An earlier run's pairs; its hand-over lists are gone (as after a restart).
+  cap_->maxVrfsIs(2);
+  l3Status_->vrfIdPairIs(VrfName("gone"), Kor::VrfId(1));
+  l3Status_->newVrfL3Status(VrfName("gone"));
+  l3Status_->vrfIdPairIs(VrfName("kept"), Kor::VrfId(2));
+  announce("kept");
+  announce("new");
+  start();
+  EXPECT_FALSE(l3Status_->vrfIdHas(VrfName("gone")));
+  EXPECT_FALSE(l3Status_->vrfL3StatusHas(VrfName("gone")));
+  EXPECT_EQ(vrfId("kept"), 2u);
+  ASSERT_TRUE(root("new"));
+  EXPECT_EQ(vrfId("new"), 1u);
 }
 
 TEST_F(VrfRootFixture, IdFromHardwareRouteStatusWhenNotAllocatingHere) {
@@ -484,6 +527,49 @@ TEST_F(VrfRootFixture, CommandChannelParsesCodeAndArgument) {
 TEST_F(VrfRootFixture, MissingMandatoryInputIsRefused) {
   in_.routing6VrfInfoDir = nullptr;
   EXPECT_THROW(Kor::vrfRootSmFactory(in_), std::invalid_argument);
+}
+
+}  // namespace
+}  // namespace KorTest
+
+namespace KorTest {
+namespace {
+
+// The exported factories refuse a missing mandatory input before building
+// anything; what they build is what a VRF root runs.
+TEST_F(VrfRootFixture, MachineFactoriesRefuseMissingInputs) {
+  using Kor::VrfId;
+  VrfName red("red");
+  auto status = Vix::makePtr<Kor::VrfL3Status>(red);
+  auto throwsNull = [](auto&& make) {
+    try {
+      make();
+    } catch (std::invalid_argument const& e) {
+      return std::string(e.what()) == "null ValidPtr";
+    }
+    return false;
+  };
+  EXPECT_TRUE(throwsNull([&] { Kor::arpSmFactory(nullptr, red, status, nullptr, nullptr, nullptr); }));
+  EXPECT_TRUE(throwsNull([&] { Kor::ip6NeighSmFactory(nullptr, red, status, nullptr, nullptr, nullptr); }));
+  EXPECT_TRUE(throwsNull([&] { Kor::nexthopGroupRouteSmFactory(nullptr, red, nullptr); }));
+  EXPECT_TRUE(throwsNull([&] {
+    Kor::adjSmFactory(VrfId(1), red, acsd_, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
+                      nullptr, nullptr, nullptr);
+  }));
+  EXPECT_TRUE(throwsNull([&] { Kor::l2AdjHelperFactory(acsd_, nullptr, nullptr, nullptr, nullptr); }));
+  EXPECT_TRUE(throwsNull([&] {
+    Kor::routingStatusSmFactory(acsd_, red, nullptr, nullptr, l3Status_, status, nullptr, nullptr, nullptr, nullptr,
+                                nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr);
+  }));
+  // A route machine without its adjacency machine.
+  Kor::RouteSm::Inputs in4{nullptr, l3Status_, status, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr};
+  Kor::Route6Sm::Inputs in6{nullptr, l3Status_, status, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr};
+  EXPECT_TRUE(throwsNull([&] { Kor::routeSmFactory(acsd_, nullptr, VrfId(1), in4); }));
+  EXPECT_TRUE(throwsNull([&] { Kor::route6SmFactory(acsd_, nullptr, VrfId(1), in6); }));
+
+  auto arp = Kor::arpSmFactory(acsd_, red, status, nullptr, nullptr, nullptr);
+  ASSERT_TRUE(arp);
+  EXPECT_EQ(arp->vrfName(), red);
 }
 
 }  // namespace
