@@ -15,6 +15,8 @@
 #include "agent/life/LifeModule.h"
 #include "agent/neigh/NeighbourModule.h"
 #include "agent/source/RouteSourceModule.h"
+#include "agent/tunnel/TunnelModule.h"
+#include "agent/nexthop/NexthopModule.h"
 #include "agent/vrf/VrfModule.h"
 #include "kor/adj/L2AdjHelper.h"
 #include "kor/common/KorCommonSmData.h"
@@ -77,6 +79,8 @@ void Agent::doListModules() {
   modules_.push_back(std::make_unique<FibModule>(this));
   modules_.push_back(std::make_unique<VrfModule>(this));
   modules_.push_back(std::make_unique<RouteSourceModule>(this));
+  modules_.push_back(std::make_unique<TunnelModule>(this));
+  modules_.push_back(std::make_unique<NexthopModule>(this));
 }
 
 Agent::~Agent() {

@@ -179,6 +179,8 @@ NextHopL2InfoCollection L2AdjHelper::doBuildL2AdjViaCollHelper(RouteType routeTy
       info.intfIdIs(intf);
       if (k->second.isV6()) info.tunnel6L2InfoIs(r.l2Adj->index());
       else info.tunnelL2InfoIs(r.l2Adj->index());
+      if (!((info.tunnelL2Info() && !info.tunnel6L2Info()) || (!info.tunnelL2Info() && info.tunnel6L2Info())))
+        korAssert("( tunnelL2Info && !tunnel6L2Info ) || ( !tunnelL2Info && tunnel6L2Info )");
     } else {
       // The VLAN the neighbour is resolved on: the via's, a VLAN interface's
       // own, or a routed port's internal VLAN.
