@@ -56,8 +56,13 @@ NexthopRequestSm::NexthopRequestSm(Vix::Ptr<KorCommonSmData> const& acsd, Vix::P
         review_.runPass();
         review_.scheduleRetry();
       }) {
-  review_.laneAdd([this](uint64_t const& id, bool&) { return doReview(id); });
-  review_.laneAdd([this](uint64_t const& id, bool&) { return doReview(id); }, Vix::LaneKind::retry);
+  review_.laneAdd([this](uint64_t const& id, bool&) {
+    // Refused by the chip: retried on the retry lane until installed.
+    if (!doReview(id)) review_.enqueue(kRetryLane, id);
+    return Vix::ReviewAction::done;
+  });
+  review_.laneAdd([this](uint64_t const& id, bool&) { return doReview(id) ? Vix::ReviewAction::done : Vix::ReviewAction::keep; },
+                  Vix::LaneKind::retry);
   review_.retryPeriodIs(0.2);
   vixReactors_.watch<VixRequestConfig>(requestConfig_);
   vixReactors_.watch<VixL3Status>(l3Status_);
@@ -128,11 +133,11 @@ void NexthopRequestSm::handleVrf(std::string const& vrf) {
   enqueueAll(vrf, [](Nexthop::NexthopRequest const&) { return true; });
 }
 
-Vix::ReviewAction NexthopRequestSm::doReview(uint64_t requestId) {
+bool NexthopRequestSm::doReview(uint64_t requestId) {
   if (!requestConfig_->requestHas(requestId)) {
     doRelease(requestId);
     doWatchVrfs();
-    return Vix::ReviewAction::done;
+    return true;
   }
   Nexthop::NexthopRequest const req = requestConfig_->request(requestId);
   auto old = requestOf_.find(requestId);
@@ -147,10 +152,7 @@ Vix::ReviewAction NexthopRequestSm::doReview(uint64_t requestId) {
   s.adj->pbrIs(uint32_t(s.requestIds.size()));
   requestOf_[requestId] = req;
   doWatchVrfs();
-  if (doResolve(req, s)) return Vix::ReviewAction::done;
-  // Refused by the chip: retried on the retry lane until installed.
-  review_.enqueue(kRetryLane, requestId);
-  return Vix::ReviewAction::done;
+  return doResolve(req, s);
 }
 
 template <class AF>

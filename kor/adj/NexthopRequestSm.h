@@ -78,7 +78,9 @@ class KOR_EXPORT NexthopRequestSm : public KorBaseSm {
     std::set<uint64_t> requestIds;
   };
 
-  Vix::ReviewAction doReview(uint64_t requestId);
+  // Takes the request's current configuration; false when the chip refused
+  // its L2 adjacency (retried).
+  bool doReview(uint64_t requestId);
   // Rebuilds the record's vias and L2 adjacency and answers its requests;
   // true when the answer is final (nothing refused).
   bool doResolve(Nexthop::NexthopRequest const& req, Shared& s);
