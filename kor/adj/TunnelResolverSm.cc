@@ -53,11 +53,23 @@ TunnelResolverSm::TunnelResolverSm(Vix::Ptr<KorCommonSmData> const& acsd, Vix::P
       entityManager_(Vix::ValidPtr<Ledra::EntityManager>(entityManager)),
       tunnelConfig_(Vix::ValidPtr<Tunnel::KorTunnelConfig const>(tunnelConfig)),
       tunnelStatus_(Vix::ValidPtr<Tunnel::KorTunnelStatus>(tunnelStatus)),
-      review_(acsd->activityLoop().ptr(), [this] { review_.runPass(); }) {
+      review_(acsd->activityLoop().ptr(), [this] {
+        review_.runPass();
+        review_.scheduleRetry();
+      }) {
   review_.laneAdd([this](Nollo::IntfId const& intf, bool&) {
     doResolve(intf);
+    if (auto it = resolved_.find(intf); it != resolved_.end() && it->second.refused) review_.enqueue(1, intf);
     return Vix::ReviewAction::done;
   });
+  review_.laneAdd(
+      [this](Nollo::IntfId const& intf, bool&) {
+        doResolve(intf);
+        auto it = resolved_.find(intf);
+        return it != resolved_.end() && it->second.refused ? Vix::ReviewAction::keep : Vix::ReviewAction::done;
+      },
+      Vix::LaneKind::retry);
+  review_.retryPeriodIs(0.2);
   vixReactors_.watch<VixTunnelConfig>(tunnelConfig_);
   vixReactors_.watch<VixL3Status>(l3Status_);
 }
@@ -159,14 +171,21 @@ void TunnelResolverSm::doResolve(Nollo::IntfId const& intf) {
   Resolved& r = resolved_[intf];
   r.key = key;
   r.vrf = cfg.underlayVrf;
-  bool wasResolved = r.resolved;
-  bool changed = key.isV6() ? doResolveT<Nollo::Ipv6>(intf, cfg, r) : doResolveT<Nollo::Ipv4>(intf, cfg, r);
+  bool const wasResolved = r.resolved;
+  uint64_t const wasIndex = r.l2AdjIndex;
+  if (key.isV6()) doResolveT<Nollo::Ipv6>(intf, cfg, r);
+  else doResolveT<Nollo::Ipv4>(intf, cfg, r);
   doWatchVrfs();
-  if (changed || wasResolved != r.resolved) doReviewUsers(intf);
+  // The adjacencies over the tunnel see only whether it is resolved and the
+  // index of its L2 adjacency (whose data the helper rewrites in place): a
+  // change of either re-reviews them. Reviewing them on every change of the
+  // underlay's data would rebuild equal collections, and an unused tunnel's
+  // L2 adjacency, deleted and built again, would chase its own tail.
+  if (wasResolved != r.resolved || (r.resolved && wasIndex != r.l2AdjIndex)) doReviewUsers(intf);
 }
 
 template <class AF>
-bool TunnelResolverSm::doResolveT(Nollo::IntfId const& intf, Tunnel::TunnelIntfConfig const& cfg, Resolved& r) {
+void TunnelResolverSm::doResolveT(Nollo::IntfId const& intf, Tunnel::TunnelIntfConfig const& cfg, Resolved& r) {
   using Addr = typename AF::Addr;
   Addr dst;
   if constexpr (AF::version == 6) dst = r.key.dstIpAddr.v6();
@@ -189,8 +208,19 @@ bool TunnelResolverSm::doResolveT(Nollo::IntfId const& intf, Tunnel::TunnelIntfC
     if constexpr (AF::version == 6) found = adj->adjVia6() != nullptr;
     else found = adj->adjVia() != nullptr;
     if (found) {
-      if constexpr (AF::version == 6) underlay = *adj->adjVia6();
-      else underlay = *adj->adjVia();
+      // A tunnel is never carried by a tunnel: underlay vias that leave by
+      // a tunnel interface are left out.
+      AdjViaT<AF> const* all;
+      if constexpr (AF::version == 6) all = adj->adjVia6().ptr();
+      else all = adj->adjVia().ptr();
+      uint8_t backups = 0;
+      for (auto const& v : all->viaList()) {
+        if (v.intfId().isTunnel()) continue;
+        underlay.viaAdd(v);
+        backups = uint8_t(backups + v.isBackupVia());
+      }
+      underlay.numBackupViasIs(backups);
+      underlay.ttlIs(all->ttl());
     }
   }
   // The encapsulation is part of the tunnel's L2 data: 0 IP-in-IP, 1 GRE,
@@ -198,7 +228,6 @@ bool TunnelResolverSm::doResolveT(Nollo::IntfId const& intf, Tunnel::TunnelIntfC
   underlay.greKeyTypeIs(cfg.type == Tunnel::TunnelType::gre ? (cfg.hasGreKey ? 2 : 1) : 0);
   KOR_TRACE(5, "Tunnel " << intf << " " << r.key << " underlay vrf " << r.vrf << ": route "
                          << (match ? status.underlayPrefix : std::string("none")) << ", adj " << (found ? "found" : "none"));
-  bool changed = false;
   if (found || r.registered) {
     if (!found) KOR_TRACE(5, "Tunnel prefix: " << r.key << " No resolved next hops found");
     VrfId vrfId = vrfKnown ? l3Status_->vrfId(VrfName(r.vrf)) : VrfId(0);
@@ -206,13 +235,16 @@ bool TunnelResolverSm::doResolveT(Nollo::IntfId const& intf, Tunnel::TunnelIntfC
     else l2AdjHelper_->doCreateOrUpdateTunnelL2Info(TunnelKey{r.key.srcIpAddr.v4(), dst}, intf, vrfId, underlay);
     r.registered = true;
     auto info = l2AdjHelper_->getTunnel6L2Info(r.key, false, true);
-    changed = info.updateL2Info;
-    r.resolved = info.l2Adj && info.l2Adj->via().hasType(NextHopEntryType::nextHopArpResolved);
+    if (info.updateL2Info) KOR_TRACE(5, "Tunnel " << intf << " L2 data changed");
+    bool forwards = info.l2Adj && info.l2Adj->via().hasType(NextHopEntryType::nextHopArpResolved);
+    r.resolved = forwards && info.l2Adj->state() == L2AdjState::installed;
+    // Refused by the chip: retried after the retry period.
+    r.refused = forwards && !r.resolved;
     status.l2AdjIndex = r.resolved ? info.l2Adj->index() : 0;
+    r.l2AdjIndex = status.l2AdjIndex;
   }
   status.resolved = r.resolved;
   tunnelStatus_->tunnelIs(intf, status);
-  return changed;
 }
 
 void TunnelResolverSm::doUnregister(Nollo::IntfId const& intf, Resolved& r) {
@@ -222,6 +254,7 @@ void TunnelResolverSm::doUnregister(Nollo::IntfId const& intf, Resolved& r) {
   else l2AdjHelper_->doRemoveTunnelL2Info(TunnelKey{r.key.srcIpAddr.v4(), r.key.dstIpAddr.v4()});
   r.registered = false;
   r.resolved = false;
+  r.l2AdjIndex = 0;
 }
 
 // Every adjacency of any VRF whose vias leave by the tunnel interface.

@@ -18,11 +18,13 @@
 // underlay VRF that covers its destination, or a review of the underlay
 // FEC's adjacency (VrfL3Status::adjEntryReviewCnt: its vias or its next
 // hops' layer-2 data changed) queues the tunnel; a pass of the machine's
-// review loop resolves it. Whenever the tunnel's L2 data changed or it
-// became resolved or unresolved, every adjacency whose vias leave by the
+// review loop resolves it. Whenever it became resolved or unresolved, or its
+// L2 adjacency changed index while resolved, every adjacency whose vias leave by the
 // tunnel interface (L3Status::intfToAdjEntry, any VRF) gets an
 // adjReviewUpdate entry in its VRF's adjEntryReviewList, which the
-// adjacency machine queues in its tunnel lane.
+// adjacency machine queues in its tunnel lane. A tunnel is resolved when its
+// L2 adjacency forwards to a resolved next hop and the chip holds it; one
+// the chip refused is retried from the loop's retry lane.
 //
 // Owns: KorTunnelStatus (one entry per configured tunnel), the per-VRF
 // watches of the underlay route tables and VRF statuses.
@@ -56,7 +58,7 @@ class KOR_EXPORT TunnelResolverSm : public KorBaseSm {
 
   Vix::Ptr<Tunnel::KorTunnelStatus> const& tunnelStatus() const { return tunnelStatus_; }
   // Tunnels queued for resolution.
-  size_t tunnelsForReview() const { return review_.size(0); }
+  size_t tunnelsForReview() const { return review_.size(0) + review_.size(1); }
 
   void handleInitialized() override;
   // Every configured tunnel has its status and nothing waits for review.
@@ -83,11 +85,13 @@ class KOR_EXPORT TunnelResolverSm : public KorBaseSm {
     std::string vrf;
     bool registered = false;  // known to the L2 adjacency helper
     bool resolved = false;
+    bool refused = false;  // its L2 adjacency forwards but the chip refused it
+    uint64_t l2AdjIndex = 0;  // while resolved
     Quill::Fib::FecId fecId;  // the underlay route's FEC (invalid: no route)
   };
 
   template <class AF>
-  bool doResolveT(Nollo::IntfId const& intf, Tunnel::TunnelIntfConfig const& cfg, Resolved& r);
+  void doResolveT(Nollo::IntfId const& intf, Tunnel::TunnelIntfConfig const& cfg, Resolved& r);
   void doUnregister(Nollo::IntfId const& intf, Resolved& r);
   void doReviewUsers(Nollo::IntfId const& intf);
   void doWatchVrfs();
