@@ -50,7 +50,9 @@ void TunnelSection::doApplyRemovals(Agent& agent, ConfigSection const& nextSecti
 }
 
 void TunnelSection::doApplyAdds(Agent& agent, ConfigSection const& nextSection, ConfigReport& report) {
-  for (auto const& [intf, cfg] : static_cast<TunnelSection const&>(nextSection).tunnels_) {
+  for (auto const& kv : static_cast<TunnelSection const&>(nextSection).tunnels_) {
+    Nollo::IntfId const& intf = kv.first;
+    Tunnel::TunnelIntfConfig const& cfg = kv.second;
     auto it = tunnels_.find(intf);
     if (it != tunnels_.end() && it->second == cfg) continue;
     if (report.doInput(pointerOf(intf), [&] { agent.module<TunnelModule>().tunnelAdd(intf, cfg); }))
