@@ -18,6 +18,8 @@
 #include "agent/source/RouteSourceModule.h"
 #include "agent/routing/RoutingInputsModule.h"
 #include "agent/verify/VerifyModule.h"
+#include "agent/tunnel/TunnelModule.h"
+#include "agent/nexthop/NexthopModule.h"
 #include "agent/vrf/VrfModule.h"
 #include "kor/adj/L2AdjHelper.h"
 #include "kor/common/KorCommonSmData.h"
@@ -82,6 +84,8 @@ void Agent::doListModules() {
   modules_.push_back(std::make_unique<VrfModule>(this));
   modules_.push_back(std::make_unique<RouteSourceModule>(this));
   modules_.push_back(std::make_unique<VerifyModule>(this));
+  modules_.push_back(std::make_unique<TunnelModule>(this));
+  modules_.push_back(std::make_unique<NexthopModule>(this));
 }
 
 Agent::~Agent() {

@@ -26,6 +26,11 @@ class AdjLinkReviewSm::VixVrfL3Status : public Vix::NestedReactor<AdjLinkReviewS
   void handleNextHop6List(Nollo::IpAddr6 const& a) override { sm_->handleNextHopList<Nollo::Ipv6>(a); }
 };
 
+class AdjLinkReviewSm::VixL3Status : public Vix::NestedReactor<AdjLinkReviewSm, L3Status::Notifiee> {
+ public:
+  void handleHwLagIdChange(Nollo::IntfId const& lag) override { sm_->handleHwLagIdChange(lag); }
+};
+
 AdjLinkReviewSm::AdjLinkReviewSm(Vix::Ptr<KorCommonSmData> const& acsd, VrfId vrfId,
                                  Vix::Ptr<L3Status> const& l3Status, Vix::Ptr<VrfL3Status> const& vrfL3Status,
                                  Vix::Ptr<L2AdjHelper> const& l2AdjHelper,
@@ -36,6 +41,7 @@ AdjLinkReviewSm::AdjLinkReviewSm(Vix::Ptr<KorCommonSmData> const& acsd, VrfId vr
   vixReactors_.watch<VixKorCommonSmData>(acsd);
   vixReactors_.watch<VixIntfVlanIdTable>(intfVlanIdTable);
   vixReactors_.watch<VixVrfL3Status>(vrfL3Status_);
+  vixReactors_.watch<VixL3Status>(l3Status_);
   // Next hops resolved before this machine watched the lists.
   for (auto const& kv : vrfL3Status_->nextHopListMap()) handleNextHopList<Nollo::Ipv4>(kv.first);
   for (auto const& kv : vrfL3Status_->nextHop6ListMap()) handleNextHopList<Nollo::Ipv6>(kv.first);
@@ -68,6 +74,14 @@ void AdjLinkReviewSm::handleLagToPort(Nollo::IntfId const& lag) {
 void AdjLinkReviewSm::handleIntfVlanId(Nollo::IntfId const& intf) {
   KOR_TRACE(8, "handleIntfVlanId vrf: " << vrfId_ << ", intf: " << intf);
   doRequestReview(intf, AdjReviewType::adjReviewUpdate);
+}
+
+// The hardware id is part of the L2 data of every next hop resolved to the
+// port channel: a regular review rebuilds it.
+void AdjLinkReviewSm::handleHwLagIdChange(Nollo::IntfId const& lag) {
+  if (!l3Status_->hwLagIdChangeHas(lag)) return;
+  KOR_TRACE(8, "handleHwLagIdChange vrf: " << vrfId_ << ", lag: " << lag);
+  doRequestReview(lag, AdjReviewType::adjReviewUpdate);
 }
 
 template <class AF>

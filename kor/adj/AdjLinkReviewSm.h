@@ -11,7 +11,9 @@
 // lagToPort, or a member's link) or an interface's VLAN changing writes one
 // VrfL3Status::adjEntryReviewList entry per adjacency of this VRF that uses
 // the interface either way: adjReviewLinkDown / adjReviewLinkUp after the
-// interface's new state, adjReviewUpdate for a VLAN change.
+// interface's new state, adjReviewUpdate for a VLAN change or a change of a
+// port channel's hardware id (L3Status::hwLagIdChange, which the platform
+// writes and removes at once: a key present when notified is a change).
 //
 // Owns the layer-2 egress index: interface -> next hops resolved to it, and
 // back. Invariant: it holds exactly the physical-port and port-channel
@@ -51,6 +53,7 @@ class KOR_EXPORT AdjLinkReviewSm : public KorBaseSm {
   void handleIntfStatus(Nollo::IntfId const& intf);
   void handleLagToPort(Nollo::IntfId const& lag);
   void handleIntfVlanId(Nollo::IntfId const& intf);
+  void handleHwLagIdChange(Nollo::IntfId const& lag);
   template <class AF>
   void handleNextHopList(typename AF::Addr const& addr);
 
@@ -65,6 +68,7 @@ class KOR_EXPORT AdjLinkReviewSm : public KorBaseSm {
   class VixKorCommonSmData;
   class VixIntfVlanIdTable;
   class VixVrfL3Status;
+  class VixL3Status;
 
   template <class AF>
   void doRequestReviewOfNextHop(typename AF::Addr const& addr, AdjReviewType type);

@@ -186,7 +186,10 @@ NextHopL2InfoCollection L2AdjHelper::doBuildL2AdjViaCollHelper(RouteType routeTy
         return;
       }
       auto r = tunnelL2Info(k->second, false, false);
-      if (!r.l2Adj || !r.l2Adj->via().hasType(NextHopEntryType::nextHopArpResolved)) {
+      // A tunnel L2 adjacency the chip has not taken is no path yet: its
+      // resolver retries it and then has this adjacency reviewed again.
+      if (!r.l2Adj || !r.l2Adj->via().hasType(NextHopEntryType::nextHopArpResolved) ||
+          r.l2Adj->state() != L2AdjState::installed) {
         KOR_TRACE(5, "Tunnel prefix: " << k->second << " No resolved next hops found");
         return;
       }
@@ -194,6 +197,8 @@ NextHopL2InfoCollection L2AdjHelper::doBuildL2AdjViaCollHelper(RouteType routeTy
       info.intfIdIs(intf);
       if (k->second.isV6()) info.tunnel6L2InfoIs(r.l2Adj->index());
       else info.tunnelL2InfoIs(r.l2Adj->index());
+      if (!((info.tunnelL2Info() && !info.tunnel6L2Info()) || (!info.tunnelL2Info() && info.tunnel6L2Info())))
+        korAssert("( tunnelL2Info && !tunnel6L2Info ) || ( !tunnelL2Info && tunnel6L2Info )");
     } else {
       // The VLAN the neighbour is resolved on: the via's, a VLAN interface's
       // own, or a routed port's internal VLAN.
@@ -619,7 +624,14 @@ void L2AdjHelper::doCreateOrUpdateTunnelL2InfoT(TunnelKeyGen const& key, Nollo::
   tunnelIntfKey_.insert_or_assign(tunnelIntf, key);
   if (key.isV6()) l3Status_->tunnel6L2InfoIs(tunnelIntf, true);
   else l3Status_->tunnelL2InfoIs(tunnelIntf, true);
-  if (t.underlay == coll && t.l2Adj) return;
+  if (t.underlay == coll && t.l2Adj) {
+    // Unchanged, but refused by the chip before: asked again.
+    if (t.l2Adj->state() != L2AdjState::installed) {
+      if (t.l2Adj->inChip()) notifyUpdateL2Adj(*t.l2Adj);
+      else notifyCreateL2Adj(*t.l2Adj);
+    }
+    return;
+  }
   t.underlay = coll;
   t.l2InfoChanged = true;
   // The underlay's L2 adjacency is the tunnel's own, never shared.

@@ -108,7 +108,7 @@ struct VrfRootSmInputs {
   Out<NexthopGroup::WatchedNexthopGroupConfig> watchedNexthopGroupConfig;
   Out<NexthopGroup::ResolvedNexthopGroupStatus> resolvedNexthopGroupStatus;
   In<Tunnel::KorTunnelConfig> korTunnelConfig;
-  In<Tunnel::KorTunnelStatus> korTunnelStatus;
+  Out<Tunnel::KorTunnelStatus> korTunnelStatus;
   In<Routing::SequenceConfig> routingSequenceConfig;
   Out<Routing::SequenceStatus> routingSequenceStatus;
   In<Routing::VrfSequenceConfigDir> vrfSequenceConfigDir;

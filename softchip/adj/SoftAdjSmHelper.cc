@@ -85,7 +85,18 @@ uint32_t SoftAdjSmHelper::getL3IntfId(Nollo::IntfId const& l3IntfId) {
 }
 
 uint32_t SoftAdjSmHelper::getHwLagId(Nollo::IntfId const& intfId) const {
-  return intfId.isPortChannel() ? intfId.number(0) : 0;
+  if (!intfId.isPortChannel()) return 0;
+  auto it = hwLagId_.find(intfId);
+  return it == hwLagId_.end() ? intfId.number(0) : it->second;
+}
+
+void SoftAdjSmHelper::hwLagIdIs(Nollo::IntfId const& lag, uint32_t id) {
+  uint32_t old = getHwLagId(lag);
+  if (id) hwLagId_[lag] = id;
+  else hwLagId_.erase(lag);
+  if (getHwLagId(lag) == old || !l3Status_) return;
+  l3Status_->hwLagIdChangeIs(lag, true);
+  l3Status_->hwLagIdChangeDel(lag);
 }
 
 KorHelper::AdjSmHelper::HeldAdjs SoftAdjSmHelper::heldAdjs() const {

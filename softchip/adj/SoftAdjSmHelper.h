@@ -35,8 +35,14 @@ class SoftAdjSmHelper : public KorHelper::AdjSmHelper {
   bool verifyAdj(Kor::L2Adjacency const& l2Adj) override;
   uint64_t getNexthopIndexForAdj(Kor::L2Adjacency const& l2Adj) const override;
   uint32_t getL3IntfId(Nollo::IntfId const& l3IntfId) override;
-  // A port channel's hardware id is its number; 0 for anything else.
+  // A port channel's hardware id is its number unless hwLagIdIs changed it;
+  // 0 for anything else.
   uint32_t getHwLagId(Nollo::IntfId const& intfId) const override;
+  // The chip gives the port channel another hardware id (0: back to its
+  // number) and tells the library through L3Status::hwLagIdChange, written
+  // and removed at once: every VRF's link review re-reviews the adjacencies
+  // on the port channel.
+  void hwLagIdIs(Nollo::IntfId const& lag, uint32_t id);
   bool adjSharingDefault() const override { return adjSharingDefault_; }
   HeldAdjs heldAdjs() const override;
 
@@ -73,6 +79,7 @@ class SoftAdjSmHelper : public KorHelper::AdjSmHelper {
   size_t callNext_ = 0;
   std::map<std::string, uint64_t> opCount_;
   std::map<Nollo::IntfId, uint32_t> l3IntfId_;
+  std::map<Nollo::IntfId, uint32_t> hwLagId_;
 };
 
 }  // namespace SoftChip

@@ -12,7 +12,9 @@
 // (IPv6: both tables together), each on the FIB route's FEC and on the L2
 // adjacency the adjacency machine gave that FEC; a family switched off holds
 // nothing; no chip route belongs to a VRF that is gone; nothing is counted
-// unprogrammed; a verification pass of every machine reports nothing.
+// unprogrammed; a verification pass of every machine reports nothing. Tunnels in the default VRF come and go and move their
+// destinations under the routes; every route over a tunnel FEC forwards
+// through its tunnel's current underlay.
 //
 // Seeds: a fixed list by default; KOR_RANDOM_SEED=N runs that seed only and
 // KOR_RANDOM_STEPS=N changes the number of random changes per run (1000), e.g.
@@ -26,6 +28,7 @@
 #include <vector>
 
 #include "tests/adj/RandomAgentHarness.h"
+#include "agent/tunnel/TunnelModule.h"
 #include "kor/records/AdjEntry.h"
 #include "kor/records/L3Status.h"
 #include "kor/records/VrfL3Status.h"
@@ -70,6 +73,7 @@ class RandomRouteTest : public RandomAgentHarness {
       agent_->module<KorAgent::IntfModule>().intfAdd(v.intf, v.name.isDefault() ? std::nullopt : std::optional(v.name), Kor::VlanId(v.vlan),
                       v.routedPort);
     agent_->module<KorAgent::ChipModule>().exactMatchLengthsIs({64});
+    buildTunnels();
   }
 
   Vrf& anyVrf() { return vrfs_[pick(vrfs_.size())]; }
@@ -202,6 +206,7 @@ class RandomRouteTest : public RandomAgentHarness {
       else if (k < 12) neighChange();
       else if (k < 13) vrfChange();
       else if (k < 15) routingChange();
+      else if (k < 16) tunnelChange();
       else chipChange();
       if (coin(0.3)) agent_->runFor(0.001 * double(pick(300)));
       if (agent_->l3Status()->numUnprogrammedRoutes() + agent_->l3Status()->numUnprogrammedV6Routes()) ++unprogrammedSteps_;
@@ -288,6 +293,7 @@ class RandomRouteTest : public RandomAgentHarness {
     EXPECT_EQ(l3->numUnprogrammedV6Routes(), 0u);
     EXPECT_FALSE(l3->routingResourceFull());
     EXPECT_FALSE(l3->ip6RoutingResourceFull());
+    checkTunnels();
     checked_ += expected;
     for (char const* t : {"route4", "route6", "route6em"}) {
       auto c = chip->injector().counters(t);
@@ -295,6 +301,86 @@ class RandomRouteTest : public RandomAgentHarness {
     }
   }
 
+  // Tunnels of the default VRF: FECs kTunnelFec + t leave by Tunnel<t>,
+  // whose destination lies in the routes' pool (20.x), so that the routes
+  // the generator writes carry the tunnels, or the tunnels' own FECs do
+  // (never resolved: no tunnel over a tunnel). The next hops' MACs are in
+  // the MAC table so the underlays resolve.
+  static constexpr uint64_t kTunnelFec = 90;
+  static constexpr int kTunnels = 2;
+  void buildTunnels() {
+    tunnelDst_.clear();
+    for (uint64_t m = 1; m <= 6; ++m)
+      agent_->module<KorAgent::NeighbourModule>().macAdd(Kor::VlanId(10), Nollo::EthAddr::fromUint64(0x001c73000000ull + m),
+                                                         IntfId::ethernet(9));
+    for (int t = 1; t <= kTunnels; ++t) {
+      KorAgent::FibModule::Via via;
+      via.hop = Nollo::IpGenAddr("30.0.0." + std::to_string(t));
+      via.intf = IntfId::tunnel(uint32_t(t));
+      agent_->module<KorAgent::FibModule>().fecAdd(kTunnelFec + uint64_t(t), {via}, vrfs_[0].name);
+      vrfs_[0].fecs[kTunnelFec + uint64_t(t)] = false;
+    }
+  }
+  void tunnelChange() {
+    int t = 1 + int(pick(kTunnels));
+    IntfId intf = IntfId::tunnel(uint32_t(t));
+    auto& tm = agent_->module<KorAgent::TunnelModule>();
+    if (tunnelDst_.count(t) && coin(0.3)) {
+      tm.tunnelDel(intf);
+      tunnelDst_.erase(t);
+      return;
+    }
+    static char const* const dsts[] = {"20.1.5.9", "20.1.6.9", "20.2.0.9", "20.9.0.9"};
+    Tunnel::TunnelIntfConfig cfg;
+    cfg.type = coin(0.5) ? Tunnel::TunnelType::gre : Tunnel::TunnelType::ipInIp;
+    cfg.src = Nollo::IpGenAddr("1.1.1.1");
+    cfg.dst = Nollo::IpGenAddr(dsts[pick(4)]);
+    tm.tunnelAdd(intf, cfg);
+    tunnelDst_[t] = cfg.dst.v4();
+  }
+  // Every chip route over a tunnel FEC: its L2 adjacency has a tunnel path
+  // exactly when the tunnel's destination has a route (longest match in the
+  // test's FIB) whose FEC is no tunnel FEC and whose L2 adjacency has a
+  // resolved path; the chip's L2 adjacency of that path then holds the
+  // underlay FEC's paths.
+  void checkTunnels() {
+    Vrf const& v = vrfs_[0];
+    if (!v.on4) return;
+    auto vs = agent_->l3Status()->vrfL3Status(v.name);
+    auto const& table = agent_->chip()->adj().l2AdjTable();
+    for (auto const& [p, route] : chipRoutes<Nollo::Ipv4>(Kor::VrfId(0))) {
+      uint64_t fec = v.routes4.count(p) ? v.routes4.at(p) : 0;
+      if (fec <= kTunnelFec) continue;
+      int t = int(fec - kTunnelFec);
+      SCOPED_TRACE("route " + p + " over Tunnel" + std::to_string(t));
+      Kor::NextHopL2InfoCollection const* expected = nullptr;
+      if (tunnelDst_.count(t)) {
+        uint64_t under = 0;
+        int best = -1;
+        for (auto const& [up, uf] : v.routes4) {
+          Nollo::IpPrefix pre(up);
+          if (pre.contains(tunnelDst_[t]) && pre.len() > best) best = pre.len(), under = uf;
+        }
+        auto e = under && under <= kTunnelFec ? vs->adjEntryList(fecId(under)) : nullptr;
+        if (e && e->l2Adj() && e->l2Adj()->via().hasType(Kor::NextHopEntryType::nextHopArpResolved)) expected = &e->l2Adj()->via();
+      }
+      auto const* overlay = table.find(route.l2AdjIndex());
+      ASSERT_TRUE(overlay) << "no chip L2 adjacency " << route.l2AdjIndex();
+      Kor::NextHopL2InfoCollection const* held = nullptr;
+      for (auto const& [nh, info] : overlay->nextHop())
+        if (info.type() == Kor::NextHopEntryType::nextHopTunnel) held = table.find(info.tunnelL2Info());
+      if (!expected) {
+        EXPECT_FALSE(held) << "a tunnel path without a resolved underlay: " << *overlay;
+        continue;
+      }
+      ASSERT_TRUE(held) << "no tunnel path: " << *overlay;
+      EXPECT_EQ(held->nextHop(), expected->nextHop()) << *held << " vs " << *expected;
+      ++tunnelRoutes_;
+    }
+  }
+
+  std::map<int, Nollo::IpAddr4> tunnelDst_;
+  size_t tunnelRoutes_ = 0;
   std::vector<Vrf> vrfs_;
   size_t checked_ = 0;
   uint64_t refusals_ = 0;
@@ -325,6 +411,7 @@ TEST_F(RandomRouteTest, RoutesFollowTheFibUnderChipFaults) {
   EXPECT_GT(checked_, 0u);
   EXPECT_GT(refusals_, 0u);
   EXPECT_GT(unprogrammedSteps_, 0u);
+  EXPECT_GT(tunnelRoutes_, 0u);
 }
 
 }  // namespace
