@@ -96,7 +96,7 @@ class NexthopGroupTest : public ::testing::Test {
     std::map<std::string, std::string> out;
     auto e = entry(id);
     if (!e || !e->l2Adj()) return out;
-    auto const* held = chip_->adj().l2AdjTable().find(e->l2Adj()->index());
+    auto const* held = chip_->adj().nhgTable().find(e->l2Adj()->index());
     if (!held) return out;
     EXPECT_EQ(held->type(), L2AdjType::nexthopAdj);
     for (auto const& [nh, info] : held->nextHop()) {
@@ -222,7 +222,7 @@ TEST_F(NexthopGroupTest, UnknownGroupDefersAndDeletedGroupReleases) {
   ASSERT_TRUE(entry(7));
   EXPECT_TRUE(sm_->isAdjCreationDeferred(groupFec(7).value()));
   EXPECT_FALSE(entry(7)->l2Adj());
-  EXPECT_FALSE(chip_->adj().l2AdjTable().has(l2));
+  EXPECT_FALSE(chip_->adj().nhgTable().has(l2));
   EXPECT_TRUE(vrf_->adjEntryPrefixWalkList(groupFec(7)));
   EXPECT_TRUE(nhgSm_->nexthopGroupNameToId().empty());
 
@@ -240,13 +240,13 @@ TEST_F(NexthopGroupTest, UnsupportedHardwareMakesNoAdjacency) {
   fec(7);
   loop_->runUntilIdle();
   EXPECT_FALSE(entry(7));
-  EXPECT_EQ(chip_->adj().l2AdjTable().size(), 0u);
+  EXPECT_EQ(chip_->adj().nhgTable().size(), 0u);
 }
 
 // A chip that refuses the group's L2 adjacency (full) keeps it unprogrammed
 // and retries; room makes it install.
 TEST_F(NexthopGroupTest, ChipFullThenRoom) {
-  chip_->adj().l2AdjTable().capacityIs(0);
+  chip_->adj().nhgTable().capacityIs(0);
   group("blue", 7, {member("10.0.0.1")});
   fec(7);
   loop_->runUntilIdle();
@@ -254,7 +254,7 @@ TEST_F(NexthopGroupTest, ChipFullThenRoom) {
   ASSERT_TRUE(entry(7)->l2Adj());
   EXPECT_NE(entry(7)->l2Adj()->state(), L2AdjState::installed);
   EXPECT_EQ(sm_->unprogrammedAdjList().size(), 1u);
-  chip_->adj().l2AdjTable().capacityIs(10);
+  chip_->adj().nhgTable().capacityIs(10);
   chip_->adj().softAdjSmHelper().recheckResourceFull();
   for (int i = 0; i < 20 && sm_->unprogrammedAdjList().size(); ++i) {
     loop_->runFor(1.0);
@@ -287,7 +287,7 @@ TEST_F(NexthopGroupTest, RequestByNameHoldsTheAdjacency) {
   loop_->runUntilIdle();
   EXPECT_FALSE(entry(7));
   EXPECT_FALSE(nhgSm_->nexthopGroupSm(7));
-  EXPECT_EQ(chip_->adj().l2AdjTable().size(), 0u);
+  EXPECT_EQ(chip_->adj().nhgTable().size(), 0u);
 }
 
 // A restart over the kept chip finds the group adjacencies it left and
@@ -298,7 +298,7 @@ TEST_F(NexthopGroupTest, RestartOverTheKeptChipRewritesNothing) {
   fec(7);
   fec(8);
   loop_->runUntilIdle();
-  ASSERT_EQ(chip_->adj().l2AdjTable().size(), 2u);
+  ASSERT_EQ(chip_->adj().nhgTable().size(), 2u);
   stop();
   for (auto const& f : {groupFec(7), groupFec(8)}) vrf_->adjEntryListDel(f);
   auto& h = chip_->adj().softAdjSmHelper();

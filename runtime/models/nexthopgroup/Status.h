@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <string>
 
-#include "models/nexthopgroup/NexthopGroupEntry.h"
+#include "models/nexthopgroup/Group.h"
 #include "vix/Entity.h"
 
 namespace NexthopGroup {
