@@ -66,10 +66,9 @@ void SoftAdjSmHelper::deleteAdj(Kor::L2Adjacency const& l2Adj) {
 }
 
 void SoftAdjSmHelper::recheckResourceFull() {
-  // Either table with room clears it: a retry refused by the other table
-  // sets it again.
-  if (l3Status_ && l3Status_->adjResourceFull() &&
-      (!chip_->refusesNew(chip_->adj().l2AdjTable()) || !chip_->refusesNew(chip_->adj().nhgTable())))
+  // Room in the L2 adjacency table clears it; a group retry the nhg table
+  // still refuses sets it again.
+  if (l3Status_ && l3Status_->adjResourceFull() && !chip_->refusesNew(chip_->adj().l2AdjTable()))
     l3Status_->adjResourceFullIs(false);
 }
 
