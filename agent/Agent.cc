@@ -11,6 +11,7 @@
 #include "agent/config/ConfigSection.h"
 #include "agent/chip/ChipModule.h"
 #include "agent/fib/FibModule.h"
+#include "agent/nhg/NhgModule.h"
 #include "agent/intf/IntfModule.h"
 #include "agent/life/IdleWatch.h"
 #include "agent/life/LifeModule.h"
@@ -80,6 +81,7 @@ void Agent::doListModules() {
   modules_.push_back(std::make_unique<NeighbourModule>(this));
   modules_.push_back(std::make_unique<ChipModule>(this));
   modules_.push_back(std::make_unique<FibModule>(this));
+  modules_.push_back(std::make_unique<NhgModule>(this));
   modules_.push_back(std::make_unique<RoutingInputsModule>(this));
   modules_.push_back(std::make_unique<VrfModule>(this));
   modules_.push_back(std::make_unique<RouteSourceModule>(this));

@@ -67,6 +67,8 @@ FibModule::Prefix parsePrefix(std::string const& t) {
 
 }  // namespace
 
+std::vector<FibModule::Via> FibModule::parseVias(StatementArgs& a) { return KorAgent::parseVias(a); }
+
 // A FEC id is unique across the VRFs' FEC tables, but a route machine reads
 // only its own VRF's table: a route naming another VRF's FEC would stay
 // unprogrammed for good, so it is refused.

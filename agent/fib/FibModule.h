@@ -21,6 +21,8 @@
 
 namespace KorAgent {
 
+class StatementArgs;
+
 class FibModule : public AgentModule {
  public:
   using Prefix = std::variant<Nollo::IpPrefix, Nollo::Ip6Prefix>;
@@ -34,6 +36,8 @@ class FibModule : public AgentModule {
     bool operator==(Via const&) const = default;
   };
   static constexpr uint32_t kMaxMplsLabel = 1048575;
+  // "via IP INTF [vlan N] [label L[,L]...] [backup]", once or more, to the end.
+  static std::vector<Via> parseVias(StatementArgs& a);
   // FEC ids the route sources (FPM) hand out start here; scenario FEC ids
   // stay below it, so the two never collide.
   static constexpr uint64_t kRouteSourceFecBase = uint64_t(1) << 48;

@@ -9,6 +9,7 @@
 #include "agent/fib/FibModule.h"
 #include "agent/chip/ChipModule.h"
 #include "agent/neigh/NeighbourModule.h"
+#include "agent/nhg/NhgModule.h"
 #include "agent/routing/RoutingInputsModule.h"
 #include "agent/vrf/VrfSection.h"
 #include "kor/common/KorCommonSmData.h"
@@ -166,6 +167,7 @@ void VrfModule::doCreateRoots() {
   v.bridgingStatus = agent_->module<NeighbourModule>().bridgingStatus();
   v.allIntfStatusDir = agent_->module<IntfModule>().allIntfStatusDir();
   v.routingHwStatus = agent_->module<ChipModule>().hwStatus();
+  v.nexthopGroupStatus = agent_->module<NhgModule>().status();
   v.l2AdjHelper = agent_->module<NeighbourModule>().l2AdjHelperPtr();
   v.ipStatus = agent_->module<IntfModule>().ipStatus();
   v.ip6Status = agent_->module<IntfModule>().ip6Status();

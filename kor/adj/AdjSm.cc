@@ -147,6 +147,15 @@ AdjSm::AdjSm(VrfId vrfId, VrfName const& vrfName, Vix::Ptr<KorCommonSmData> cons
   // Interface events become adjEntryReviewList entries, as the review
   // requests of any other writer: a per-VRF machine of its own keeps the
   // interface and layer-2 egress bookkeeping out of the review logic.
+  if (nexthopGroupRouteSm_) {
+    nexthopGroupRouteSm_->reviewHandlerIs([this](uint64_t adjIndex) {
+      if (!adjEntry(adjIndex) && !creationDeferredAdj_.count(adjIndex)) return;
+      doQueueRegularReview(FecId(adjIndex), Nollo::Ip6Hdr::ipVersion4());
+      maybeScheduleAdjReview();
+    });
+    nexthopGroupRouteSm_->requestHandlerIs(
+        [this](uint64_t adjIndex, bool add) { handleNexthopGroupRequest(adjIndex, add); });
+  }
   if (vrfL3Status_)
     adjLinkReviewSm_ =
         Vix::makePtr<AdjLinkReviewSm>(acsd, vrfId_, l3Status_, vrfL3Status_, l2AdjHelper_, intfVlanIdTable_);
@@ -154,6 +163,10 @@ AdjSm::AdjSm(VrfId vrfId, VrfName const& vrfName, Vix::Ptr<KorCommonSmData> cons
 
 AdjSm::~AdjSm() {
   adjLinkReviewSm_ = nullptr;
+  if (nexthopGroupRouteSm_) {
+    nexthopGroupRouteSm_->reviewHandlerIs(nullptr);
+    nexthopGroupRouteSm_->requestHandlerIs(nullptr);
+  }
   for (auto* r : {static_cast<Vix::NotifieeBase*>(fecReader_.get()), static_cast<Vix::NotifieeBase*>(fec6Reader_.get())})
     if (r) reactorDel(r);
   // The interface map of L3Status is shared by every VRF: this VRF's
@@ -543,6 +556,7 @@ bool AdjSm::reviewAdjT(FecId const& fecId, uint64_t adjIndex, AdjUpdateType adjU
     return false;
   }
 
+  if (routeType == RouteType::nexthopGroupRoute) korAssert("routeType != nexthopGroupRoute_");
   if (!entry) {
     KOR_TRACE(5, "Create adj entry: " << adjIndex);
     entry = Vix::makePtr<AdjEntry>(fecId);
@@ -557,6 +571,8 @@ bool AdjSm::reviewAdjT(FecId const& fecId, uint64_t adjIndex, AdjUpdateType adjU
   }
   deleteNextHopMappings(entry);
   addAdjViaToAdjEntry<AF>(entry, adjVia);
+  if (!v6 && entry->adjVia6() && routeType != RouteType::nexthopGroupRoute)
+    korAssert("!adjEntry->adjVia6() || routeType == nexthopGroupRoute_");
   createOrUpdateL2Adj(entry, adjUpdateType);
   KOR_TRACE(8, "Increase reviewCnt for adj " << adjIndex);
   vrfL3Status_->adjEntryReviewCntIs(fecId, vrfL3Status_->adjEntryReviewCnt(fecId) + 1);
@@ -590,10 +606,37 @@ Vix::Ptr<AdjEntry> AdjSm::doDropOtherVersion(Vix::Ptr<AdjEntry> const& entry) {
   return entry;
 }
 
-// Next-hop-group adjacencies are created when the VRF's next-hop-group
-// machine reports the group; until then the adjacency is deferred.
-bool AdjSm::reviewNexthopAdj(FecId const& fecId, uint64_t adjIndex, AdjUpdateType) {
+// A next-hop-group FEC (adjacency type nextHopGroupAdj, index the group id)
+// has no vias of its own: its adjacency takes the members of the group the
+// VRF's NexthopGroupRouteSm knows by that id, resolved through the VRF's
+// next-hop lists like any via, into an L2 adjacency of type nexthopAdj. The
+// adjacency is wanted while its FEC is published (in either table) or a
+// next-hop-group request holds it (pbr). While the group is not published
+// the adjacency is kept without an L2 adjacency in creationDeferredAdj, its
+// routes handed over with L2 adjacency index 0; the group machine reviews
+// it again when the group comes (handleNextHopEntryListColl).
+bool AdjSm::reviewNexthopAdj(FecId const& fecId, uint64_t adjIndex, AdjUpdateType adjUpdateType) {
   KOR_TRACE(5, "NexthopGroup adj");
+  // A FEC of the next-hop-group type under an id of another adjacency type
+  // names no group: refused, its routes stay without an adjacency.
+  if (fecId.adjType() != AdjType::nextHopGroupAdj) {
+    KOR_TRACE(1, "adjType == Quill::Fib::nextHopGroupAdj() failed for fecId " << fecId);
+    removeAdjEntryFromReview(fecId);
+    return false;
+  }
+  auto entry = adjEntry(adjIndex);
+  bool hasFec = (forwardingStatus_ && forwardingStatus_->fecHas(fecId)) ||
+                (forwarding6Status_ && forwarding6Status_->fecHas(fecId));
+  if (!hasFec && !(entry && entry->pbr())) {
+    KOR_TRACE(5, "Adj not found or adj deletion");
+    if (entry && entry->unused()) {
+      KOR_TRACE(5, "Removing unused adj");
+      removeAdjEntryFromL2Adj(entry);
+    }
+    creationDeferredAdj_.erase(adjIndex);
+    removeAdjEntryFromReview(fecId);
+    return true;
+  }
   bool supported = routingHwStatus_ && (vrfId_.isDefault() ? routingHwStatus_->nexthopGroupSupported()
                                                            : routingHwStatus_->nexthopGroupSupportedInNonDefaultVrf());
   if (!supported) {
@@ -601,10 +644,104 @@ bool AdjSm::reviewNexthopAdj(FecId const& fecId, uint64_t adjIndex, AdjUpdateTyp
     removeAdjEntryFromReview(fecId);
     return false;
   }
-  KOR_TRACE(5, "NextHopGroupId: " << fecId.index());
-  creationDeferredAdj_.insert(adjIndex);
+  uint64_t nhgId = fecId.index();
+  KOR_TRACE(5, "NextHopGroupId: " << nhgId);
+  if (!entry) {
+    KOR_TRACE(5, "Create adj entry: " << adjIndex);
+    entry = Vix::makePtr<AdjEntry>(fecId);
+    entry->vrfIdIs(vrfId_);
+    entry->routeTypeIs(RouteType::nexthopGroupRoute);
+    vrfL3Status_->adjEntryListIs(fecId, entry);
+  } else if (entry->routeType() != RouteType::nexthopGroupRoute) {
+    KOR_TRACE(3, "adjEntry->routeType() == routeType failed for " << adjIndex << ": " << entry->routeType()
+                                                                  << " -> " << RouteType::nexthopGroupRoute);
+    entry->routeTypeIs(RouteType::nexthopGroupRoute);
+  }
+  NexthopGroup::Group const* group = nullptr;
+  if (nexthopGroupRouteSm_) {
+    if (!routingHwStatus_->nexthopGroupSupported() && vrfId_.isDefault())
+      korAssert("routingHwStatus()->nexthopGroupSupported()");
+    nexthopGroupRouteSm_->doCreateNexthopGroupSmForAdj(adjIndex);
+    group = nexthopGroupRouteSm_->publishedGroup(nhgId);
+  }
+  if (!group) {
+    KOR_TRACE(5, "Nexthop group " << nhgId << " not known, adj " << adjIndex << " creation deferred");
+    creationDeferredAdj_.insert(adjIndex);
+    doReleaseL2AdjOfGroupAdj(entry);
+    removeAdjEntryFromReview(fecId);
+    return true;
+  }
+  bool v6 = !group->entries().empty() && group->entries().front().nextHop().isV6();
+  deleteNextHopMappings(entry);
+  if (v6) {
+    entry->adjViaIs(nullptr);
+    addAdjViaToAdjEntry<Nollo::Ipv6>(entry, doBuildNexthopGroupVia<Nollo::Ipv6>(*group));
+  } else {
+    entry->adjVia6Is(nullptr);
+    addAdjViaToAdjEntry<Nollo::Ipv4>(entry, doBuildNexthopGroupVia<Nollo::Ipv4>(*group));
+  }
+  createOrUpdateL2Adj(entry, adjUpdateType);
+  KOR_TRACE(8, "Increase reviewCnt for adj " << adjIndex);
+  vrfL3Status_->adjEntryReviewCntIs(fecId, vrfL3Status_->adjEntryReviewCnt(fecId) + 1);
+  creationDeferredAdj_.erase(adjIndex);
   removeAdjEntryFromReview(fecId);
   return true;
+}
+
+// The members of the group's family, in order, each standing weight times
+// (up to kMaxPaths); a member of the other family is left out.
+template <class AF>
+Vix::Ptr<AdjViaT<AF>> AdjSm::doBuildNexthopGroupVia(NexthopGroup::Group const& group) {
+  auto adjVia = Vix::makePtr<AdjViaT<AF>>();
+  for (auto const& member : group.entries()) {
+    if (member.nextHop().version() != AF::version) {
+      KOR_TRACE(3, "Nexthop group " << group.id() << " member " << member.str() << " of the other family left out");
+      continue;
+    }
+    typename AF::Addr nh;
+    if constexpr (AF::version == 6) nh = member.nextHop().v6();
+    else nh = member.nextHop().v4();
+    ViaT<AF> via(nh, member.intf(), VlanIdOrNone(member.vlan()), member.labels(), false);
+    for (uint32_t w = 0; w < std::max<uint32_t>(member.weight(), 1) && adjVia->vias() < kMaxPaths; ++w)
+      adjVia->viaAdd(via);
+  }
+  adjVia->nextHopGroupSizeIs(uint32_t(group.entries().size()));
+  return adjVia;
+}
+
+// A group adjacency whose group went away leaves its L2 adjacency: its
+// routes are handed over again (without one) by a prefix walk.
+void AdjSm::doReleaseL2AdjOfGroupAdj(Vix::Ptr<AdjEntry> const& entry) {
+  deleteNextHopMappings(entry);
+  entry->adjViaIs(nullptr);
+  entry->adjVia6Is(nullptr);
+  if (!entry->l2Adj()) return;
+  intfMappingsIs(entry, {});
+  if (l2AdjHelper_) l2AdjHelper_->doRemoveAdjEntryFromL2Adj(entry->l2Adj(), *entry);
+  entry->l2AdjIs(nullptr);
+  review_.erase(kUnprogrammedLane, entry->fecId());
+  if (entry->prefixs() || entry->prefix6s()) schedulePrefixWalk(entry);
+}
+
+// A next-hop-group request came or went: the group's adjacency counts it
+// (pbr) and is reviewed; the request alone keeps it.
+void AdjSm::handleNexthopGroupRequest(uint64_t adjIndex, bool add) {
+  FecId fecId(adjIndex);
+  auto entry = adjEntry(adjIndex);
+  if (add && !entry) {
+    entry = Vix::makePtr<AdjEntry>(fecId);
+    entry->vrfIdIs(vrfId_);
+    entry->routeTypeIs(RouteType::nexthopGroupRoute);
+    vrfL3Status_->adjEntryListIs(fecId, entry);
+  }
+  if (!entry) return;
+  if (!add && !entry->pbr()) {
+    korAssert("refCnt >= 1");
+    return;
+  }
+  entry->pbrIs(entry->pbr() + (add ? 1 : -1));
+  doQueueRegularReview(fecId, Nollo::Ip6Hdr::ipVersion4());
+  maybeScheduleAdjReview();
 }
 
 void AdjSm::createOrUpdateL2Adj(Vix::Ptr<AdjEntry> const& adjEntry, AdjUpdateType adjUpdateType) {
@@ -642,6 +779,8 @@ bool AdjSm::removeAdjEntryFromL2Adj(Vix::Ptr<AdjEntry> const& adjEntry) {
   l3Status_->adjEntryUpdatesDel(adjEntry);
   review_.erase(kUnprogrammedLane, adjEntry->fecId());
   creationDeferredAdj_.erase(adjIndex);
+  if (nexthopGroupRouteSm_ && adjEntry->routeType() == RouteType::nexthopGroupRoute)
+    nexthopGroupRouteSm_->doReleaseNexthopGroupSmForAdj(adjIndex);
   vrfL3Status_->adjEntryReviewCntDel(adjEntry->fecId());
   vrfL3Status_->adjEntryListDel(adjEntry->fecId());
   return true;
@@ -783,6 +922,12 @@ void AdjSm::handleAdjReviewCompletion(Vix::Ptr<AdjEntry> const& adjEntry) {
 }
 
 void AdjSm::schedulePrefixWalk(Vix::Ptr<AdjEntry> const& adjEntry) {
+  // A group adjacency serves the routes of both versions.
+  if (adjEntry->routeType() == RouteType::nexthopGroupRoute) {
+    if (adjEntry->prefix6s()) vrfL3Status_->adjEntryIp6PrefixWalkListIs(adjEntry->fecId(), true);
+    if (adjEntry->prefixs() || !adjEntry->prefix6s()) vrfL3Status_->adjEntryPrefixWalkListIs(adjEntry->fecId(), true);
+    return;
+  }
   if (adjEntry->ipVersion() == Nollo::Ip6Hdr::ipVersion6())
     vrfL3Status_->adjEntryIp6PrefixWalkListIs(adjEntry->fecId(), true);
   else vrfL3Status_->adjEntryPrefixWalkListIs(adjEntry->fecId(), true);
@@ -876,12 +1021,16 @@ void AdjSm::addPrefixToAdjEntry(AdjEntry& entry, Nollo::IpPrefix const& prefix) 
   KOR_TRACE(8, "addPrefixToAdjEntry vrf: " << vrfName_ << ", adj: " << entry.fecId().value()
                                            << ", prefix: " << prefix.str());
   entry.prefixIs(prefix);
+  if (entry.routeType() == RouteType::nexthopGroupRoute && nexthopGroupRouteSm_)
+    nexthopGroupRouteSm_->doCreateNexthopGroupSmForAdj(entry.adjIndex());
 }
 
 void AdjSm::addPrefixToAdjEntry(AdjEntry& entry, Nollo::Ip6Prefix const& prefix) {
   KOR_TRACE(8, "addPrefixToAdjEntry vrf: " << vrfName_ << ", adj: " << entry.fecId().value()
                                            << ", prefix: " << prefix.str());
   entry.prefixIs(prefix);
+  if (entry.routeType() == RouteType::nexthopGroupRoute && nexthopGroupRouteSm_)
+    nexthopGroupRouteSm_->doCreateNexthopGroupSmForAdj(entry.adjIndex());
 }
 
 namespace {

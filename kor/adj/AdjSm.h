@@ -188,6 +188,8 @@ class KOR_EXPORT AdjSm : public KorBaseSm {
   bool reviewAdj(FecId const& fecId, uint64_t adjIndex, AdjUpdateType adjUpdateType);
   bool reviewAdj6(FecId const& fecId, uint64_t adjIndex, AdjUpdateType adjUpdateType);
   bool reviewNexthopAdj(FecId const& fecId, uint64_t adjIndex, AdjUpdateType adjUpdateType);
+  // A next-hop-group request for the group of the adjacency came or went.
+  void handleNexthopGroupRequest(uint64_t adjIndex, bool add);
   void createOrUpdateL2Adj(Vix::Ptr<AdjEntry> const& adjEntry, AdjUpdateType adjUpdateType);
   // Leaves the entry's L2 adjacency and deletes the entry; never the drop
   // adjacency of either version. Returns false when the entry was kept.
@@ -248,6 +250,9 @@ class KOR_EXPORT AdjSm : public KorBaseSm {
   Vix::ReviewAction doRetryUnprogrammed(FecId const& fecId);
   template <class AF>
   bool reviewAdjT(FecId const& fecId, uint64_t adjIndex, AdjUpdateType adjUpdateType);
+  template <class AF>
+  Vix::Ptr<AdjViaT<AF>> doBuildNexthopGroupVia(NexthopGroup::Group const& group);
+  void doReleaseL2AdjOfGroupAdj(Vix::Ptr<AdjEntry> const& entry);
   template <class AF>
   void addAdjViaToAdjEntry(Vix::Ptr<AdjEntry> const& adjEntry, Vix::Ptr<AdjViaT<AF>> const& adjVia);
   void deleteNextHopMappings(Vix::Ptr<AdjEntry> const& adjEntry);

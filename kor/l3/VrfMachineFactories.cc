@@ -52,9 +52,10 @@ Vix::Ptr<RoutingStatusSm> routingStatusSmFactory(
 
 Vix::Ptr<NexthopGroupRouteSm> nexthopGroupRouteSmFactory(Vix::Ptr<KorCommonSmData> const& acsd,
                                                          VrfName const& vrfName,
-                                                         Vix::Ptr<NexthopGroup::WatchedNexthopGroupConfig> const& watched) {
+                                                         Vix::Ptr<NexthopGroup::WatchedNexthopGroupConfig> const& watched,
+                                                         Vix::Ptr<NexthopGroup::Status const> const& status) {
   requireCommonData(acsd);
-  return Vix::makePtr<NexthopGroupRouteSm>(acsd, vrfName, watched);
+  return Vix::makePtr<NexthopGroupRouteSm>(acsd, vrfName, watched, status);
 }
 
 Vix::Ptr<AdjSm> adjSmFactory(VrfId vrfId, VrfName const& vrfName, Vix::Ptr<KorCommonSmData> const& acsd,

@@ -42,7 +42,8 @@ KOR_EXPORT Vix::Ptr<RoutingStatusSm> routingStatusSmFactory(
     Vix::Ptr<Multicast::StaticRouteConfig const> const& staticMcastRouteConfig);
 KOR_EXPORT Vix::Ptr<NexthopGroupRouteSm> nexthopGroupRouteSmFactory(
     Vix::Ptr<KorCommonSmData> const& acsd, VrfName const& vrfName,
-    Vix::Ptr<NexthopGroup::WatchedNexthopGroupConfig> const& watched);
+    Vix::Ptr<NexthopGroup::WatchedNexthopGroupConfig> const& watched,
+    Vix::Ptr<NexthopGroup::Status const> const& status = nullptr);
 KOR_EXPORT Vix::Ptr<AdjSm> adjSmFactory(
     VrfId vrfId, VrfName const& vrfName, Vix::Ptr<KorCommonSmData> const& acsd,
     Vix::Ptr<Routing::L3Config const> const& l3Config, Vix::Ptr<L3Status> const& l3Status,

@@ -43,7 +43,7 @@ void VrfRoot::doStartSm() {
                                     in.intfVlanIdTable, in.routingStatusSmHelper, in.allIntfStatusDir,
                                     in.routingHwStatus, in.mplsRoutingInfo, in.staticMcastRouteConfig);
   KOR_TRACE(5, "Create korRoutingStatusSm, vrf: " << vrfName_);
-  korNexthopGroupRouteSm_ = nexthopGroupRouteSmFactory(acsd, vrfName_, watchedNexthopGroupConfig_);
+  korNexthopGroupRouteSm_ = nexthopGroupRouteSmFactory(acsd, vrfName_, watchedNexthopGroupConfig_, in.nexthopGroupStatus);
   KOR_TRACE(5, "Create korNexthopGroupRouteSm, vrf: " << vrfName_);
   korAdjSm_ = adjSmFactory(vrfId_, vrfName_, acsd, in.l3Config, in.l3Status,
                                   em->forwardingStatus<Nollo::Ipv4>(vrfName_.str()),

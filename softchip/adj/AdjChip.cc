@@ -5,8 +5,9 @@
 namespace SoftChip {
 
 AdjChip::AdjChip(SoftChip* chip, ChipRegistry& registry, FaultInjector* injector)
-    : l2Adj_("l2adj", injector), softAdjSmHelper_(Vix::makePtr<SoftAdjSmHelper>(chip)) {
+    : l2Adj_("l2adj", injector), nhg_("nhg", injector), softAdjSmHelper_(Vix::makePtr<SoftAdjSmHelper>(chip)) {
   registry.tableIs(&l2Adj_);
+  registry.tableIs(&nhg_);
   registry.helperIs(softAdjSmHelper_.ptr());
 }
 

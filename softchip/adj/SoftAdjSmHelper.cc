@@ -36,7 +36,7 @@ uint64_t SoftAdjSmHelper::opCount(std::string const& op) const {
 
 Kor::AdjUpdateStatus SoftAdjSmHelper::write(char const* op, uint64_t index, Kor::NextHopL2InfoCollection const& via) {
   record(op, index);
-  switch (chip_->adj().l2AdjTable().write(index, via)) {
+  switch (chip_->adj().tableFor(via.type()).write(index, via)) {
     case ChipAnswer::success: return Kor::AdjUpdateStatus::adjUpdateSuccess;
     case ChipAnswer::notReady: return Kor::AdjUpdateStatus::adjUpdateNotReady;
     case ChipAnswer::resourceFull:
@@ -62,21 +62,23 @@ Kor::AdjUpdateStatus SoftAdjSmHelper::syncAdj(Kor::L2Adjacency const& l2Adj, uin
 
 void SoftAdjSmHelper::deleteAdj(Kor::L2Adjacency const& l2Adj) {
   record("deleteAdj", l2Adj.index());
-  if (chip_->adj().l2AdjTable().erase(l2Adj.index())) recheckResourceFull();
+  if (chip_->adj().tableFor(l2Adj.via().type()).erase(l2Adj.index())) recheckResourceFull();
 }
 
 void SoftAdjSmHelper::recheckResourceFull() {
+  // Room in the L2 adjacency table clears it; a group retry the nhg table
+  // still refuses sets it again.
   if (l3Status_ && l3Status_->adjResourceFull() && !chip_->refusesNew(chip_->adj().l2AdjTable()))
     l3Status_->adjResourceFullIs(false);
 }
 
 bool SoftAdjSmHelper::verifyAdj(Kor::L2Adjacency const& l2Adj) {
-  auto const* held = chip_->adj().l2AdjTable().find(l2Adj.index());
+  auto const* held = chip_->adj().tableFor(l2Adj.via().type()).find(l2Adj.index());
   return held && *held == l2Adj.via();
 }
 
 uint64_t SoftAdjSmHelper::getNexthopIndexForAdj(Kor::L2Adjacency const& l2Adj) const {
-  return chip_->adj().l2AdjTable().has(l2Adj.index()) ? l2Adj.index() : 0;
+  return chip_->adj().tableFor(l2Adj.via().type()).has(l2Adj.index()) ? l2Adj.index() : 0;
 }
 
 uint32_t SoftAdjSmHelper::getL3IntfId(Nollo::IntfId const& l3IntfId) {
@@ -102,6 +104,7 @@ void SoftAdjSmHelper::hwLagIdIs(Nollo::IntfId const& lag, uint32_t id) {
 KorHelper::AdjSmHelper::HeldAdjs SoftAdjSmHelper::heldAdjs() const {
   HeldAdjs out;
   for (auto const& [index, via] : chip_->adj().l2AdjTable().entries()) out.emplace_back(index, via);
+  for (auto const& [index, via] : chip_->adj().nhgTable().entries()) out.emplace_back(index, via);
   return out;
 }
 

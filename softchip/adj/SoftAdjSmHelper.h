@@ -1,7 +1,8 @@
 #pragma once
 // The software chip's L2 adjacency hook: programs L2 adjacencies into the
-// chip's "l2adj" table (index -> rewrite data), each write answered through
-// the fault injector under kind "l2adj" and the index. Every call is
+// chip's "l2adj" table (index -> rewrite data), those of next-hop groups
+// (type nexthopAdj) into its "nhg" table, each write answered through
+// the fault injector under the table's kind and the index. Every call is
 // counted per operation, and the most recent kCallHistory calls are kept
 // ("createAdj 5", "syncAdj 5", ...) in a ring: the helper lives as long as
 // the agent, so a record of every call would grow with each adjacency update

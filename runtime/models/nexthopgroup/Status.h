@@ -1,8 +1,12 @@
 #pragma once
-// Next-hop-group hardware status. Handed to the next-hop-group route machines.
+// The next-hop groups the platform side publishes, by name: each group's id
+// and members (Group). A FEC names a group by its id: the FEC id's adjacency
+// type is the next-hop-group type and its index the group id. Read by the
+// next-hop-group route machine of every VRF.
 #include <cstdint>
 #include <string>
 
+#include "models/nexthopgroup/Group.h"
 #include "vix/Entity.h"
 
 namespace NexthopGroup {
@@ -12,10 +16,13 @@ class Status : public Vix::Entity {
   class Notifiee : public Vix::NotifieeOf<Status> {
    public:
     using NotifieeOf::NotifieeOf;
+    VIX_KEY_HANDLER(std::string, Group)
   };
 
   Status() = default;
   explicit Status(std::string name) : Entity(std::move(name)) {}
+
+  VIX_ORDERED_MAP(std::string, Group, group, Group)
 };
 
 }  // namespace NexthopGroup

@@ -1,0 +1,52 @@
+#pragma once
+// Next-hop groups: the published groups (NexthopGroup::Status, by name: id
+// and members) that the VRFs' next-hop-group machines read, the group FECs
+// routes over a group use, and the hardware's nexthopGroupSupported input.
+// A route over a group is a route over the group's FEC: FEC id of adjacency
+// type nextHopGroupAdj whose index is the group id, written into the FEC
+// table of the route's VRF and family when the first such route is added and
+// removed with the group. Shows `nhg` (the groups and their adjacencies).
+#include <cstdint>
+#include <map>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "agent/AgentModule.h"
+#include "agent/fib/FibModule.h"
+#include "kor/common/VrfName.h"
+#include "models/nexthopgroup/Status.h"
+#include "vix/Ptr.h"
+
+namespace KorAgent {
+
+class NhgModule : public AgentModule {
+ public:
+  explicit NhgModule(Agent* agent)
+      : AgentModule(agent), status_(Vix::makePtr<NexthopGroup::Status>("nexthopGroupStatus")) {}
+
+  Vix::Ptr<NexthopGroup::Status> const& status() const { return status_; }
+
+  // Publishes a group (new, or new members for an existing name). Vias as
+  // for a FEC, one family; an id taken by another name is refused.
+  void groupAdd(std::string const& name, uint64_t id, std::vector<FibModule::Via> const& vias);
+  // Unpublishes it; its FECs and their routes stay, deferred.
+  void groupDel(std::string const& name);
+  // A route over the group (FEC written on first use in the VRF and family).
+  void routeAdd(Kor::VrfName const& vrf, FibModule::Prefix const& prefix, std::string const& name);
+  void nexthopGroupSupportedIs(bool on);
+
+  void statementsAdd(StatementTable& t) override;
+  void showsAdd() override;
+  std::vector<InputGroup> inputGroups() const override;
+
+ private:
+  ShowModel groupsShow() const;
+
+  Vix::Ptr<NexthopGroup::Status> status_;
+  // The group FECs written: (VRF, IPv6) per group id.
+  std::map<uint64_t, std::set<std::pair<Kor::VrfName, bool>>> fecs_;
+};
+
+}  // namespace KorAgent
