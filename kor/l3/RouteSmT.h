@@ -97,6 +97,8 @@ class RouteSmT : public KorBaseSm {
 
   void handleInitialized() override;
   void handleVerify() override;
+  // Queues one route for a review (a resilient prefix whose table must change).
+  void doReviewResilientRoute(Prefix const& prefix);
 
   VrfId vrfId() const { return vrfId_; }
   Vix::Ptr<RouteStatus const> const& routeStatus() const { return in_.routeStatus; }

@@ -1,5 +1,6 @@
 #include "kor/l3/VrfRoot.h"
 
+#include "kor/adj/ResilientEcmpSmT.h"
 #include "kor/l3/VrfRootSm.h"
 
 namespace Kor {
@@ -67,6 +68,19 @@ void VrfRoot::doStartSm() {
                        em->forwardingStatus<Nollo::Ipv6>(vrfName_.str()), in.routingHwStatus,
                        in.routingSequenceConfig, korAdjSm_, in.route6SmHelper});
   KOR_TRACE(5, "Create korRoute6Sm, vrf: " << vrfName_);
+  // The resilient ECMP machines come after the route machines they ask for
+  // reviews; the adjacency machine owns them and deletes them first.
+  if (in.resilientEcmpConfig) {
+    auto r4 = Vix::makePtr<ResilientEcmpSm>(acsd, vrfName_, korAdjSm_.ptr(), in.resilientEcmpConfig,
+                                            in.routingHwStatus);
+    r4->routeReviewHandlerIs([rsm = korRouteSm_.ptr()](Nollo::IpPrefix const& p) { rsm->doReviewResilientRoute(p); });
+    korAdjSm_->resilientEcmpSmIs(r4);
+    auto r6 = Vix::makePtr<ResilientEcmp6Sm>(acsd, vrfName_, korAdjSm_.ptr(), in.resilientEcmpConfig,
+                                             in.routingHwStatus);
+    r6->routeReviewHandlerIs([rsm = korRoute6Sm_.ptr()](Nollo::Ip6Prefix const& p) { rsm->doReviewResilientRoute(p); });
+    korAdjSm_->resilientEcmp6SmIs(r6);
+    KOR_TRACE(5, "Create resilientEcmpSm, vrf: " << vrfName_);
+  }
 
   korArpSm_->initializedIs(true);
   korRoutingStatusSm_->initializedIs(true);
@@ -84,6 +98,10 @@ void VrfRoot::doStopSm() {
   // torn down; the adjacency side goes before the route machines that use it.
   korRoutingStatusSm_ = nullptr;
   KOR_TRACE(5, "Delete korRoutingStatusSm, vrf: " << vrfName_);
+  if (korAdjSm_) {
+    korAdjSm_->resilientEcmpSmIs(nullptr);
+    korAdjSm_->resilientEcmp6SmIs(nullptr);
+  }
   korAdjSm_ = nullptr;
   KOR_TRACE(5, "Delete korAdjSm, vrf: " << vrfName_);
   korNexthopGroupRouteSm_ = nullptr;

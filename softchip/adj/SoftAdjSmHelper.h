@@ -18,6 +18,7 @@
 
 #include "kor/helpers/AdjSmHelper.h"
 #include "kor/records/L3Status.h"
+#include "softchip/adj/BucketWriteCounter.h"
 #include "vix/Ptr.h"
 
 namespace SoftChip {
@@ -53,6 +54,8 @@ class SoftAdjSmHelper : public KorHelper::AdjSmHelper {
   void callsDelAll();
   // How many times an operation ("createAdj", "updateAdj", ...) was called.
   uint64_t opCount(std::string const& op) const;
+  // Bucket writes of resilient L2 adjacencies (accepted writes only).
+  BucketWriteCounter const& bucketWrites() const { return bucketWrites_; }
 
  private:
   // One recorded call; op is one of the operation names (string literals).
@@ -73,6 +76,7 @@ class SoftAdjSmHelper : public KorHelper::AdjSmHelper {
   size_t callNext_ = 0;
   std::map<std::string, uint64_t> opCount_;
   std::map<Nollo::IntfId, uint32_t> l3IntfId_;
+  BucketWriteCounter bucketWrites_;
 };
 
 }  // namespace SoftChip
