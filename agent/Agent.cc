@@ -14,6 +14,7 @@
 #include "agent/intf/IntfModule.h"
 #include "agent/life/LifeModule.h"
 #include "agent/neigh/NeighbourModule.h"
+#include "agent/resil/ResilientModule.h"
 #include "agent/source/RouteSourceModule.h"
 #include "agent/vrf/VrfModule.h"
 #include "kor/adj/L2AdjHelper.h"
@@ -75,6 +76,7 @@ void Agent::doListModules() {
   modules_.push_back(std::make_unique<NeighbourModule>(this));
   modules_.push_back(std::make_unique<ChipModule>(this));
   modules_.push_back(std::make_unique<FibModule>(this));
+  modules_.push_back(std::make_unique<ResilientModule>(this));
   modules_.push_back(std::make_unique<VrfModule>(this));
   modules_.push_back(std::make_unique<RouteSourceModule>(this));
 }

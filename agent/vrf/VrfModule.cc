@@ -8,6 +8,7 @@
 #include "agent/intf/IntfModule.h"
 #include "agent/fib/FibModule.h"
 #include "agent/chip/ChipModule.h"
+#include "agent/resil/ResilientModule.h"
 #include "agent/neigh/NeighbourModule.h"
 #include "agent/vrf/VrfSection.h"
 #include "kor/common/KorCommonSmData.h"
@@ -165,6 +166,7 @@ void VrfModule::doCreateRoots() {
   v.bridgingStatus = agent_->module<NeighbourModule>().bridgingStatus();
   v.allIntfStatusDir = agent_->module<IntfModule>().allIntfStatusDir();
   v.routingHwStatus = agent_->module<ChipModule>().hwStatus();
+  v.resilientEcmpConfig = agent_->module<ResilientModule>().config();
   v.l2AdjHelper = agent_->module<NeighbourModule>().l2AdjHelperPtr();
   v.ipStatus = agent_->module<IntfModule>().ipStatus();
   v.ip6Status = agent_->module<IntfModule>().ip6Status();

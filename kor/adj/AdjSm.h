@@ -250,6 +250,8 @@ class KOR_EXPORT AdjSm : public KorBaseSm {
   void showFibFecs(std::ostream& os, bool ipv6, std::optional<FecId> fecId) const;
   // "AA3": the adjacency records.
   void showAdjEntries(std::ostream& os, std::optional<uint64_t> adjIndex) const;
+  // The bucket tables of the resilient machines (both families).
+  void showResilientEcmp(std::ostream& os) const;
   // "AA2": the L2 adjacency records (the L2 adjacency helper prints them).
   void showL2Adjacencies(std::ostream& os, std::optional<uint64_t> l2AdjIndex) const;
 
