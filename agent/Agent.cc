@@ -16,6 +16,7 @@
 #include "agent/life/IdleWatch.h"
 #include "agent/life/LifeModule.h"
 #include "agent/neigh/NeighbourModule.h"
+#include "agent/resil/ResilientModule.h"
 #include "agent/source/RouteSourceModule.h"
 #include "agent/routing/RoutingInputsModule.h"
 #include "agent/verify/VerifyModule.h"
@@ -83,6 +84,7 @@ void Agent::doListModules() {
   modules_.push_back(std::make_unique<FibModule>(this));
   modules_.push_back(std::make_unique<NhgModule>(this));
   modules_.push_back(std::make_unique<RoutingInputsModule>(this));
+  modules_.push_back(std::make_unique<ResilientModule>(this));
   modules_.push_back(std::make_unique<VrfModule>(this));
   modules_.push_back(std::make_unique<RouteSourceModule>(this));
   modules_.push_back(std::make_unique<VerifyModule>(this));

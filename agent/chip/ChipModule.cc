@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <sstream>
 #include <stdexcept>
+#include <utility>
 
 #include "agent/Agent.h"
 #include "agent/ShowRenderer.h"
@@ -188,6 +189,14 @@ ShowModel ChipModule::chipShow() const {
     faults << "  fault rate " << fi.rate() << " seed " << fi.seed() << " " << SoftChip::chipAnswerName(fi.rateAnswer())
            << "\n";
   m.lineAdd(faults.str());
+  // Resilient L2 adjacencies: buckets rewritten, in total and per index.
+  if (auto const& bw = chip->adj().softAdjSmHelper().bucketWrites(); bw.bucketWrites()) {
+    std::ostringstream b;
+    b << "  bucket writes " << bw.bucketWrites() << " (";
+    char const* sep = "";
+    for (auto const& [index, n] : bw.perIndex()) b << std::exchange(sep, ", ") << "l2adj " << index << ": " << n;
+    m.lineAdd(b.str() + ")\n");
+  }
   m.tableAdd("calls", "  ",
              {M::col("kind", "calls "), M::col("calls", ": "), M::col("ok", " (ok "), M::col("fail", ", fail "),
               M::col("notready", ", notready "), M::col("full", ", full "), M::textOnly(")")},

@@ -8,6 +8,7 @@
 #include "agent/intf/IntfModule.h"
 #include "agent/fib/FibModule.h"
 #include "agent/chip/ChipModule.h"
+#include "agent/resil/ResilientModule.h"
 #include "agent/neigh/NeighbourModule.h"
 #include "agent/nhg/NhgModule.h"
 #include "agent/routing/RoutingInputsModule.h"
@@ -168,6 +169,7 @@ void VrfModule::doCreateRoots() {
   v.allIntfStatusDir = agent_->module<IntfModule>().allIntfStatusDir();
   v.routingHwStatus = agent_->module<ChipModule>().hwStatus();
   v.nexthopGroupStatus = agent_->module<NhgModule>().status();
+  v.resilientEcmpConfig = agent_->module<ResilientModule>().config();
   v.l2AdjHelper = agent_->module<NeighbourModule>().l2AdjHelperPtr();
   v.ipStatus = agent_->module<IntfModule>().ipStatus();
   v.ip6Status = agent_->module<IntfModule>().ip6Status();

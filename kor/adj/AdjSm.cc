@@ -10,6 +10,7 @@
 #include <map>
 #include <string>
 
+#include "kor/adj/ResilientEcmpSmT.h"
 #include "kor/records/L2Adjacency.h"
 #include "nollo/Ip6Hdr.h"
 #include "vix/ActivityLoop.h"
@@ -162,6 +163,8 @@ AdjSm::AdjSm(VrfId vrfId, VrfName const& vrfName, Vix::Ptr<KorCommonSmData> cons
 }
 
 AdjSm::~AdjSm() {
+  resilientEcmpSm_ = nullptr;
+  resilientEcmp6Sm_ = nullptr;
   adjLinkReviewSm_ = nullptr;
   if (nexthopGroupRouteSm_) {
     nexthopGroupRouteSm_->reviewHandlerIs(nullptr);
@@ -241,6 +244,7 @@ void AdjSm::handleFecT(FecId const& fecId) {
   // FEC 0 is how routes without a FEC are written: it carries no adjacency.
   if (fecId.value() == 0) return;
   doQueueRegularReview(fecId, versionOf<AF>());
+  doMaybeHandleResilientFec(fecId, versionOf<AF>());
   maybeScheduleAdjReview();
 }
 
@@ -389,7 +393,12 @@ Vix::ReviewAction AdjSm::doReviewQueued(FecId const& fecId, AdjForReviewInfo con
   if (!routingEnabledFor(info.ipVersion())) return Vix::ReviewAction::keep;
   uint64_t adjIndex = fecId.value();
   bool ok;
-  if (fecId.adjType() == AdjType::nextHopGroupAdj) ok = reviewNexthopAdj(fecId, adjIndex, info.adjUpdateType());
+  bool v6 = info.ipVersion() == Nollo::Ip6Hdr::ipVersion6();
+  if (v6 && resilientEcmp6Sm_ && ResilientEcmp6Sm::isResilientAdjIndex(adjIndex))
+    ok = reviewResilientAdj6(fecId, adjIndex, info.adjUpdateType());
+  else if (!v6 && resilientEcmpSm_ && ResilientEcmpSm::isResilientAdjIndex(adjIndex))
+    ok = reviewResilientAdj(fecId, adjIndex, info.adjUpdateType());
+  else if (fecId.adjType() == AdjType::nextHopGroupAdj) ok = reviewNexthopAdj(fecId, adjIndex, info.adjUpdateType());
   else if (info.ipVersion() == Nollo::Ip6Hdr::ipVersion6()) ok = reviewAdj6(fecId, adjIndex, info.adjUpdateType());
   else ok = reviewAdj(fecId, adjIndex, info.adjUpdateType());
   if (!ok) KOR_TRACE(3, "fecId: " << fecId << ", reviewAdj failed!");
@@ -1064,17 +1073,20 @@ void AdjSm::deletePrefixFromAdjEntry(uint64_t adjIndex, Nollo::Ip6Prefix const& 
   }
 }
 
-// This VRF has no resilient-ECMP machine yet: the prefix simply leaves the
-// old adjacency; adding it to the new one is the caller's business.
+// The VRF's resilient-ECMP machine is asked first; when it answers false
+// nothing more happens. Else the prefix leaves the old adjacency; adding it
+// to the new one is the caller's business.
 void AdjSm::updatePrefixAdjEntry(Nollo::IpPrefix const& prefix, uint64_t oldAdjIndex, uint64_t newAdjIndex) {
   KOR_TRACE(8, "updatePrefixAdjEntry vrf: " << vrfName_ << ", prefix: " << prefix.str() << ", old: " << oldAdjIndex
                                             << ", new: " << newAdjIndex);
+  if (resilientEcmpSm_ && !resilientEcmpSm_->handleUpdatePrefixAdjEntry(prefix, oldAdjIndex, newAdjIndex)) return;
   deletePrefixFromAdjEntry(oldAdjIndex, prefix);
 }
 
 void AdjSm::updatePrefixAdjEntry(Nollo::Ip6Prefix const& prefix, uint64_t oldAdjIndex, uint64_t newAdjIndex) {
   KOR_TRACE(8, "updatePrefixAdjEntry vrf: " << vrfName_ << ", prefix: " << prefix.str() << ", old: " << oldAdjIndex
                                             << ", new: " << newAdjIndex);
+  if (resilientEcmp6Sm_ && !resilientEcmp6Sm_->handleUpdatePrefixAdjEntry(prefix, oldAdjIndex, newAdjIndex)) return;
   deletePrefixFromAdjEntry(oldAdjIndex, prefix);
 }
 
@@ -1260,5 +1272,9 @@ void AdjSm::showL2Adjacencies(std::ostream& os, std::optional<uint64_t> l2AdjInd
        << "  " << l2->via() << "\n";
   }
 }
+
+// The resilient machines' adjacencies are built in AdjSmResilient.cc.
+template void AdjSm::addAdjViaToAdjEntry<Nollo::Ipv4>(Vix::Ptr<AdjEntry> const&, Vix::Ptr<AdjVia> const&);
+template void AdjSm::addAdjViaToAdjEntry<Nollo::Ipv6>(Vix::Ptr<AdjEntry> const&, Vix::Ptr<AdjVia6> const&);
 
 }  // namespace Kor

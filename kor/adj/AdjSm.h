@@ -87,6 +87,9 @@ namespace Kor {
 VIX_LOG_EXTERN(ROUTING_MAX_PATHS_EXCEEDED);
 VIX_LOG_EXTERN(IP6ROUTING_MAX_PATHS_EXCEEDED);
 
+template <class AF>
+class ResilientEcmpSmT;
+
 class KOR_EXPORT AdjSm : public KorBaseSm {
  public:
   using FecId = Quill::Fib::FecId;
@@ -158,6 +161,13 @@ class KOR_EXPORT AdjSm : public KorBaseSm {
   bool routing6Enabled() const { return routing6Enabled_; }
   bool routingSyncInitialized() const { return routingSyncInitialized_; }
   Vix::Clock const& clock() const { return review_.clock(); }
+  // The VRF's resilient ECMP machines, owned here (null when the VRF has none).
+  Vix::Ptr<ResilientEcmpSmT<Nollo::Ipv4>> const& resilientEcmpSm() const { return resilientEcmpSm_; }
+  Vix::Ptr<ResilientEcmpSmT<Nollo::Ipv6>> const& resilientEcmp6Sm() const { return resilientEcmp6Sm_; }
+  void resilientEcmpSmIs(Vix::Ptr<ResilientEcmpSmT<Nollo::Ipv4>> const& sm);
+  void resilientEcmp6SmIs(Vix::Ptr<ResilientEcmpSmT<Nollo::Ipv6>> const& sm);
+  template <class AF>
+  ResilientEcmpSmT<AF>* resilientEcmpSmOf() const;
   // The drop adjacency of IP version 4 or 6 (0 while there is none).
   uint64_t dropAdjIndex(uint8_t ipVersion) const { return ipVersion == 6 ? dropAdj6Index_ : dropAdjIndex_; }
   Vix::Ptr<AdjEntry> adjEntry(uint64_t adjIndex) const;
@@ -190,6 +200,14 @@ class KOR_EXPORT AdjSm : public KorBaseSm {
   bool reviewNexthopAdj(FecId const& fecId, uint64_t adjIndex, AdjUpdateType adjUpdateType);
   // A next-hop-group request for the group of the adjacency came or went.
   void handleNexthopGroupRequest(uint64_t adjIndex, bool add);
+  // A resilient adjacency (an index of a resilient id space): its machine rebuilds it.
+  bool reviewResilientAdj(FecId const& fecId, uint64_t adjIndex, AdjUpdateType adjUpdateType);
+  bool reviewResilientAdj6(FecId const& fecId, uint64_t adjIndex, AdjUpdateType adjUpdateType);
+  // Called by the resilient machines: sets a resilient adjacency's vias and
+  // binds it to its L2 adjacency; queues one for a review.
+  template <class AF>
+  void doUpdateResilientAdjEntry(Vix::Ptr<AdjEntry> const& adjEntry, Vix::Ptr<AdjViaT<AF>> const& adjVia);
+  void doQueueResilientAdjReview(FecId const& adjId, uint8_t ipVersion);
   void createOrUpdateL2Adj(Vix::Ptr<AdjEntry> const& adjEntry, AdjUpdateType adjUpdateType);
   // Leaves the entry's L2 adjacency and deletes the entry; never the drop
   // adjacency of either version. Returns false when the entry was kept.
@@ -234,6 +252,8 @@ class KOR_EXPORT AdjSm : public KorBaseSm {
   void showFibFecs(std::ostream& os, bool ipv6, std::optional<FecId> fecId) const;
   // "AA3": the adjacency records.
   void showAdjEntries(std::ostream& os, std::optional<uint64_t> adjIndex) const;
+  // The bucket tables of the resilient machines (both families).
+  void showResilientEcmp(std::ostream& os) const;
   // "AA2": the L2 adjacency records (the L2 adjacency helper prints them).
   void showL2Adjacencies(std::ostream& os, std::optional<uint64_t> l2AdjIndex) const;
 
@@ -245,6 +265,8 @@ class KOR_EXPORT AdjSm : public KorBaseSm {
 
   template <class AF>
   void handleFecT(FecId const& fecId);
+  // The resilient adjacencies built from the FEC are reviewed after it.
+  void doMaybeHandleResilientFec(FecId const& fecId, uint8_t ipVersion);
   // The visitors of the review lanes.
   Vix::ReviewAction doReviewQueued(FecId const& fecId, AdjForReviewInfo const& info);
   Vix::ReviewAction doRetryUnprogrammed(FecId const& fecId);
@@ -320,6 +342,9 @@ class KOR_EXPORT AdjSm : public KorBaseSm {
   // the loop and the slice), so registered by hand.
   std::unique_ptr<FecReader> fecReader_;
   std::unique_ptr<Fec6Reader> fec6Reader_;
+  // Last, so they go first: they read this machine's records as they go.
+  Vix::Ptr<ResilientEcmpSmT<Nollo::Ipv4>> resilientEcmpSm_;
+  Vix::Ptr<ResilientEcmpSmT<Nollo::Ipv6>> resilientEcmp6Sm_;
 };
 
 }  // namespace Kor

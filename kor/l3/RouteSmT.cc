@@ -1,5 +1,7 @@
 #include "kor/l3/RouteSmT.h"
 
+#include "kor/adj/ResilientEcmpSmT.h"
+
 #include <charconv>
 #include <cstdio>
 #include <cstdlib>
@@ -462,6 +464,7 @@ void RouteSmT<AF>::updateAdjInfo(Prefix const& prefix, FibRoute& fib, Route cons
   Vix::Ptr<AdjInfo> next;
   Vix::Ptr<AdjEntry> fecEntry;
   bool unprogram = false;
+  bool resilientSeen = false;
   if (route) {
     FecId fecId = route->fecId();
     if (fecId.value() == 0 && prefix.isDefault()) KOR_TRACE(8, "FecId 0, default route");
@@ -497,6 +500,13 @@ void RouteSmT<AF>::updateAdjInfo(Prefix const& prefix, FibRoute& fib, Route cons
         l2 = adjSm.getL2AdjIndex(fecId, old ? FecId(old->fibAdjIndex()) : FecId(), uint8_t(AF::version), sync,
                                  &fecEntry);
       }
+      // A resilient prefix is handed over with its own adjacency's L2
+      // adjacency, built from the FEC's.
+      if (auto* rsm = adjSm.template resilientEcmpSmOf<AF>();
+          rsm && (rsm->isResilient(prefix) || rsm->hasResilientEntry(prefix))) {
+        l2 = rsm->handleResilientEcmpRoute(prefix, fecId, l2);
+        resilientSeen = true;
+      }
       if (!l2 && adjSm.isAdjRefused(fecId.value())) {
         // The adjacency machine refused the FEC (over an ECMP limit, logged
         // there): handed over, the route would point at no adjacency and
@@ -510,6 +520,12 @@ void RouteSmT<AF>::updateAdjInfo(Prefix const& prefix, FibRoute& fib, Route cons
         KOR_TRACE(8, "Fib adjIndex: " << fecId.value() << ", L2 adjIndex: " << l2);
       }
     }
+  }
+  // A route gone, without FEC or not spreadable leaves its resilient table.
+  if (auto* rsm = in_.adjSm->template resilientEcmpSmOf<AF>()) {
+    if (!resilientSeen && rsm->hasResilientEntry(prefix)) rsm->handleResilientEcmpRoute(prefix, FecId(), 0);
+    if (!rsm->isResilient(prefix) && rsm->hasResilientEntry(prefix))
+      korAssert("!routeSm()->hasResilientEntry( prefix() )");
   }
   if (next.ptr() == old && !force && !unprogram && fib.state() == RouteReviewState::cleanRoute) {
     KOR_TRACE(8, "Route " << prefix << " up to date");
@@ -646,6 +662,16 @@ void RouteSmT<AF>::handleFec(FecId const& fecId) {
   waitingForFec_.erase(fecId);
   KOR_TRACE(5, "Fec " << fecId << " published, " << prefixes.size() << " routes waited for it");
   for (auto const& p : prefixes) enqueueForReview(p);
+  maybeScheduleRouteReview();
+}
+
+// One route reviewed again (its resilient configuration changed).
+template <class AF>
+void RouteSmT<AF>::doReviewResilientRoute(Prefix const& prefix) {
+  auto it = fibRoute_.find(prefix);
+  if (it == fibRoute_.end()) return;
+  it->second.stateIs(RouteReviewState::changedRoute);
+  enqueueForReview(prefix);
   maybeScheduleRouteReview();
 }
 

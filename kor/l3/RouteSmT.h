@@ -109,6 +109,8 @@ class RouteSmT : public KorBaseSm {
   void handleVerify() override;
   // Routes against the hand-over list and the chip (see RouteChipCheckT).
   void verifyAllRoutes();
+  // Queues one route for a review (a resilient prefix whose table must change).
+  void doReviewResilientRoute(Prefix const& prefix);
 
   VrfId vrfId() const { return vrfId_; }
   Vix::Ptr<RouteStatus const> const& routeStatus() const { return in_.routeStatus; }

@@ -3,6 +3,7 @@
 #include <initializer_list>
 
 #include "kor/l3/VrfMachineFactories.h"
+#include "kor/adj/ResilientEcmpSmT.h"
 #include "kor/l3/VrfRootSm.h"
 
 namespace Kor {
@@ -72,6 +73,19 @@ void VrfRoot::doStartSm() {
                        in.routingSequenceConfig, korAdjSm_, in.route6SmHelper});
   korRoute6Sm_->hwConfigIs(in.routingHwConfig);
   KOR_TRACE(5, "Create korRoute6Sm, vrf: " << vrfName_);
+  // The resilient ECMP machines come after the route machines they ask for
+  // reviews; the adjacency machine owns them and deletes them first.
+  if (in.resilientEcmpConfig) {
+    auto r4 = Vix::makePtr<ResilientEcmpSm>(acsd, vrfName_, korAdjSm_.ptr(), in.resilientEcmpConfig,
+                                            in.routingHwStatus);
+    r4->routeReviewHandlerIs([rsm = korRouteSm_.ptr()](Nollo::IpPrefix const& p) { rsm->doReviewResilientRoute(p); });
+    korAdjSm_->resilientEcmpSmIs(r4);
+    auto r6 = Vix::makePtr<ResilientEcmp6Sm>(acsd, vrfName_, korAdjSm_.ptr(), in.resilientEcmpConfig,
+                                             in.routingHwStatus);
+    r6->routeReviewHandlerIs([rsm = korRoute6Sm_.ptr()](Nollo::Ip6Prefix const& p) { rsm->doReviewResilientRoute(p); });
+    korAdjSm_->resilientEcmp6SmIs(r6);
+    KOR_TRACE(5, "Create resilientEcmpSm, vrf: " << vrfName_);
+  }
 
   korArpSm_->initializedIs(true);
   korRoutingStatusSm_->initializedIs(true);
@@ -94,6 +108,10 @@ void VrfRoot::doStopSm() {
   // torn down; the adjacency side goes before the route machines that use it.
   korRoutingStatusSm_ = nullptr;
   KOR_TRACE(5, "Delete korRoutingStatusSm, vrf: " << vrfName_);
+  if (korAdjSm_) {
+    korAdjSm_->resilientEcmpSmIs(nullptr);
+    korAdjSm_->resilientEcmp6SmIs(nullptr);
+  }
   korAdjSm_ = nullptr;
   KOR_TRACE(5, "Delete korAdjSm, vrf: " << vrfName_);
   korNexthopGroupRouteSm_ = nullptr;

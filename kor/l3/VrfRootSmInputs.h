@@ -16,6 +16,7 @@
 #include "kor/helpers/VrfHelper.h"
 #include "kor/records/L3Status.h"
 #include "kor/records/KorCommonMulticastData.h"
+#include "kor/records/ResilientEcmpConfig.h"
 #include "models/bridging/Config.h"
 #include "models/bridging/Status.h"
 #include "models/cli/AgentCommandRequestStatus.h"
@@ -123,6 +124,8 @@ struct VrfRootSmInputs {
   In<Quill::Arp::ArpTable> arpTableStatus;
   In<Quill::Arp::NeighTable> neighTableStatus;
   In<Quill::Arp::VrfIdMap> arpVrfIdMap;
+  // Resilient ECMP prefixes; none: no VRF gets resilient ECMP machines.
+  In<ResilientEcmpConfig> resilientEcmpConfig;
 };
 
 }  // namespace Kor

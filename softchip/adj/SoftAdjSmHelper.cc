@@ -1,5 +1,7 @@
 #include "softchip/adj/SoftAdjSmHelper.h"
 
+#include <optional>
+
 #include "softchip/SoftChip.h"
 
 namespace SoftChip {
@@ -36,8 +38,14 @@ uint64_t SoftAdjSmHelper::opCount(std::string const& op) const {
 
 Kor::AdjUpdateStatus SoftAdjSmHelper::write(char const* op, uint64_t index, Kor::NextHopL2InfoCollection const& via) {
   record(op, index);
-  switch (chip_->adj().tableFor(via.type()).write(index, via)) {
-    case ChipAnswer::success: return Kor::AdjUpdateStatus::adjUpdateSuccess;
+  auto& table = chip_->adj().tableFor(via.type());
+  auto const* held = table.find(index);
+  std::optional<Kor::NextHopL2InfoCollection> before;
+  if (held) before = *held;
+  switch (table.write(index, via)) {
+    case ChipAnswer::success:
+      bucketWrites_.handleWrite(index, before ? &*before : nullptr, &via);
+      return Kor::AdjUpdateStatus::adjUpdateSuccess;
     case ChipAnswer::notReady: return Kor::AdjUpdateStatus::adjUpdateNotReady;
     case ChipAnswer::resourceFull:
       if (l3Status_) l3Status_->adjResourceFullIs(true);
@@ -62,7 +70,9 @@ Kor::AdjUpdateStatus SoftAdjSmHelper::syncAdj(Kor::L2Adjacency const& l2Adj, uin
 
 void SoftAdjSmHelper::deleteAdj(Kor::L2Adjacency const& l2Adj) {
   record("deleteAdj", l2Adj.index());
-  if (chip_->adj().tableFor(l2Adj.via().type()).erase(l2Adj.index())) recheckResourceFull();
+  auto& table = chip_->adj().tableFor(l2Adj.via().type());
+  if (auto const* held = table.find(l2Adj.index())) bucketWrites_.handleWrite(l2Adj.index(), held, nullptr);
+  if (table.erase(l2Adj.index())) recheckResourceFull();
 }
 
 void SoftAdjSmHelper::recheckResourceFull() {

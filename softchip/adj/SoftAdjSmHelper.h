@@ -19,6 +19,7 @@
 
 #include "kor/helpers/AdjSmHelper.h"
 #include "kor/records/L3Status.h"
+#include "softchip/adj/BucketWriteCounter.h"
 #include "vix/Ptr.h"
 
 namespace SoftChip {
@@ -60,6 +61,8 @@ class SoftAdjSmHelper : public KorHelper::AdjSmHelper {
   void callsDelAll();
   // How many times an operation ("createAdj", "updateAdj", ...) was called.
   uint64_t opCount(std::string const& op) const;
+  // Bucket writes of resilient L2 adjacencies (accepted writes only).
+  BucketWriteCounter const& bucketWrites() const { return bucketWrites_; }
 
  private:
   // One recorded call; op is one of the operation names (string literals).
@@ -81,6 +84,7 @@ class SoftAdjSmHelper : public KorHelper::AdjSmHelper {
   std::map<std::string, uint64_t> opCount_;
   std::map<Nollo::IntfId, uint32_t> l3IntfId_;
   std::map<Nollo::IntfId, uint32_t> hwLagId_;
+  BucketWriteCounter bucketWrites_;
 };
 
 }  // namespace SoftChip
