@@ -183,4 +183,20 @@ void NexthopGroupRouteSm::handleWatched(std::string const& name) {
   if (requestHandler_) requestHandler_(adjIndex, true);
 }
 
+void NexthopGroupRouteSm::handleVerify() {
+  std::string faults;
+  for (auto const& [name, id] : nexthopGroupNameToId_) {
+    auto back = nexthopGroupIdToName_.find(id);
+    if (back == nexthopGroupIdToName_.end() || back->second != name)
+      faults += "group " + name + " id " + std::to_string(id) + " has no id-to-name entry; ";
+    if (!nexthopGroupSm_.count(id)) faults += "group " + name + " id " + std::to_string(id) + " has no machine; ";
+  }
+  if (nexthopGroupIdToName_.size() != nexthopGroupNameToId_.size())
+    faults += "name and id maps differ in size; ";
+  if (faults.empty())
+    KOR_VERIFY_REPORT(KorTypes::verifySuccess, "vrf " + vrfName_.str() + " next-hop groups consistent");
+  else
+    KOR_VERIFY_REPORT(KorTypes::verifyFail, "vrf " + vrfName_.str() + ": " + faults);
+}
+
 }  // namespace Kor

@@ -52,6 +52,9 @@ class NexthopGroupRouteSm : public KorBaseSm {
   ~NexthopGroupRouteSm() override;
 
   VrfName const& vrfName() const { return vrfName_; }
+  // The name <-> id maps are each other's inverse, and every id in them has
+  // its group machine.
+  void handleVerify() override;
   Vix::Ptr<NexthopGroup::Status const> const& nexthopGroupStatus() const { return status_; }
   Vix::Ptr<NexthopGroup::WatchedNexthopGroupConfig> const& watchedNexthopGroupConfig() const { return watched_; }
   void reviewHandlerIs(ReviewHandler h) { reviewHandler_ = std::move(h); }

@@ -311,7 +311,7 @@ TEST_F(ConfigFileTest, TheReloadStatementNeedsAFileAndAnswersWhatItApplied) {
 
 TEST_F(ConfigFileTest, TheExampleConfigurationIsGood) {
   auto sections = ConfigFile(KOR_DOCS_DIR "/examples/switch.json", agent_).read();
-  EXPECT_EQ(sections.size(), 5u);
+  EXPECT_EQ(sections.size(), 6u);
 }
 
 }  // namespace
