@@ -19,12 +19,10 @@
 namespace Kor {
 
 VIX_LOG_EVENT(ROUTING_MAX_PATHS_EXCEEDED, 3, "Number of paths (%d) for adj %d higher than max supported value (%d)",
-              "The system is trying to allocate an ecmp route with more paths than the maximum allowed by the "
-              "hardware. The route will be programmed to to use only the maximum allowed.",
+              "The system is trying to allocate an ecmp route with more paths than the maximum allowed by the hardware. The route will be programmed to to use only the maximum allowed.",
               "Reduce the number of paths of the route.", 0);
 VIX_LOG_EVENT(IP6ROUTING_MAX_PATHS_EXCEEDED, 3, "Number of paths (%d) for adj %d higher than max supported value (%d)",
-              "The system is trying to allocate an ecmp route with more paths than the maximum allowed by the "
-              "hardware. The route cannot be allocated.",
+              "The system is trying to allocate an ecmp route with more paths than the maximum allowed by the hardware. The route cannot be allocated.",
               "Reduce the number of paths of the route.", 0);
 
 namespace {
@@ -1196,8 +1194,7 @@ void AdjSm::showFibFecT(std::ostream& os, std::optional<FecId> fecId) const {
   Vix::Ptr<Quill::Fib::ForwardingStatusT<AF> const> table;
   if constexpr (AF::version == 6) table = forwarding6Status_;
   else table = forwardingStatus_;
-  os << "               FecId               FecType     L2Adj   Prefixes   Next hop                         Weight   "
-        "Intf\n";
+  os << "               FecId               FecType     L2Adj   Prefixes   Next hop                         Weight   Intf\n";
   if (!table) return;
   std::map<FecId, Vix::Ptr<Quill::Fib::FecT<AF> const>> fecs;
   if (fecId) {

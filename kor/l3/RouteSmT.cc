@@ -465,6 +465,7 @@ void RouteSmT<AF>::updateAdjInfo(Prefix const& prefix, FibRoute& fib, Route cons
   Vix::Ptr<AdjEntry> fecEntry;
   bool unprogram = false;
   bool resilientSeen = false;
+  if (!route) KOR_TRACE(8, "No route in the fib");
   if (route) {
     FecId fecId = route->fecId();
     if (fecId.value() == 0 && prefix.isDefault()) KOR_TRACE(8, "FecId 0, default route");
@@ -1076,7 +1077,10 @@ void RouteSmT<AF>::handleRoutingEnabled(bool enabled) {
       KOR_TRACE(1, "Overriding default routes review interval: now " << *n << " seconds");
     }
   }
-  if (!initialized()) return;
+  if (!initialized()) {
+    KOR_TRACE(5, "RouteSm not initialized");
+    return;
+  }
   KOR_TRACE(5, "RoutingEnabled: " << routingEnabled_ << ", deferred: false");
   if (enabled == routingEnabled_ && !disabling_) return;
   if (enabled) {
