@@ -11,6 +11,7 @@
 #include <string>
 
 #include "kor/adj/ResilientEcmpSmT.h"
+#include "kor/common/MplsStackEntryIndex.h"
 #include "kor/records/L2Adjacency.h"
 #include "nollo/Ip6Hdr.h"
 #include "vix/ActivityLoop.h"
@@ -397,7 +398,14 @@ Vix::ReviewAction AdjSm::doReviewQueued(FecId const& fecId, AdjForReviewInfo con
   else if (!v6 && resilientEcmpSm_ && ResilientEcmpSm::isResilientAdjIndex(adjIndex))
     ok = reviewResilientAdj(fecId, adjIndex, info.adjUpdateType());
   else if (fecId.adjType() == AdjType::nextHopGroupAdj) ok = reviewNexthopAdj(fecId, adjIndex, info.adjUpdateType());
-  else if (info.ipVersion() == Nollo::Ip6Hdr::ipVersion6()) ok = reviewAdj6(fecId, adjIndex, info.adjUpdateType());
+  else if (info.ipVersion() != Nollo::Ip6Hdr::ipVersion4()) {
+    // Anything queued that is not IPv4 must be IPv6.
+    if (info.ipVersion() != Nollo::Ip6Hdr::ipVersion6()) {
+      korAssert("adjIter->ipVersion() == Nollo::Ip6Hdr::ipVersion6()");
+      return Vix::ReviewAction::done;
+    }
+    ok = reviewAdj6(fecId, adjIndex, info.adjUpdateType());
+  }
   else ok = reviewAdj(fecId, adjIndex, info.adjUpdateType());
   if (!ok) KOR_TRACE(3, "fecId: " << fecId << ", reviewAdj failed!");
   if (reviewHook_) reviewHook_(fecId);
@@ -524,6 +532,12 @@ bool AdjSm::reviewAdjT(FecId const& fecId, uint64_t adjIndex, AdjUpdateType adjU
   // FEC keeps its first paths in FEC order up to the limit (the route is
   // programmed with the maximum); the last via kept may lose some weight.
   size_t viaCount = fec->viaCount();
+  // A forwarding FEC has vias (a FEC without any is typed invalid above).
+  if (routeType == RouteType::forwardRoute && !viaCount) {
+    korAssert("fec.vias()");
+    removeAdjEntryFromReview(fecId);
+    return false;
+  }
   uint64_t paths = 0;
   for (size_t i = 0; i < viaCount; ++i) paths += std::max<uint32_t>(fec->via(i).weight(), 1);
   uint32_t maxEcmp = routingHwStatus_ ? routingHwStatus_->maxEcmp() : 0;
@@ -550,6 +564,9 @@ bool AdjSm::reviewAdjT(FecId const& fecId, uint64_t adjIndex, AdjUpdateType adjU
     uint8_t backups = 0;
     for (size_t i = 0; i < viaCount && adjVia->vias() < kMaxPaths; ++i) {
       auto const& fv = fec->via(i);
+      // Each label takes a position of the stack: a stack deeper than an
+      // adjacency pushes throws, and the FEC is refused.
+      for (size_t l = 0; l < fv.mplsLabels().size(); ++l) MplsStackEntryIndex(static_cast<int64_t>(l));
       ViaT<AF> via(fv.nextHop(), fv.intf(), VlanIdOrNone(fv.vlan()), fv.mplsLabels(), fv.backup());
       KOR_TRACE(8, "   Via: " << via);
       for (uint32_t w = 0; w < std::max<uint32_t>(fv.weight(), 1) && adjVia->vias() < kMaxPaths; ++w)
@@ -578,6 +595,10 @@ bool AdjSm::reviewAdjT(FecId const& fecId, uint64_t adjIndex, AdjUpdateType adjU
   }
   deleteNextHopMappings(entry);
   addAdjViaToAdjEntry<AF>(entry, adjVia);
+  if constexpr (!v6) {
+    if (routeType == RouteType::forwardRoute && !entry->adjVia()->vias() && !entry->adjVia()->viaBitmaps())
+      korAssert("adjEntry->adjVia()->vias() || adjEntry->adjVia()->viaBitmaps()");
+  }
   if (!v6 && entry->adjVia6() && routeType != RouteType::nexthopGroupRoute)
     korAssert("!adjEntry->adjVia6() || routeType == nexthopGroupRoute_");
   createOrUpdateL2Adj(entry, adjUpdateType);

@@ -517,6 +517,9 @@ void L2AdjHelper::doRemoveAdjEntryFromL2Adj(Vix::Ptr<L2Adjacency> const& l2AdjRe
   // Held here: the caller may pass adjEntry's own pointer, which is cleared below.
   Vix::Ptr<L2Adjacency> l2Adj = l2AdjRef;
   if (!l2Adj) return;
+  // Only an adjacency bound to it leaves it.
+  if (adjEntry.l2Adj() == l2Adj && !l2Adj->adjEntryHas(adjEntry.adjIndex()))
+    korAssert("iter->adjEntryIterator().isMemberOf( adjEntry )");
   l2Adj->adjEntryDel(adjEntry.adjIndex());
   l2Adj->reviewPendingAdjDel(adjEntry.adjIndex());
   doRemoveAdjEntryFromTunnel(l2Adj, adjEntry, true);

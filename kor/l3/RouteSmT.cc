@@ -752,6 +752,10 @@ void RouteSmT<AF>::runReview() {
   reviewRouteChanges();
   if constexpr (!isV4) reviewOverflowRoutes();
   if (disabling_ && fullyDisabled()) actuallyDisableRouting();
+  if (batchMode_) {
+    KOR_TRACE(5, "Enable notifications");
+    batchModeIs(false);
+  }
   if (isV4) in_.vrfL3Status->routesForReviewIs(routesForReviews() != 0);
   else in_.vrfL3Status->routes6ForReviewIs(routesForReviews() != 0);
   pendingClock_.timeMinEarlierIs(acsd()->activityLoop()->now());
@@ -762,6 +766,10 @@ void RouteSmT<AF>::reviewRouteChanges() {
   auto* loop = acsd()->activityLoop().ptr();
   Vix::Seconds start = loop->now();
   if (!routingEnabled_ && fibRoute_.empty()) {
+    if (!routesForReviews()) {
+      KOR_TRACE(8, "Route review skipped");
+      return;
+    }
     KOR_TRACE(8, "Routing disabled, skip review");
     for (size_t lane : {kDefaultLane, kRoutesLane, kNhgLane}) review_.clear(lane);
     return;
@@ -1103,8 +1111,10 @@ void RouteSmT<AF>::handleRoutingEnabled(bool enabled) {
     kv.second.stateIs(RouteReviewState::changedRoute);
     enqueueForReview(kv.first);
   }
-  if (in_.routeStatus->frozen()) KOR_TRACE(3, "Quill tables frozen. Seq: " << lastProcessedSeq_ << ", routes: "
-                                                                          << fibRoute_.size());
+  if (in_.routeStatus->frozen()) {
+    KOR_TRACE(3, "Quill tables frozen. Seq: " << lastProcessedSeq_ << ", routes: " << fibRoute_.size());
+    batchModeIs(true);
+  }
   // Suspended updates hold the review back, so the sequence the routing
   // agent waits for is acknowledged now: every route of it goes.
   bool suspended = isV4 ? in_.l3Status->suspendRouteUpdates() : in_.l3Status->suspendIp6RouteUpdates();

@@ -158,6 +158,10 @@ class RouteSmT : public KorBaseSm {
   FibRoute const* fibRoute(Prefix const& p) const;
   // Queued for review (next-hop-group routes included).
   size_t routesForReviews() const { return review_.size(); }
+  // Set while routing is switched off over frozen shared-memory tables: the
+  // whole table goes in one batch, and the next review pass ends it.
+  bool batchMode() const { return batchMode_; }
+  void batchModeIs(bool b) { batchMode_ = b; }
   bool routeForReview(Prefix const& p) const { return review_.contains(p); }
   size_t unprogrammedRoutes() const { return unprogrammedRoute_.size(); }
   bool unprogrammed(Prefix const& p) const { return unprogrammedRoute_.contains(0, p); }
@@ -286,6 +290,7 @@ class RouteSmT : public KorBaseSm {
 
   bool routingEnabled_ = false;
   bool disabling_ = false;
+  bool batchMode_ = false;
   bool envVarInitialized_ = false;
   bool reviewComplete_ = false;
   bool adjSmWoken_ = false;

@@ -13,6 +13,7 @@
 #include "kor/adj/L2AdjHelper.h"
 #include "kor/records/L2Adjacency.h"
 #include "kor/common/KorCommonSmData.h"
+#include "kor/common/MplsStackEntryIndex.h"
 #include "softchip/adj/SoftAdjSmHelper.h"
 #include "softchip/SoftChip.h"
 #include "vix/ActivityLoop.h"
@@ -269,6 +270,25 @@ TEST_F(AdjSmTest, PathsBeyondTheViaIndexAreCutForIpv4AndRefusedForIpv6) {
   EXPECT_FALSE(sm_->isAdjRefused(fecId(7).value()));
   ASSERT_TRUE(sm_->adjEntry(fecId(7).value()));
   EXPECT_EQ(sm_->adjEntry(fecId(7).value())->adjVia6()->vias(), 2u);
+}
+
+// A label stack deeper than an adjacency pushes refuses the FEC: no
+// adjacency is made from a cut stack. The deepest stack allowed is taken.
+TEST_F(AdjSmTest, LabelStackDeeperThanAnAdjacencyPushesIsRefused) {
+  start();
+  auto labelled = [&](uint64_t i, size_t depth) {
+    Quill::Fib::Via v(IpAddr4("10.0.0.1"), IntfId::ethernet(1));
+    v.mplsLabelsIs(std::vector<uint32_t>(depth, 100));
+    fwd_->fecIs(Quill::Fib::Fec(fecId(i), FecType::forward, {v}));
+  };
+  labelled(5, Kor::MplsStackEntryIndex::kMaxDepth);
+  labelled(6, Kor::MplsStackEntryIndex::kMaxDepth + 1);
+  loop_->runUntilIdle();
+  auto e5 = sm_->adjEntry(fecId(5).value());
+  ASSERT_TRUE(e5 && e5->adjVia());
+  EXPECT_EQ(e5->adjVia()->viaList()[0].labels().size(), Kor::MplsStackEntryIndex::kMaxDepth);
+  EXPECT_FALSE(sm_->adjEntry(fecId(6).value()));
+  EXPECT_EQ(traced("MplsStackEntryIndex::value < MplsStackEntryIndex::min or > MplsStackEntryIndex::max not allowed"), 1u);
 }
 
 TEST_F(AdjSmTest, EcmpLimitCutsIpv4AndRefusesIpv6) {
