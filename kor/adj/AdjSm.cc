@@ -389,7 +389,7 @@ void AdjSm::runAdjReview() {
 
 // An entry whose IP version has routing off stays queued (parked).
 Vix::ReviewAction AdjSm::doReviewQueued(FecId const& fecId, AdjForReviewInfo const& info) {
-  if (!routingEnabledFor(info.ipVersion())) return Vix::ReviewAction::keep;
+  if (!reviewEnabledFor(fecId, info.ipVersion())) return Vix::ReviewAction::keep;
   uint64_t adjIndex = fecId.value();
   bool ok;
   bool v6 = info.ipVersion() == Nollo::Ip6Hdr::ipVersion6();
@@ -1180,8 +1180,8 @@ void AdjSm::handleVerify() {
   // wait for routing to come on.
   size_t active = fecsUnread();
   for (size_t lane : {kLinkDownLane, kAdjLane, kTunnelLane})
-    review_.lane(lane).forEach([&](FecId const&, AdjForReviewInfo const& info) {
-      if (routingEnabledFor(info.ipVersion())) ++active;
+    review_.lane(lane).forEach([&](FecId const& fecId, AdjForReviewInfo const& info) {
+      if (reviewEnabledFor(fecId, info.ipVersion())) ++active;
     });
   if (active)
     faults += "vrf " + vrfName_.str() + ": " + "Adjacencies (" + std::to_string(active) + ") sitting in review queue" +

@@ -292,6 +292,12 @@ class KOR_EXPORT AdjSm : public KorBaseSm {
   std::map<FecId, Vix::Ptr<AdjEntry>> sortedAdjEntries() const;
   uint8_t ipVersionOf(FecId const& fecId) const;
   bool routingEnabledFor(uint8_t ipVersion) const { return ipVersion == 6 ? routing6Enabled_ : routingEnabled_; }
+  // A group adjacency serves routes of both versions: parked only while
+  // both are off, whatever version its review was queued under.
+  bool reviewEnabledFor(FecId const& fecId, uint8_t ipVersion) const {
+    return fecId.adjType() == Quill::Fib::AdjType::nextHopGroupAdj ? routingEnabled_ || routing6Enabled_
+                                                                    : routingEnabledFor(ipVersion);
+  }
   void enqueue(size_t lane, FecId const& fecId, AdjForReviewInfo const& info);
   // Queues a regular review: tunnels in their queue, the rest in adjForReview
   // unless a link-down review is already queued.

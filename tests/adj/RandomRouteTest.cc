@@ -14,20 +14,31 @@
 // nothing; no chip route belongs to a VRF that is gone; nothing is counted
 // unprogrammed; a verification pass of every machine reports nothing. Tunnels in the default VRF come and go and move their
 // destinations under the routes; every route over a tunnel FEC forwards
-// through its tunnel's current underlay.
+// through its tunnel's current underlay. Next-hop groups of either family
+// come, change members, go and come back, with default-VRF routes over them
+// and the chip's group table small and faulty; every route over a published
+// group forwards on the group's adjacency, whose chip entry holds exactly the
+// group's members that have a neighbour. Resilient prefixes of the default
+// VRF come and go over the routes of the pool; each resilient route forwards
+// on a balanced bucket table of its configured size over its FEC's resolved
+// next hops.
 //
 // Seeds: a fixed list by default; KOR_RANDOM_SEED=N runs that seed only and
 // KOR_RANDOM_STEPS=N changes the number of random changes per run (1000), e.g.
 //   KOR_RANDOM_SEED=77 KOR_RANDOM_STEPS=1000 ./adj_tests --gtest_filter='RandomRoute*'
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <map>
 #include <random>
+#include <set>
 #include <string>
 #include <vector>
 
 #include "tests/adj/RandomAgentHarness.h"
+#include "agent/nhg/NhgModule.h"
+#include "agent/resil/ResilientModule.h"
 #include "agent/tunnel/TunnelModule.h"
 #include "kor/records/AdjEntry.h"
 #include "kor/records/L3Status.h"
@@ -58,6 +69,7 @@ struct Vrf {
   std::map<uint64_t, bool> fecs;  // id -> IPv6
   std::map<std::string, uint64_t> routes4, routes6;  // prefix text -> FEC id
   std::map<std::string, bool> neigh;  // next hops with a neighbour entry
+  std::map<std::string, int> groupRoutes4, groupRoutes6;  // prefix text -> group number
 };
 
 class RandomRouteTest : public RandomAgentHarness {
@@ -74,6 +86,7 @@ class RandomRouteTest : public RandomAgentHarness {
                       v.routedPort);
     agent_->module<KorAgent::ChipModule>().exactMatchLengthsIs({64});
     buildTunnels();
+    buildGroups();
   }
 
   Vrf& anyVrf() { return vrfs_[pick(vrfs_.size())]; }
@@ -200,13 +213,15 @@ class RandomRouteTest : public RandomAgentHarness {
 
   void run(uint64_t steps) {
     for (uint64_t s = 0; s < steps; ++s) {
-      size_t k = pick(20);
+      size_t k = pick(22);
       if (k < 3) fecChange();
       else if (k < 10) routeChange();
       else if (k < 12) neighChange();
       else if (k < 13) vrfChange();
       else if (k < 15) routingChange();
       else if (k < 16) tunnelChange();
+      else if (k < 18) groupChange();
+      else if (k < 19) resilientChange();
       else chipChange();
       if (coin(0.3)) agent_->runFor(0.001 * double(pick(300)));
       if (agent_->l3Status()->numUnprogrammedRoutes() + agent_->l3Status()->numUnprogrammedV6Routes()) ++unprogrammedSteps_;
@@ -214,7 +229,7 @@ class RandomRouteTest : public RandomAgentHarness {
     }
     auto* chip = agent_->chip();
     chip->injector().faultsDelAll();
-    for (char const* t : {"route4", "route6", "route6em"})
+    for (char const* t : {"route4", "route6", "route6em", "nhg"})
       chip->table(t)->capacityIs(SoftChip::ChipTableBase::kUnlimited);
     agent_->module<KorAgent::ChipModule>().chipRulesChanged();
     // Past the deletion delay, then past the retry period of whatever a
@@ -253,8 +268,10 @@ class RandomRouteTest : public RandomAgentHarness {
       EXPECT_TRUE(held.empty()) << held.size() << " routes with routing off, " << held.begin()->first;
       return;
     }
+    auto const& groupFib = v6 ? v.groupRoutes6 : v.groupRoutes4;
     for (auto const& [p, route] : held)
-      EXPECT_TRUE(fib.count(p)) << "chip route " << p << " " << route << " not in the FIB";
+      EXPECT_TRUE(fib.count(p) || groupFib.count(p)) << "chip route " << p << " " << route << " not in the FIB";
+    for (auto const& [p, g] : groupFib) checkGroupRoute(v, vs, held, p, g);
     for (auto const& [p, fec] : fib) {
       auto it = held.find(p);
       if (it == held.end()) {
@@ -262,6 +279,7 @@ class RandomRouteTest : public RandomAgentHarness {
         continue;
       }
       EXPECT_EQ(it->second.fibAdjIndex(), fecId(fec).value()) << p;
+      if (checkResilientRoute(v, vs, it->second, p, fec, v6)) continue;
       auto e = vs.adjEntryList(fecId(fec));
       if (!e || !e->l2Adj()) {
         ADD_FAILURE() << p << ": FEC " << fec << " has no L2 adjacency";
@@ -282,7 +300,7 @@ class RandomRouteTest : public RandomAgentHarness {
       Kor::VrfId id = l3->vrfId(v.name);
       checkFamily(v, *vs, id, false);
       checkFamily(v, *vs, id, true);
-      expected += (v.on4 ? v.routes4.size() : 0) + (v.on6 ? v.routes6.size() : 0);
+      expected += (v.on4 ? v.routes4.size() + v.groupRoutes4.size() : 0) + (v.on6 ? v.routes6.size() + v.groupRoutes6.size() : 0);
       EXPECT_EQ(vs->numUnprogrammedRoutes(), 0u) << v.name;
       EXPECT_EQ(vs->numUnprogrammedV6Routes(), 0u) << v.name;
     }
@@ -350,7 +368,8 @@ class RandomRouteTest : public RandomAgentHarness {
     auto const& table = agent_->chip()->adj().l2AdjTable();
     for (auto const& [p, route] : chipRoutes<Nollo::Ipv4>(Kor::VrfId(0))) {
       uint64_t fec = v.routes4.count(p) ? v.routes4.at(p) : 0;
-      if (fec <= kTunnelFec) continue;
+      // Resilient bucket tables over a tunnel are not followed here.
+      if (fec <= kTunnelFec || resilient4_.count(p)) continue;
       int t = int(fec - kTunnelFec);
       SCOPED_TRACE("route " + p + " over Tunnel" + std::to_string(t));
       Kor::NextHopL2InfoCollection const* expected = nullptr;
@@ -369,6 +388,7 @@ class RandomRouteTest : public RandomAgentHarness {
       Kor::NextHopL2InfoCollection const* held = nullptr;
       for (auto const& [nh, info] : overlay->nextHop())
         if (info.type() == Kor::NextHopEntryType::nextHopTunnel) held = table.find(info.tunnelL2Info());
+
       if (!expected) {
         EXPECT_FALSE(held) << "a tunnel path without a resolved underlay: " << *overlay;
         continue;
@@ -378,6 +398,182 @@ class RandomRouteTest : public RandomAgentHarness {
       ++tunnelRoutes_;
     }
   }
+
+  // Next-hop groups g1..g4 (ids kGroupId + g, the even ones IPv6) with
+  // members among the default VRF's hosts, and default-VRF routes over them
+  // from a pool of their own (a route of either family over a group of
+  // either family).
+  static constexpr uint64_t kGroupId = 200;
+  static constexpr int kGroups = 4;
+  static Quill::Fib::FecId groupFecId(int g) {
+    return Quill::Fib::FecId::make(Quill::Fib::AdjType::nextHopGroupAdj, kGroupId + uint64_t(g));
+  }
+  void buildGroups() {
+    groups_.clear();
+    resilient4_.clear();
+    resilient6_.clear();
+    agent_->module<KorAgent::NhgModule>().nexthopGroupSupportedIs(true);
+    agent_->module<KorAgent::ResilientModule>().supportedIs(true);
+  }
+  void groupChange() {
+    Vrf& v = vrfs_[0];
+    auto& nhg = agent_->module<KorAgent::NhgModule>();
+    int g = 1 + int(pick(kGroups));
+    std::string name = "g" + std::to_string(g);
+    size_t k = pick(10);
+    if (k < 3) {
+      std::set<std::string> members;
+      for (size_t n = 1 + pick(3); members.size() < n;) members.insert(host(v, g % 2 == 0));
+      std::vector<KorAgent::FibModule::Via> vias;
+      for (auto const& m : members) {
+        KorAgent::FibModule::Via via;
+        via.hop = Nollo::IpGenAddr(m);
+        via.intf = v.intf;
+        vias.push_back(via);
+      }
+      nhg.groupAdd(name, kGroupId + uint64_t(g), vias);
+      groups_[g] = members;
+    } else if (k < 4) {
+      if (!groups_.count(g)) return;
+      nhg.groupDel(name);
+      groups_.erase(g);
+    } else if (k < 9) {
+      bool v6 = coin(0.5);
+      std::string p = v6 ? "2001:db8:40:" + std::to_string(1 + pick(4)) + "::/64" : "40.0." + std::to_string(pick(4)) + ".0/24";
+      auto& routes = v6 ? v.groupRoutes6 : v.groupRoutes4;
+      if (routes.count(p) && coin(0.4)) {
+        agent_->module<KorAgent::FibModule>().routeDel(v.name, parse(p, v6));
+        routes.erase(p);
+      } else if (groups_.count(g)) {
+        nhg.routeAdd(v.name, parse(p, v6), name);
+        routes[p] = g;
+      }
+    } else {
+      static SoftChip::ChipAnswer const answers[] = {SoftChip::ChipAnswer::fail, SoftChip::ChipAnswer::notReady,
+                                                     SoftChip::ChipAnswer::resourceFull};
+      auto* t = agent_->chip()->table("nhg");
+      if (coin(0.5)) t->capacityIs(t->size() + pick(2));
+      else agent_->chip()->injector().kindFaultIs("nhg", answers[pick(3)]);
+      agent_->module<KorAgent::ChipModule>().chipRulesChanged();
+    }
+  }
+  // A route over a group: on the group FEC; while the group is published, on
+  // the group's adjacency, whose chip entry in the nhg table holds exactly
+  // the members, resolved exactly those with a neighbour; without it, on no
+  // L2 adjacency.
+  void checkGroupRoute(Vrf const& v, Kor::VrfL3Status const& vs, std::map<std::string, SoftChip::ChipRoute> const& held,
+                       std::string const& p, int g) {
+    SCOPED_TRACE("route " + p + " over g" + std::to_string(g));
+    auto it = held.find(p);
+    if (it == held.end()) {
+      ADD_FAILURE() << "not in the chip";
+      return;
+    }
+    EXPECT_EQ(it->second.fibAdjIndex(), groupFecId(g).value());
+    auto e = vs.adjEntryList(groupFecId(g));
+    if (!groups_.count(g)) {
+      EXPECT_FALSE(e && e->l2Adj()) << "an L2 adjacency for an unpublished group";
+      EXPECT_EQ(it->second.l2AdjIndex(), 0u);
+      return;
+    }
+    if (!e || !e->l2Adj()) {
+      ADD_FAILURE() << "the group has no L2 adjacency";
+      return;
+    }
+    EXPECT_EQ(it->second.l2AdjIndex(), e->l2Adj()->index());
+    auto const* chip = agent_->chip()->adj().nhgTable().find(e->l2Adj()->index());
+    if (!chip) {
+      ADD_FAILURE() << "group adjacency " << e->l2Adj()->index() << " not in the chip's nhg table";
+      return;
+    }
+    std::set<std::string> members, withNeigh, held, resolved;
+    for (auto const& m : groups_.at(g)) {
+      members.insert(Nollo::IpGenAddr(m).str());
+      if (v.neigh.count(m)) withNeigh.insert(Nollo::IpGenAddr(m).str());
+    }
+    for (auto const& [nh, info] : chip->nextHop()) {
+      held.insert(nh.str());
+      if (info.type() == Kor::NextHopEntryType::nextHopArpResolved) resolved.insert(nh.str());
+    }
+    // Members waiting for their neighbour stay in the entry, unresolved.
+    EXPECT_EQ(held, members) << *chip;
+    EXPECT_EQ(resolved, withNeigh) << *chip;
+    ++groupRoutes_;
+  }
+
+  // Resilient prefixes of the default VRF, from the routes' own pool, so
+  // that they come and go over routes whose FECs change.
+  void resilientChange() {
+    bool v6 = coin(0.5);
+    std::string p = prefix(v6);
+    auto& conf = v6 ? resilient6_ : resilient4_;
+    auto& rm = agent_->module<KorAgent::ResilientModule>();
+    if (conf.count(p) && coin(0.4)) {
+      rm.prefixDel(vrfs_[0].name, parse(p, v6));
+      conf.erase(p);
+      return;
+    }
+    Kor::ResilientEcmpParams params;
+    params.capacity = uint32_t(1 + pick(4));
+    params.redundancy = uint32_t(1 + pick(3));
+    rm.prefixIs(vrfs_[0].name, parse(p, v6), params);
+    conf[p] = params;
+  }
+  // A resilient route (FEC whose L2 adjacency has next hops) forwards on a
+  // bucket table of the configured size over exactly the next hops of its
+  // FEC adjacency's L2 adjacency (one still waiting for its neighbour holds
+  // its buckets, as it holds its share in the plain L2 adjacency), each
+  // holding N/k or N/k + 1 buckets (fewer buckets than next hops: one each). False where the route is not resilient,
+  // for the plain check.
+  bool checkResilientRoute(Vrf const& v, Kor::VrfL3Status const& vs, SoftChip::ChipRoute const& route, std::string const& p,
+                           uint64_t fec, bool v6) {
+    auto const& conf = v6 ? resilient6_ : resilient4_;
+    if (index(v) != 0 || !conf.count(p)) return false;
+    // Over a tunnel FEC the table names the tunnel paths; checkTunnels
+    // follows those routes.
+    if (fec > kTunnelFec) return true;
+    SCOPED_TRACE("resilient route " + p + " fec " + std::to_string(fec));
+    auto e = vs.adjEntryList(fecId(fec));
+    std::set<std::string> expected;
+    if (e && e->l2Adj())
+      for (auto const& [nh, info] : e->l2Adj()->via().nextHop()) expected.insert(nh.str());
+    if (expected.empty()) return false;
+    auto const* held = agent_->chip()->adj().l2AdjTable().find(route.l2AdjIndex());
+    if (!held) {
+      ADD_FAILURE() << "no chip L2 adjacency " << route.l2AdjIndex();
+      return true;
+    }
+    std::map<uint32_t, std::string> buckets;
+    for (auto const& [key, info] : held->nextHopBitmap())
+      for (uint32_t w = 0; w < key.second.size(); ++w)
+        for (uint32_t b = 0; b < 32; ++b)
+          if ((key.second[w] >> b) & 1u) {
+            EXPECT_TRUE(buckets.emplace(w * 32 + b, key.first.str()).second) << "bucket " << w * 32 + b << " twice";
+          }
+    uint32_t n = conf.at(p).buckets();
+    EXPECT_EQ(buckets.size(), n) << *held;
+    if (!buckets.empty()) {
+      EXPECT_EQ(buckets.rbegin()->first, n - 1) << *held;
+    }
+    std::map<std::string, uint32_t> count;
+    for (auto const& [b, nh] : buckets) ++count[nh];
+    std::set<std::string> named;
+    for (auto const& [nh, c] : count) named.insert(nh);
+    uint32_t k = uint32_t(expected.size());
+    if (n >= k) {
+      EXPECT_EQ(named, expected) << *held;
+    } else {  // fewer buckets than next hops: each bucket one of them
+      EXPECT_TRUE(std::includes(expected.begin(), expected.end(), named.begin(), named.end())) << *held;
+    }
+    for (auto const& [nh, c] : count) EXPECT_TRUE(c == n / k || c == n / k + 1) << nh << " holds " << c << " of " << n << " buckets";
+    ++resilientRoutes_;
+    return true;
+  }
+
+  std::map<int, std::set<std::string>> groups_;  // published group -> members
+  std::map<std::string, Kor::ResilientEcmpParams> resilient4_, resilient6_;  // default VRF
+  size_t groupRoutes_ = 0;
+  size_t resilientRoutes_ = 0;
 
   std::map<int, Nollo::IpAddr4> tunnelDst_;
   size_t tunnelRoutes_ = 0;
@@ -412,6 +608,8 @@ TEST_F(RandomRouteTest, RoutesFollowTheFibUnderChipFaults) {
   EXPECT_GT(refusals_, 0u);
   EXPECT_GT(unprogrammedSteps_, 0u);
   EXPECT_GT(tunnelRoutes_, 0u);
+  EXPECT_GT(groupRoutes_, 0u);
+  EXPECT_GT(resilientRoutes_, 0u);
 }
 
 }  // namespace
