@@ -31,7 +31,9 @@
 #include <cstdlib>
 #include <cstring>
 #include <random>
+#include <set>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "BenchRegistry.h"
@@ -288,6 +290,23 @@ int runRoutes(bool json, bool groups) {
   if (!ok) {
     std::fprintf(stderr, "only %zu of %zu routes programmed\n", chipRoutes(agent.chip()), fig.routes);
     return 1;
+  }
+
+  // The group routes went over programmed groups, not deferred adjacencies.
+  if (groups) {
+    // Groups of the same members share one L2 adjacency, so one chip row:
+    // a member set is its family, width and first next hop.
+    std::set<std::tuple<bool, int, uint32_t>> memberSets;
+    auto note = [&](uint32_t f) {
+      if (isGroup(true, f)) memberSets.emplace(f > fecs4, ecmpWidth(f), f * 7 % kHops);
+    };
+    for (uint32_t f : table.fec4) note(f);
+    for (uint32_t f : table.fec6) note(f);
+    size_t want = memberSets.size(), have = agent.chip()->table("nhg") ? agent.chip()->table("nhg")->size() : 0;
+    if (have < want) {
+      std::fprintf(stderr, "only %zu of %zu next-hop group member sets programmed\n", have, want);
+      return 1;
+    }
   }
 
   // Churn: bursts of 1,000 updates, each burst programmed before the next.
