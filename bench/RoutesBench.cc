@@ -14,6 +14,12 @@
 // (FEC changes, deletes followed by re-adds) written in bursts, with the
 // delay of each from FIB write to chip programmed.
 //
+// `kor-bench routes_nhg` is the same run with every tenth FEC a next-hop
+// group instead (the same members, published in the group status, the
+// hardware announcing nexthopGroupSupported): the routes over those FECs
+// are written over the group's FEC, in the full table and in the churn.
+// It is a separate run so that its peak RSS is its own.
+//
 // `kor-bench routes --json` prints one JSON object instead of the table;
 // KOR_BENCH_ROUTES_SCALE (0 < s <= 1) shrinks the table for quick runs.
 #include <sys/resource.h>
@@ -25,7 +31,9 @@
 #include <cstdlib>
 #include <cstring>
 #include <random>
+#include <set>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "BenchRegistry.h"
@@ -34,6 +42,7 @@
 #include "agent/fib/FibModule.h"
 #include "agent/intf/IntfModule.h"
 #include "agent/neigh/NeighbourModule.h"
+#include "agent/nhg/NhgModule.h"
 #include "agent/vrf/VrfModule.h"
 #include "kor/records/AdjInfo.h"
 #include "kor/records/L3Status.h"
@@ -177,7 +186,16 @@ int ecmpWidth(uint32_t fec) {
   return widths[(fec * 2654435761u >> 7) % (sizeof(widths) / sizeof(widths[0]))];
 }
 
-void setUp(KorAgent::Agent& agent, uint32_t fecs4, uint32_t fecs6) {
+// With groups, every tenth FEC is a next-hop group whose id is the FEC
+// index; its routes use the group's FEC id.
+bool isGroup(bool groups, uint32_t fec) { return groups && fec % 10 == 0; }
+
+Quill::Fib::FecId fecIdOf(bool groups, uint32_t fec) {
+  return isGroup(groups, fec) ? Quill::Fib::FecId::make(Quill::Fib::AdjType::nextHopGroupAdj, fec)
+                              : Quill::Fib::FecId::make(Quill::Fib::nexthopAdj(), fec);
+}
+
+void setUp(KorAgent::Agent& agent, uint32_t fecs4, uint32_t fecs6, bool groups) {
   Kor::VrfName def("default");
   agent.module<KorAgent::VrfModule>().routingIs(def, true, true, true);
   for (int i = 0; i < kPorts; ++i) agent.module<KorAgent::IntfModule>().intfAdd(port(i), def, Kor::VlanId(1000 + i), true);
@@ -186,6 +204,9 @@ void setUp(KorAgent::Agent& agent, uint32_t fecs4, uint32_t fecs6) {
     agent.module<KorAgent::NeighbourModule>().arpAdd(def, Nollo::IpGenAddr(hop4(i)), mac, port(i % kPorts));
     agent.module<KorAgent::NeighbourModule>().arpAdd(def, Nollo::IpGenAddr(hop6(i)), mac, port(i % kPorts));
   }
+  auto& nhg = agent.module<KorAgent::NhgModule>();
+  if (groups) nhg.nexthopGroupSupportedIs(true);
+  auto* em = agent.module<KorAgent::FibModule>().entityManager().ptr();
   for (uint32_t f = 1; f <= fecs4 + fecs6; ++f) {
     bool v6 = f > fecs4;
     std::vector<KorAgent::FibModule::Via> vias;
@@ -197,7 +218,13 @@ void setUp(KorAgent::Agent& agent, uint32_t fecs4, uint32_t fecs6) {
       v.intf = port(h % kPorts);
       vias.push_back(v);
     }
-    agent.module<KorAgent::FibModule>().fecAdd(f, vias);
+    if (!isGroup(groups, f)) {
+      agent.module<KorAgent::FibModule>().fecAdd(f, vias);
+      continue;
+    }
+    nhg.groupAdd("g" + std::to_string(f), f, vias);
+    if (v6) em->forwardingStatus<Nollo::Ipv6>(def.str())->fecIs(Quill::Fib6::Fec(fecIdOf(true, f), Quill::Fib::FecType::nexthopGroup));
+    else em->forwardingStatus<Nollo::Ipv4>(def.str())->fecIs(Quill::Fib::Fec(fecIdOf(true, f), Quill::Fib::FecType::nexthopGroup));
   }
   agent.init();
 }
@@ -220,7 +247,7 @@ bool runUntil(KorAgent::Agent& agent, Done done, double limit) {
   return true;
 }
 
-int runRoutes(bool json) {
+int runRoutes(bool json, bool groups) {
   double scale = 1.0;
   if (char const* s = std::getenv("KOR_BENCH_ROUTES_SCALE")) scale = std::clamp(std::atof(s), 0.001, 1.0);
   size_t n4 = size_t(1040000 * scale), n6 = size_t(225000 * scale);
@@ -232,7 +259,7 @@ int runRoutes(bool json) {
   fig.runtimeMap = runtimeMapSeconds(table);
 
   KorAgent::Agent agent(Vix::makePtr<Vix::MonotonicTimeSource>());
-  setUp(agent, fecs4, fecs6);
+  setUp(agent, fecs4, fecs6, groups);
   if (!runUntil(agent, [&] { return agent.runUntilIdle(); }, 60)) std::fprintf(stderr, "setup did not settle\n");
   long rssBefore = peakRssKb();
   (void)rssBefore;
@@ -249,7 +276,7 @@ int runRoutes(bool json) {
   auto& fib = agent.module<KorAgent::FibModule>();
   auto fib4 = fib.fibRoutes4(def);
   auto fib6 = fib.fibRoutes6(def);
-  auto fec = [](uint32_t i) { return Quill::Fib::FecId::make(Quill::Fib::nexthopAdj(), i); };
+  auto fec = [groups](uint32_t i) { return fecIdOf(groups, i); };
   for (size_t i = 0; i < n4 + n6; ++i) {
     if (i < n4) fib4->routeIs(Quill::Fib::Route(table.v4[i], fec(table.fec4[i])));
     else fib6->routeIs(Quill::Fib6::Route(table.v6[i - n4], fec(table.fec6[i - n4])));
@@ -263,6 +290,23 @@ int runRoutes(bool json) {
   if (!ok) {
     std::fprintf(stderr, "only %zu of %zu routes programmed\n", chipRoutes(agent.chip()), fig.routes);
     return 1;
+  }
+
+  // The group routes went over programmed groups, not deferred adjacencies.
+  if (groups) {
+    // Groups of the same members share one L2 adjacency, so one chip row:
+    // a member set is its family, width and first next hop.
+    std::set<std::tuple<bool, int, uint32_t>> memberSets;
+    auto note = [&](uint32_t f) {
+      if (isGroup(true, f)) memberSets.emplace(f > fecs4, ecmpWidth(f), f * 7 % kHops);
+    };
+    for (uint32_t f : table.fec4) note(f);
+    for (uint32_t f : table.fec6) note(f);
+    size_t want = memberSets.size(), have = agent.chip()->table("nhg") ? agent.chip()->table("nhg")->size() : 0;
+    if (have < want) {
+      std::fprintf(stderr, "only %zu of %zu next-hop group member sets programmed\n", have, want);
+      return 1;
+    }
   }
 
   // Churn: bursts of 1,000 updates, each burst programmed before the next.
@@ -283,12 +327,14 @@ int runRoutes(bool json) {
       if (v4) {
         if (readd) fib.routeDel(def, table.v4[i]);
         else table.fec4[i] = 1 + uint32_t(rng() % fecs4);
-        fib.routeAdd(def, table.v4[i], table.fec4[i]);
+        if (isGroup(groups, table.fec4[i])) fib4->routeIs(Quill::Fib::Route(table.v4[i], fec(table.fec4[i])));
+        else fib.routeAdd(def, table.v4[i], table.fec4[i]);
       } else {
         i -= n4;
         if (readd) fib.routeDel(def, table.v6[i]);
         else table.fec6[i] = fecs4 + 1 + uint32_t(rng() % fecs6);
-        fib.routeAdd(def, table.v6[i], table.fec6[i]);
+        if (isGroup(groups, table.fec6[i])) fib6->routeIs(Quill::Fib6::Route(table.v6[i], fec(table.fec6[i])));
+        else fib.routeAdd(def, table.v6[i], table.fec6[i]);
       }
     }
     // Programmed: the route machines have handed every change over and the
@@ -321,7 +367,8 @@ int runRoutes(bool json) {
         double(peakRssKb()) / 1024.0, fig.bare, ratio, fig.runtimeMap, fig.maxPassMs, fig.churnUpdates, fig.churnPerS,
         fig.churnP50Ms, fig.churnP99Ms);
   } else {
-    std::printf("routes: %zu IPv4 + %zu IPv6 over %u FECs, real clock, yields on\n", n4, n6, fecs4 + fecs6);
+    std::printf("routes: %zu IPv4 + %zu IPv6 over %u FECs%s, real clock, yields on\n", n4, n6, fecs4 + fecs6,
+                groups ? " (every tenth a next-hop group)" : "");
     std::printf("  %-34s %10.3f s\n", "first FIB write -> last programmed", fig.seconds);
     std::printf("  %-34s %10.3f s\n", "  of which on the CPU", fig.cpuSeconds);
     std::printf("  %-34s %10.0f\n", "routes/s", double(fig.routes) / fig.seconds);
@@ -341,5 +388,9 @@ int runRoutes(bool json) {
 }  // namespace
 
 KOR_BENCH(routes, "full dual-stack table through the agent path; churn") {
-  return runRoutes(KorBench::jsonOutput());
+  return runRoutes(KorBench::jsonOutput(), false);
+}
+
+KOR_BENCH(routes_nhg, "the same with every tenth FEC a next-hop group") {
+  return runRoutes(KorBench::jsonOutput(), true);
 }
