@@ -83,7 +83,10 @@ std::vector<AgentModule::InputGroup> NexthopModule::inputGroups() const {
   InputGroup g{46, "nexthop requests", {}};
   for (auto const& [id, req] : requestConfig_->requestMap()) {
     std::string line = std::to_string(id) + " " + req.vrf;
-    for (auto const& nh : req.nexthops) line += " " + nh.str();
+    for (auto const& nh : req.nexthops) {
+      line += ' ';
+      line += nh.str();
+    }
     g.lines.push_back(line);
   }
   return {g};
@@ -102,7 +105,10 @@ ShowModel NexthopModule::requestsShow() const {
               M::col("nexthopIndex", " index "), M::col("l2AdjKey", " l2adj ")});
   for (auto const& [id, req] : requestConfig_->requestMap()) {
     std::string hops;
-    for (auto const& nh : req.nexthops) hops += (hops.empty() ? "" : ",") + nh.str();
+    for (auto const& nh : req.nexthops) {
+      if (!hops.empty()) hops += ',';
+      hops += nh.str();
+    }
     auto adj = sm_ ? sm_->requestAdj(id) : nullptr;
     auto r = requestStatus_->resolution(id);
     m.rowAdd({M::num(id), M::str(req.vrf), M::str(hops), adj ? M::num(adj->fecId().index()) : M::raw("null", "-"),
