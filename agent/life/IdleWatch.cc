@@ -30,15 +30,15 @@ std::vector<std::string> IdleWatch::waiting() const {
       if (size_t n = sm->unprogrammedAdjList().size())
         out.push_back(prefix("KorAdjSm") + std::to_string(n) + " adjacencies whose L2 adjacency is not installed");
     }
-    auto routes = [&](auto const& sm, char const* machine, bool resourceFull) {
-      if (!sm) return;
-      if (size_t n = sm->unprogrammedRoutes())
+    auto routes = [&](bool v6, char const* machine, bool resourceFull) {
+      auto const w = vrfRoot->routeWork(v6);
+      if (size_t n = w.unprogrammed)
         out.push_back(prefix(machine) + std::to_string(n) + " routes unprogrammed" + full(resourceFull));
-      if (size_t n = sm->routesForReviews()) out.push_back(prefix(machine) + std::to_string(n) + " routes queued for review");
-      if (size_t n = sm->pendingDeletions()) out.push_back(prefix(machine) + std::to_string(n) + " deletions pending");
+      if (size_t n = w.forReview) out.push_back(prefix(machine) + std::to_string(n) + " routes queued for review");
+      if (size_t n = w.pendingDeletions) out.push_back(prefix(machine) + std::to_string(n) + " deletions pending");
     };
-    routes(vrfRoot->korRouteSm(), "KorRoutingSm", l3->routingResourceFull());
-    routes(vrfRoot->korRoute6Sm(), "KorIp6RoutingSm", l3->ip6RoutingResourceFull());
+    routes(false, "KorRoutingSm", l3->routingResourceFull());
+    routes(true, "KorIp6RoutingSm", l3->ip6RoutingResourceFull());
   }
   std::map<uint64_t, std::string> l2;
   for (auto const& [key, l2Adj] : l3->l2AdjListMap()) {
@@ -62,10 +62,10 @@ bool IdleWatch::timedWorkPending() const {
   auto const* root = agent_.vrfRootSm();
   if (!root) return false;
   for (auto const& [name, vrfRoot] : root->vrfRootMap()) {
-    auto const& r4 = vrfRoot->korRouteSm();
-    auto const& r6 = vrfRoot->korRoute6Sm();
-    if (r4 && (r4->routesForReviews() || r4->pendingDeletions())) return true;
-    if (r6 && (r6->routesForReviews() || r6->pendingDeletions())) return true;
+    for (bool v6 : {false, true}) {
+      auto const w = vrfRoot->routeWork(v6);
+      if (w.forReview || w.pendingDeletions) return true;
+    }
   }
   return false;
 }

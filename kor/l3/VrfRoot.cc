@@ -130,4 +130,17 @@ void VrfRoot::handleEndOfV4Sync() { vrfRootSm_->handleEndOfSync(); }
 
 void VrfRoot::handleEndOfV6Sync() { vrfRootSm_->handleEndOfV6Sync(); }
 
+VrfRoot::RouteWork VrfRoot::routeWork(bool v6) const {
+  RouteWork w;
+  auto fill = [&w](auto const& sm) {
+    if (!sm) return;
+    w.unprogrammed = sm->unprogrammedRoutes();
+    w.forReview = sm->routesForReviews();
+    w.pendingDeletions = sm->pendingDeletions();
+  };
+  if (v6) fill(korRoute6Sm_);
+  else fill(korRouteSm_);
+  return w;
+}
+
 }  // namespace Kor

@@ -59,6 +59,16 @@ class KOR_EXPORT VrfRoot : public KorBaseSm {
   Vix::Ptr<AdjSm> const& korAdjSm() const { return korAdjSm_; }
   Vix::Ptr<RouteSm> const& korRouteSm() const { return korRouteSm_; }
   Vix::Ptr<Route6Sm> const& korRoute6Sm() const { return korRoute6Sm_; }
+  // What one route machine (IPv4, or IPv6 when v6) still has to do, read
+  // here so that a host reads it through this exported class: the route
+  // machine templates are instantiated over the runtime's address types,
+  // which the shared library does not export.
+  struct RouteWork {
+    size_t unprogrammed = 0;
+    size_t forReview = 0;
+    size_t pendingDeletions = 0;
+  };
+  RouteWork routeWork(bool v6) const;
   Vix::Ptr<NexthopGroupRouteSm> const& korNexthopGroupRouteSm() const { return korNexthopGroupRouteSm_; }
 
   void handleInitialized() override;
