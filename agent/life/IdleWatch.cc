@@ -30,8 +30,9 @@ std::vector<std::string> IdleWatch::waiting() const {
       if (size_t n = sm->unprogrammedAdjList().size())
         out.push_back(prefix("KorAdjSm") + std::to_string(n) + " adjacencies whose L2 adjacency is not installed");
     }
+    auto const& vrfRootRef = *vrfRoot;  // a structured binding is not captured by lambdas everywhere
     auto routes = [&](bool v6, char const* machine, bool resourceFull) {
-      auto const w = vrfRoot->routeWork(v6);
+      auto const w = vrfRootRef.routeWork(v6);
       if (size_t n = w.unprogrammed)
         out.push_back(prefix(machine) + std::to_string(n) + " routes unprogrammed" + full(resourceFull));
       if (size_t n = w.forReview) out.push_back(prefix(machine) + std::to_string(n) + " routes queued for review");

@@ -486,17 +486,17 @@ class RandomRouteTest : public RandomAgentHarness {
       ADD_FAILURE() << "group adjacency " << e->l2Adj()->index() << " not in the chip's nhg table";
       return;
     }
-    std::set<std::string> members, withNeigh, held, resolved;
+    std::set<std::string> members, withNeigh, inChip, resolved;
     for (auto const& m : groups_.at(g)) {
       members.insert(Nollo::IpGenAddr(m).str());
       if (v.neigh.count(m)) withNeigh.insert(Nollo::IpGenAddr(m).str());
     }
     for (auto const& [nh, info] : chip->nextHop()) {
-      held.insert(nh.str());
+      inChip.insert(nh.str());
       if (info.type() == Kor::NextHopEntryType::nextHopArpResolved) resolved.insert(nh.str());
     }
     // Members waiting for their neighbour stay in the entry, unresolved.
-    EXPECT_EQ(held, members) << *chip;
+    EXPECT_EQ(inChip, members) << *chip;
     EXPECT_EQ(resolved, withNeigh) << *chip;
     ++groupRoutes_;
   }
