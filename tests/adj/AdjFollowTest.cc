@@ -11,13 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "kor/adj/AdjSm.h"
-#include "kor/adj/L2AdjHelper.h"
-#include "kor/records/L2Adjacency.h"
-#include "kor/common/KorCommonSmData.h"
-#include "softchip/adj/SoftAdjSmHelper.h"
-#include "softchip/SoftChip.h"
-#include "vix/ActivityLoop.h"
+#include "AdjChipFixture.h"
 
 namespace {
 
@@ -28,68 +22,26 @@ using Nollo::IpAddr6;
 using Quill::Fib::FecId;
 using Quill::Fib::FecType;
 
-FecId fecId(uint64_t i) { return FecId::make(Quill::Fib::nexthopAdj(), i); }
 AdjForReviewInfo queued(AdjSm::ReviewQueue const& q, uint64_t i) {
   AdjForReviewInfo out(0, AdjUpdateType::regularAdjUpdate);
   q.forEach([&](FecId const& f, AdjForReviewInfo const& info) {
-    if (f == fecId(i)) out = info;
+    if (f == FecId::make(Quill::Fib::nexthopAdj(), i)) out = info;
   });
   return out;
 }
-Nollo::EthAddr mac(uint64_t n) { return Nollo::EthAddr::fromUint64(0x001c73000000ull + n); }
 
-class AdjFollowTest : public ::testing::Test {
+class AdjFollowTest : public KorTest::AdjChipFixture {
  protected:
   void SetUp() override {
-    unsetenv("KOR_ADJ_REVIEW_INTERVAL");
-    loop_ = Vix::makePtr<Vix::ActivityLoop>(Vix::makePtr<Vix::ManualTimeSource>(0.0));
-    acsd_ = korCommonSmDataFactory("acsd", loop_);
-    l3Status_ = Vix::makePtr<L3Status>("l3Status");
-    intfVlan_ = Vix::makePtr<IntfVlanId::Table>("intfVlanIdTable");
-    l3Status_->intfVlanIdTableIs(intfVlan_);
-    intfs_ = Vix::makePtr<Interface::AllIntfStatusDir>("intfs");
-    for (auto i : {IntfId::vlan(10), IntfId::vlan(20), IntfId::ethernet(1), IntfId::ethernet(2),
-                   IntfId::ethernet(3), IntfId::ethernet(4)})
-      intfs_->intfStatusIs(i, Interface::IntfStatus{true, false});
-    intfVlan_->vlanIdIs(IntfId::vlan(10), 10);
+    AdjChipFixture::SetUp();
+    for (auto i : {IntfId::vlan(20), IntfId::ethernet(1), IntfId::ethernet(2), IntfId::ethernet(3),
+                   IntfId::ethernet(4)})
+      link(i, true);
     intfVlan_->vlanIdIs(IntfId::vlan(20), 20);
-    for (auto const& [name, id] : {std::pair{"default", 0u}, std::pair{"red", 1u}}) {
-      l3Status_->vrfIdPairIs(VrfName(name), VrfId(id));
-      auto vs = l3Status_->newVrfL3Status(VrfName(name));
-      vs->routingEnabledIs(true);
-      vs->routing6EnabledIs(true);
-    }
-    vrf_ = l3Status_->vrfL3Status(VrfName("default"));
-    fwd_ = Vix::makePtr<Quill::Fib::ForwardingStatus>("default");
-    fwd6_ = Vix::makePtr<Quill::Fib6::ForwardingStatus>("default");
-    chip_ = Vix::makePtr<SoftChip::SoftChip>();
-    chip_->adj().softAdjSmHelper().l3StatusIs(l3Status_);
-    helper_ = Vix::makePtr<L2AdjHelper>(acsd_, l3Status_, Vix::makePtr<Routing::Hardware::Config>("hwConfig"),
-                                        intfs_, chip_->adj().adjSmHelper());
-    helper_->initializedIs(true);
-    sm_ = Vix::makePtr<AdjSm>(VrfId(0), VrfName("default"), acsd_, nullptr, l3Status_, fwd_, fwd6_,
-                              Vix::makePtr<Routing::Hardware::Status>("hw"), helper_, intfVlan_,
-                              Vix::makePtr<Routing::AdjReviewEvent>("adjReviewEvent"), nullptr, nullptr, nullptr);
-    sm_->initializedIs(true);
+    vrfIs("red", 1);
+    startAdj();
   }
-  void TearDown() override { sm_ = nullptr; }
 
-  void fec(uint64_t i, std::vector<std::pair<IpAddr4, IntfId>> const& vias) {
-    std::vector<Quill::Fib::Via> v;
-    for (auto const& [nh, intf] : vias) v.emplace_back(nh, intf);
-    fwd_->fecIs(Quill::Fib::Fec(fecId(i), FecType::forward, v));
-  }
-  void fec6(uint64_t i, IpAddr6 const& nh, IntfId intf) {
-    fwd6_->fecIs(Quill::Fib6::Fec(fecId(i), FecType::forward, {Quill::Fib6::Via(nh, intf)}));
-  }
-  // The neighbour machines' output: nh resolved on VLAN 10 behind `port`.
-  template <class Addr>
-  void resolve(Addr const& nh, IntfId port, uint64_t m = 1) {
-    auto type = port.isPortChannel() ? NextHopType::portChannel : NextHopType::physicalPort;
-    auto list = Vix::makePtr<NextHopList>(NextHopList::InfoMap{{VlanId(10), NextHopInfo(type, port, mac(m))}});
-    if constexpr (std::is_same_v<Addr, IpAddr6>) vrf_->nextHop6ListIs(nh, list);
-    else vrf_->nextHopListIs(nh, list);
-  }
   // The FEC's programmed paths: next hop -> "type egress" (or "drop").
   std::map<std::string, std::string> paths(uint64_t i) const {
     std::map<std::string, std::string> out;
@@ -102,21 +54,8 @@ class AdjFollowTest : public ::testing::Test {
     }
     return out;
   }
-  uint64_t reviewCnt(uint64_t i) const { return vrf_->adjEntryReviewCnt(fecId(i)); }
-  void link(IntfId i, bool up) { intfs_->intfStatusIs(i, Interface::IntfStatus{up, false}); }
 
   IpAddr4 const a_ = IpAddr4(0x0a000102u), b_ = IpAddr4(0x0a000103u), c_ = IpAddr4(0x0a000104u);
-  Vix::Ptr<Vix::ActivityLoop> loop_;
-  Vix::Ptr<KorCommonSmData> acsd_;
-  Vix::Ptr<L3Status> l3Status_;
-  Vix::Ptr<IntfVlanId::Table> intfVlan_;
-  Vix::Ptr<Interface::AllIntfStatusDir> intfs_;
-  Vix::Ptr<VrfL3Status> vrf_;
-  Vix::Ptr<Quill::Fib::ForwardingStatus> fwd_;
-  Vix::Ptr<Quill::Fib6::ForwardingStatus> fwd6_;
-  Vix::Ptr<SoftChip::SoftChip> chip_;
-  Vix::Ptr<L2AdjHelper> helper_;
-  Vix::Ptr<AdjSm> sm_;
 };
 
 // A next-hop list change is queued, not reviewed in the notification; every

@@ -9,14 +9,8 @@
 #include <sstream>
 #include <vector>
 
-#include "kor/adj/AdjSm.h"
-#include "kor/adj/L2AdjHelper.h"
-#include "kor/records/L2Adjacency.h"
-#include "kor/common/KorCommonSmData.h"
+#include "AdjChipFixture.h"
 #include "kor/common/MplsStackEntryIndex.h"
-#include "softchip/adj/SoftAdjSmHelper.h"
-#include "softchip/SoftChip.h"
-#include "vix/ActivityLoop.h"
 #include "vix/Log.h"
 #include "vix/SteppingTimeSource.h"
 #include "vix/Trace.h"
@@ -30,53 +24,30 @@ using Nollo::IpAddr6;
 using Quill::Fib::FecId;
 using Quill::Fib::FecType;
 
-FecId fecId(uint64_t i) { return FecId::make(Quill::Fib::nexthopAdj(), i); }
-
-class AdjSmTest : public ::testing::Test {
+class AdjSmTest : public KorTest::AdjChipFixture {
  protected:
   void SetUp() override {
-    unsetenv("KOR_ADJ_REVIEW_INTERVAL");
     trace_ = Vix::makePtr<Vix::MemoryTraceSink>();
     Vix::traceSinkIs(trace_);
     log_ = Vix::makePtr<Vix::MemoryLogSink>();
     Vix::logSinkIs(log_);
     ROUTING_MAX_PATHS_EXCEEDED.reset();
     IP6ROUTING_MAX_PATHS_EXCEEDED.reset();
-    ts_ = Vix::makePtr<Vix::ManualTimeSource>(0.0);
-    loop_ = Vix::makePtr<Vix::ActivityLoop>(newTimeSource());
-    acsd_ = korCommonSmDataFactory("acsd", loop_);
-    l3Status_ = Vix::makePtr<L3Status>("l3Status");
-    l3Status_->vrfIdPairIs(VrfName("default"), VrfId(0));
-    vrf_ = l3Status_->newVrfL3Status(VrfName("default"));
-    vrf_->routingEnabledIs(true);
-    vrf_->routing6EnabledIs(true);
-    fwd_ = Vix::makePtr<Quill::Fib::ForwardingStatus>("default");
-    fwd6_ = Vix::makePtr<Quill::Fib6::ForwardingStatus>("default");
-    hw_ = Vix::makePtr<Routing::Hardware::Status>("hw");
-    event_ = Vix::makePtr<Routing::AdjReviewEvent>("adjReviewEvent");
-    chip_ = Vix::makePtr<SoftChip::SoftChip>();
-    chip_->adj().softAdjSmHelper().l3StatusIs(l3Status_);
-    helper_ = Vix::makePtr<L2AdjHelper>(acsd_, l3Status_, Vix::makePtr<Routing::Hardware::Config>("hwConfig"),
-                                        Vix::makePtr<Interface::AllIntfStatusDir>("intfs"), chip_->adj().adjSmHelper());
-    helper_->initializedIs(true);
+    AdjChipFixture::SetUp();
   }
-  virtual Vix::Ptr<Vix::TimeSource> newTimeSource() { return ts_; }
   void TearDown() override {
-    sm_ = nullptr;
+    AdjChipFixture::TearDown();
     Vix::traceSinkIs(nullptr);
     Vix::logSinkIs(Vix::makePtr<Vix::StderrLogSink>());
   }
-
-  void start() {
-    sm_ = Vix::makePtr<AdjSm>(VrfId(0), VrfName("default"), acsd_, nullptr, l3Status_, fwd_, fwd6_, hw_, helper_,
-                              nullptr, event_, nullptr, nullptr, nullptr);
+  void adjSmBuilt() override {
     sm_->tf().levelsIs("*");
     sm_->reviewHookIs([this](FecId f) {
       reviewed_.push_back(f.index());
       ts_->advance(reviewCost_);
     });
-    sm_->initializedIs(true);
   }
+  void start() { startAdj(); }
 
   void fec(uint64_t i, int vias = 1, FecType type = FecType::forward) {
     std::vector<Quill::Fib::Via> v;
@@ -88,23 +59,10 @@ class AdjSmTest : public ::testing::Test {
     for (int n = 0; n < vias; ++n) v.emplace_back(IpAddr6("2001:db8::" + std::to_string(n + 1)), IntfId::ethernet(1));
     fwd6_->fecIs(Quill::Fib6::Fec(fecId(i), type, v));
   }
-  uint64_t reviewCnt(uint64_t i) const { return vrf_->adjEntryReviewCnt(fecId(i)); }
   size_t traced(std::string const& text) const { return trace_->count(text); }
 
   Vix::Ptr<Vix::MemoryTraceSink> trace_;
   Vix::Ptr<Vix::MemoryLogSink> log_;
-  Vix::Ptr<Vix::ManualTimeSource> ts_;
-  Vix::Ptr<Vix::ActivityLoop> loop_;
-  Vix::Ptr<KorCommonSmData> acsd_;
-  Vix::Ptr<L3Status> l3Status_;
-  Vix::Ptr<VrfL3Status> vrf_;
-  Vix::Ptr<Quill::Fib::ForwardingStatus> fwd_;
-  Vix::Ptr<Quill::Fib6::ForwardingStatus> fwd6_;
-  Vix::Ptr<Routing::Hardware::Status> hw_;
-  Vix::Ptr<Routing::AdjReviewEvent> event_;
-  Vix::Ptr<SoftChip::SoftChip> chip_;
-  Vix::Ptr<L2AdjHelper> helper_;
-  Vix::Ptr<AdjSm> sm_;
   std::vector<uint64_t> reviewed_;
   Vix::Seconds reviewCost_ = 0;
 };

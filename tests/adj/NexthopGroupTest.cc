@@ -10,14 +10,7 @@
 #include <sstream>
 #include <string>
 
-#include "kor/adj/AdjSm.h"
-#include "kor/adj/L2AdjHelper.h"
-#include "kor/adj/NexthopGroupRouteSm.h"
-#include "kor/common/KorCommonSmData.h"
-#include "kor/records/L2Adjacency.h"
-#include "softchip/SoftChip.h"
-#include "softchip/adj/SoftAdjSmHelper.h"
-#include "vix/ActivityLoop.h"
+#include "AdjChipFixture.h"
 
 namespace {
 
@@ -31,49 +24,14 @@ using Quill::Fib::FecType;
 
 FecId groupFec(uint64_t id) { return FecId(NexthopGroupRouteSm::adjIndexFromNexthopGroupId(id)); }
 
-class NexthopGroupTest : public ::testing::Test {
+class NexthopGroupTest : public KorTest::AdjChipFixture {
  protected:
   void SetUp() override {
-    unsetenv("KOR_ADJ_REVIEW_INTERVAL");
-    loop_ = Vix::makePtr<Vix::ActivityLoop>(Vix::makePtr<Vix::ManualTimeSource>(0.0));
-    acsd_ = korCommonSmDataFactory("acsd", loop_);
-    l3Status_ = Vix::makePtr<L3Status>("l3Status");
-    intfVlan_ = Vix::makePtr<IntfVlanId::Table>("intfVlanIdTable");
-    l3Status_->intfVlanIdTableIs(intfVlan_);
-    intfs_ = Vix::makePtr<Interface::AllIntfStatusDir>("intfs");
-    intfs_->intfStatusIs(IntfId::vlan(10), Interface::IntfStatus{true, false});
-    intfVlan_->vlanIdIs(IntfId::vlan(10), 10);
-    l3Status_->vrfIdPairIs(VrfName("default"), VrfId(0));
-    vrf_ = l3Status_->newVrfL3Status(VrfName("default"));
-    vrf_->routingEnabledIs(true);
-    vrf_->routing6EnabledIs(true);
-    fwd_ = Vix::makePtr<Quill::Fib::ForwardingStatus>("default");
-    fwd6_ = Vix::makePtr<Quill::Fib6::ForwardingStatus>("default");
-    hw_ = Vix::makePtr<Routing::Hardware::Status>("hw");
+    AdjChipFixture::SetUp();
     hw_->nexthopGroupSupportedIs(true);
     groups_ = Vix::makePtr<NexthopGroup::Status>("nhg");
     watched_ = Vix::makePtr<NexthopGroup::WatchedNexthopGroupConfig>("default");
-    chip_ = Vix::makePtr<SoftChip::SoftChip>();
-    chip_->adj().softAdjSmHelper().l3StatusIs(l3Status_);
-    start();
-  }
-  void TearDown() override { stop(); }
-
-  void start() {
-    helper_ = Vix::makePtr<L2AdjHelper>(acsd_, l3Status_, Vix::makePtr<Routing::Hardware::Config>("hwConfig"),
-                                        intfs_, chip_->adj().adjSmHelper());
-    helper_->initializedIs(true);
-    nhgSm_ = Vix::makePtr<NexthopGroupRouteSm>(acsd_, VrfName("default"), watched_, groups_);
-    nhgSm_->initializedIs(true);
-    sm_ = Vix::makePtr<AdjSm>(VrfId(0), VrfName("default"), acsd_, nullptr, l3Status_, fwd_, fwd6_, hw_, helper_,
-                              intfVlan_, Vix::makePtr<Routing::AdjReviewEvent>("adjReviewEvent"), nhgSm_, groups_,
-                              watched_);
-    sm_->initializedIs(true);
-  }
-  void stop() {
-    sm_ = nullptr;
-    nhgSm_ = nullptr;
-    helper_ = nullptr;
+    startAdj();
   }
 
   NexthopGroupEntry member(char const* nh, uint32_t weight = 1) {
@@ -83,12 +41,7 @@ class NexthopGroupTest : public ::testing::Test {
     groups_->groupIs(name, NexthopGroup::Group(id, std::move(members)));
   }
   void fec(uint64_t id) { fwd_->fecIs(Quill::Fib::Fec(groupFec(id), FecType::nexthopGroup, {})); }
-  void resolve(IpAddr4 const& nh, uint64_t m) {
-    auto list = Vix::makePtr<NextHopList>(NextHopList::InfoMap{
-        {VlanId(10), NextHopInfo(NextHopType::physicalPort, IntfId::ethernet(1),
-                                 Nollo::EthAddr::fromUint64(0x001c73000000ull + m))}});
-    vrf_->nextHopListIs(nh, list);
-  }
+  void resolve(IpAddr4 const& nh, uint64_t m) { AdjChipFixture::resolve(nh, IntfId::ethernet(1), m); }
   Vix::Ptr<AdjEntry> entry(uint64_t id) const { return vrf_->adjEntryList(groupFec(id)); }
   // The group adjacency's programmed members as the chip holds them:
   // "next hop type weight" per member; empty without an L2 adjacency.
@@ -106,22 +59,6 @@ class NexthopGroupTest : public ::testing::Test {
     }
     return out;
   }
-
-  Vix::Ptr<Vix::ActivityLoop> loop_;
-  Vix::Ptr<KorCommonSmData> acsd_;
-  Vix::Ptr<L3Status> l3Status_;
-  Vix::Ptr<IntfVlanId::Table> intfVlan_;
-  Vix::Ptr<Interface::AllIntfStatusDir> intfs_;
-  Vix::Ptr<VrfL3Status> vrf_;
-  Vix::Ptr<Quill::Fib::ForwardingStatus> fwd_;
-  Vix::Ptr<Quill::Fib6::ForwardingStatus> fwd6_;
-  Vix::Ptr<Routing::Hardware::Status> hw_;
-  Vix::Ptr<NexthopGroup::Status> groups_;
-  Vix::Ptr<NexthopGroup::WatchedNexthopGroupConfig> watched_;
-  Vix::Ptr<SoftChip::SoftChip> chip_;
-  Vix::Ptr<L2AdjHelper> helper_;
-  Vix::Ptr<NexthopGroupRouteSm> nhgSm_;
-  Vix::Ptr<AdjSm> sm_;
 };
 
 // Ids and adjacency indexes convert both ways; the name maps hold the groups
@@ -299,11 +236,11 @@ TEST_F(NexthopGroupTest, RestartOverTheKeptChipRewritesNothing) {
   fec(8);
   loop_->runUntilIdle();
   ASSERT_EQ(chip_->adj().nhgTable().size(), 2u);
-  stop();
+  stopAdj();
   for (auto const& f : {groupFec(7), groupFec(8)}) vrf_->adjEntryListDel(f);
   auto& h = chip_->adj().softAdjSmHelper();
   uint64_t creates = h.opCount("createAdj"), updates = h.opCount("updateAdj"), deletes = h.opCount("deleteAdj");
-  start();
+  startAdj();
   loop_->runUntilIdle();
   EXPECT_EQ(chipMembers(7).size(), 2u);
   EXPECT_EQ(chipMembers(8).size(), 1u);

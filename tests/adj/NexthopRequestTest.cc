@@ -5,61 +5,40 @@
 // requests created.
 #include <gtest/gtest.h>
 
-#include <memory>
-
-#include "agent/Agent.h"
-#include "agent/fib/FibModule.h"
+#include "AgentChipFixture.h"
 #include "agent/intf/IntfModule.h"
-#include "agent/neigh/NeighbourModule.h"
 #include "agent/nexthop/NexthopModule.h"
 #include "agent/vrf/VrfModule.h"
 #include "kor/adj/NexthopRequestSm.h"
-#include "kor/records/L3Status.h"
-#include "softchip/SoftChip.h"
-#include "vix/ManualTimeSource.h"
 
 namespace {
 
 using Nollo::IntfId;
 
-Nollo::EthAddr mac(uint64_t n) { return Nollo::EthAddr::fromUint64(0x001c73000000ull + n); }
-
-class NexthopRequestTest : public ::testing::Test {
+class NexthopRequestTest : public KorTest::AgentChipFixture {
  protected:
   void SetUp() override {
-    unsetenv("SIMULATION_VMID");
-    unsetenv("KOR_ADJ_REVIEW_INTERVAL");
-    agent_ = std::make_unique<KorAgent::Agent>(Vix::makePtr<Vix::ManualTimeSource>(0.0));
+    AgentChipFixture::SetUp();
     agent_->module<KorAgent::VrfModule>().routingIs(Kor::VrfName("default"), true, true, true);
     agent_->module<KorAgent::IntfModule>().intfAdd(IntfId::ethernet(1), std::nullopt, Kor::VlanId(1001), true);
     arp("10.1.0.2", 1);
     arp("10.1.0.3", 3);
     // The connected subnet of Ethernet1, as the routing agent writes it.
-    KorAgent::FibModule::Via v;
-    v.hop = Nollo::IpGenAddr("0.0.0.0");
-    v.intf = IntfId::ethernet(1);
-    fib().fecAdd(1, {v}, Kor::VrfName("default"), Quill::Fib::FecType::attached);
+    fib().fecAdd(1, {via("0.0.0.0", IntfId::ethernet(1))}, Kor::VrfName("default"), Quill::Fib::FecType::attached);
     fib().routeAdd(Kor::VrfName("default"), Nollo::IpPrefix("10.1.0.0/24"), 1);
     agent_->init();
     idle();
   }
 
-  KorAgent::FibModule& fib() { return agent_->module<KorAgent::FibModule>(); }
   KorAgent::NexthopModule& requests() { return agent_->module<KorAgent::NexthopModule>(); }
-  void arp(char const* ip, uint64_t m) {
-    agent_->module<KorAgent::NeighbourModule>().arpAdd(Kor::VrfName("default"), Nollo::IpGenAddr(ip), mac(m),
-                                                       IntfId::ethernet(1));
-  }
+  void arp(char const* ip, uint64_t m) { AgentChipFixture::arp("default", ip, m, IntfId::ethernet(1)); }
   void request(uint64_t id, std::initializer_list<char const*> hops) {
     Nexthop::NexthopRequest req;
     for (auto h : hops) req.nexthops.insert(Nollo::IpGenAddr(h));
     requests().requestAdd(id, req);
   }
-  void idle() { ASSERT_TRUE(agent_->runUntilIdle()); }
   Nexthop::NexthopResolution answer(uint64_t id) { return requests().requestStatus()->resolution(id); }
-  Kor::NextHopL2InfoCollection const* chipAdj(uint64_t key) { return agent_->chip()->adj().l2AdjTable().find(key); }
-
-  std::unique_ptr<KorAgent::Agent> agent_;
+  Kor::NextHopL2InfoCollection const* chipAdj(uint64_t key) { return l2adj().find(key); }
 };
 
 TEST_F(NexthopRequestTest, EqualSetsShareAndTheLastReleaseDeletes) {

@@ -9,15 +9,9 @@
 #include <string>
 #include <vector>
 
-#include "kor/adj/AdjSm.h"
-#include "kor/adj/L2AdjHelper.h"
+#include "AdjChipFixture.h"
 #include "kor/adj/ResilientBucketTable.h"
 #include "kor/adj/ResilientEcmpSmT.h"
-#include "kor/common/KorCommonSmData.h"
-#include "kor/records/L2Adjacency.h"
-#include "softchip/SoftChip.h"
-#include "softchip/adj/SoftAdjSmHelper.h"
-#include "vix/ActivityLoop.h"
 
 namespace {
 
@@ -108,47 +102,24 @@ TEST(ResilientBucketTableTest, RandomChangesStayBalancedWithMinimalMoves) {
   }
 }
 
-class ResilientEcmpTest : public ::testing::Test {
+class ResilientEcmpTest : public KorTest::AdjChipFixture {
  protected:
   void SetUp() override {
-    unsetenv("KOR_ADJ_REVIEW_INTERVAL");
-    loop_ = Vix::makePtr<Vix::ActivityLoop>(Vix::makePtr<Vix::ManualTimeSource>(0.0));
-    acsd_ = korCommonSmDataFactory("acsd", loop_);
-    l3Status_ = Vix::makePtr<L3Status>("l3Status");
-    intfVlan_ = Vix::makePtr<IntfVlanId::Table>("intfVlanIdTable");
-    l3Status_->intfVlanIdTableIs(intfVlan_);
-    intfs_ = Vix::makePtr<Interface::AllIntfStatusDir>("intfs");
-    intfs_->intfStatusIs(IntfId::vlan(10), Interface::IntfStatus{true, false});
-    intfVlan_->vlanIdIs(IntfId::vlan(10), 10);
-    l3Status_->vrfIdPairIs(VrfName("default"), VrfId(0));
-    vrf_ = l3Status_->newVrfL3Status(VrfName("default"));
-    vrf_->routingEnabledIs(true);
-    vrf_->routing6EnabledIs(true);
-    fwd_ = Vix::makePtr<Quill::Fib::ForwardingStatus>("default");
-    fwd6_ = Vix::makePtr<Quill::Fib6::ForwardingStatus>("default");
-    hw_ = Vix::makePtr<Routing::Hardware::Status>("hw");
+    AdjChipFixture::SetUp();
     hw_->resilientEcmpSupportedIs(true);
     config_ = Vix::makePtr<ResilientEcmpConfig>("resilient");
-    chip_ = Vix::makePtr<SoftChip::SoftChip>();
-    start();
+    startAdj();
   }
-  void TearDown() override { sm_ = nullptr; }
-
-  void start() {
-    chip_->adj().softAdjSmHelper().l3StatusIs(l3Status_);
-    helper_ = Vix::makePtr<L2AdjHelper>(acsd_, l3Status_, Vix::makePtr<Routing::Hardware::Config>("hwConfig"),
-                                        intfs_, chip_->adj().adjSmHelper());
-    helper_->initializedIs(true);
-    sm_ = Vix::makePtr<AdjSm>(VrfId(0), VrfName("default"), acsd_, nullptr, l3Status_, fwd_, fwd6_, hw_, helper_,
-                              intfVlan_, Vix::makePtr<Routing::AdjReviewEvent>("adjReviewEvent"), nullptr, nullptr,
-                              nullptr);
+  void TearDown() override {
+    res_ = nullptr;
+    AdjChipFixture::TearDown();
+  }
+  void adjSmBuilt() override {
     res_ = Vix::makePtr<ResilientEcmpSm>(acsd_, VrfName("default"), sm_.ptr(), config_, hw_);
     res_->routeReviewHandlerIs([this](Nollo::IpPrefix const& p) { reviews_.push_back(p); });
     sm_->resilientEcmpSmIs(res_);
-    sm_->initializedIs(true);
   }
 
-  FecId fecId(uint64_t i) const { return FecId::make(Quill::Fib::nexthopAdj(), i); }
   void fec(uint64_t i, std::vector<IpAddr4> const& nhs) {
     std::vector<Quill::Fib::Via> v;
     for (auto const& nh : nhs) v.emplace_back(nh, IntfId::vlan(10));
@@ -175,19 +146,7 @@ class ResilientEcmpTest : public ::testing::Test {
 
   IpAddr4 nh(int i) const { return IpAddr4(0x0a000100u + i); }
   Nollo::IpPrefix const p_ = Nollo::IpPrefix("10.9.0.0/16");
-  Vix::Ptr<Vix::ActivityLoop> loop_;
-  Vix::Ptr<KorCommonSmData> acsd_;
-  Vix::Ptr<L3Status> l3Status_;
-  Vix::Ptr<IntfVlanId::Table> intfVlan_;
-  Vix::Ptr<Interface::AllIntfStatusDir> intfs_;
-  Vix::Ptr<VrfL3Status> vrf_;
-  Vix::Ptr<Quill::Fib::ForwardingStatus> fwd_;
-  Vix::Ptr<Quill::Fib6::ForwardingStatus> fwd6_;
-  Vix::Ptr<Routing::Hardware::Status> hw_;
   Vix::Ptr<ResilientEcmpConfig> config_;
-  Vix::Ptr<SoftChip::SoftChip> chip_;
-  Vix::Ptr<L2AdjHelper> helper_;
-  Vix::Ptr<AdjSm> sm_;
   Vix::Ptr<ResilientEcmpSm> res_;
   std::vector<Nollo::IpPrefix> reviews_;
 };
@@ -259,9 +218,8 @@ TEST_F(ResilientEcmpTest, RestartOverKeptChipRewritesNoBucket) {
   uint64_t l2 = route(p_, 1);
   uint64_t writes = chip_->adj().softAdjSmHelper().bucketWrites().bucketWrites();
   res_ = nullptr;
-  sm_ = nullptr;
-  helper_ = nullptr;
-  start();
+  stopAdj();
+  startAdj();
   loop_->runUntilIdle();
   EXPECT_EQ(route(p_, 1), l2);
   loop_->runUntilIdle();

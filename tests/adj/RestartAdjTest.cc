@@ -4,29 +4,19 @@
 // is broken, and nothing the new run does not use stays in the chip.
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <algorithm>
-#include <memory>
-#include <sstream>
 #include <string>
 #include <vector>
 
-#include "agent/Agent.h"
-#include "agent/fib/FibModule.h"
-#include "agent/ScenarioRunner.h"
+#include "AgentChipFixture.h"
 #include "softchip/adj/SoftAdjSmHelper.h"
-#include "softchip/SoftChip.h"
-#include "vix/Time.h"
 
 namespace {
 
-using KorAgent::Agent;
-
-class RestartAdjTest : public ::testing::Test {
+class RestartAdjTest : public KorTest::AgentChipFixture {
  protected:
   void SetUp() override {
-    unsetenv("SIMULATION_VMID");
-    agent_ = std::make_unique<Agent>(Vix::makePtr<Vix::ManualTimeSource>(0.0));
+    AgentChipFixture::SetUp();
     run(R"(routing default on
 vrf add red
 intf add Vlan10 vlan 10
@@ -46,23 +36,8 @@ run until idle
     ASSERT_EQ(table().size(), 4u);
   }
 
-  void run(std::string const& text) {
-    std::ostringstream out;
-    KorAgent::ScenarioRunner r(agent_.get(), &out);
-    EXPECT_EQ(r.runText(text), 0u) << out.str();
-  }
-  SoftChip::ChipTable<uint64_t, Kor::NextHopL2InfoCollection>& table() { return agent_->chip()->adj().l2AdjTable(); }
-  uint64_t l2AdjIndex(uint64_t fec) const {
-    auto vs = agent_->l3Status()->vrfL3Status(Kor::VrfName("default"));
-    auto e = vs ? vs->adjEntryList(Quill::Fib::FecId::make(Quill::Fib::nexthopAdj(), fec)) : nullptr;
-    return e && e->l2Adj() ? e->l2Adj()->index() : 0;
-  }
-  uint64_t writes() const {
-    auto const& c = agent_->chip()->adj().l2AdjTable().counters();
-    return c.creates + c.updates + c.deletes;
-  }
-
-  std::unique_ptr<Agent> agent_;
+  L2AdjTable& table() { return l2adj(); }
+  uint64_t writes() { return l2AdjWrites(); }
 };
 
 TEST_F(RestartAdjTest, UnchangedAdjacenciesAreClaimedBackWithoutWrites) {
@@ -128,13 +103,10 @@ TEST_F(RestartAdjTest, AFecChangedAcrossTheRestartIsMadeBeforeItsOldEntryIsBroke
 // runFor, never the agent's - an L2 adjacency the chip kept from the earlier
 // run and that no FEC claims on the new one leaves the chip once every FEC
 // has been reviewed, while what is claimed stays untouched.
-TEST(RestartAdjOwnLoopTest, AnUnclaimedL2AdjacencyLeavesTheChipOnTheLibrarysOwnEvents) {
-  unsetenv("SIMULATION_VMID");
-  Agent agent(Vix::makePtr<Vix::ManualTimeSource>(0.0));
-  std::ostringstream out;
-  KorAgent::ScenarioRunner r(&agent, &out);
+using RestartAdjOwnLoopTest = KorTest::AgentChipFixture;
+TEST_F(RestartAdjOwnLoopTest, AnUnclaimedL2AdjacencyLeavesTheChipOnTheLibrarysOwnEvents) {
   // No `run` statement: the scenario only writes inputs and starts the library.
-  ASSERT_EQ(r.runText(R"(routing default on
+  run(R"(routing default on
 intf add Vlan10 vlan 10
 arp add default 10.1.0.2 00:1c:73:00:00:02 Vlan10
 arp add default 10.1.0.3 00:1c:73:00:00:03 Vlan10
@@ -143,10 +115,9 @@ mac add 10 00:1c:73:00:00:03 Ethernet1
 fec add 1 via 10.1.0.2 Vlan10
 fec add 2 via 10.1.0.3 Vlan10
 init
-)"),
-            0u)
-      << out.str();
-  auto& table = agent.chip()->adj().l2AdjTable();
+)");
+  auto& table = l2adj();
+  auto& agent = *agent_;
   agent.loop()->runFor(5.0);
   ASSERT_EQ(table.size(), 2u);
   auto before = table.entries();

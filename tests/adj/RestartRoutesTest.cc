@@ -11,23 +11,15 @@
 #include <string>
 #include <vector>
 
-#include "agent/Agent.h"
+#include "AgentChipFixture.h"
 #include "agent/chip/ChipModule.h"
-#include "agent/fib/FibModule.h"
 #include "agent/intf/IntfModule.h"
-#include "agent/neigh/NeighbourModule.h"
 #include "agent/vrf/VrfModule.h"
-#include "kor/records/L3Status.h"
-#include "kor/records/VrfL3Status.h"
 #include "nollo/IpPrefix.h"
 #include "quill/RouteStatus.h"
-#include "softchip/SoftChip.h"
-#include "vix/Time.h"
 
 namespace {
 
-using KorAgent::Agent;
-using Nollo::IntfId;
 using Counters = SoftChip::ChipTableBase::WriteCounters;
 
 constexpr uint32_t kRoutes4 = 40000;  // per VRF: default and red
@@ -46,49 +38,38 @@ Nollo::Ip6Prefix prefix6(uint32_t i) {
   return Nollo::Ip6Prefix(Nollo::IpAddr6(b), i % 2 ? 64 : 56);
 }
 
-KorAgent::FibModule::Via via(char const* hop, IntfId const& intf) {
-  KorAgent::FibModule::Via v;
-  v.hop = Nollo::IpGenAddr(hop);
-  v.intf = intf;
-  return v;
-}
-
-class RestartRoutesTest : public ::testing::Test {
+class RestartRoutesTest : public KorTest::AgentChipFixture {
  protected:
   void SetUp() override {
-    unsetenv("SIMULATION_VMID");
-    agent_ = std::make_unique<Agent>(Vix::makePtr<Vix::ManualTimeSource>(0.0));
-    agent_->exitFnIs([](int status) { FAIL() << "agent asked to exit with " << status; });
+    AgentChipFixture::SetUp();
     Kor::VrfName def("default"), red("red");
-    agent_->module<KorAgent::VrfModule>().routingIs(def, true, true, true);
-    agent_->module<KorAgent::VrfModule>().vrfAdd(red);
-    agent_->module<KorAgent::ChipModule>().exactMatchLengthsIs({64});
-    agent_->module<KorAgent::IntfModule>().intfAdd(IntfId::vlan(10), std::nullopt, Kor::VlanId(10));
-    agent_->module<KorAgent::IntfModule>().intfAdd(IntfId::ethernet(5), red, Kor::VlanId(1006), true);
+    module<KorAgent::VrfModule>().routingIs(def, true, true, true);
+    module<KorAgent::VrfModule>().vrfAdd(red);
+    module<KorAgent::ChipModule>().exactMatchLengthsIs({64});
+    module<KorAgent::IntfModule>().intfAdd(IntfId::vlan(10), std::nullopt, Kor::VlanId(10));
+    module<KorAgent::IntfModule>().intfAdd(IntfId::ethernet(5), red, Kor::VlanId(1006), true);
     for (uint32_t h = 2; h <= 5; ++h) {
-      auto mac = Nollo::EthAddr::fromUint64(0x001c73000000ull + h);
-      agent_->module<KorAgent::NeighbourModule>().arpAdd(def, Nollo::IpGenAddr("10.1.0." + std::to_string(h)), mac, IntfId::vlan(10));
-      agent_->module<KorAgent::NeighbourModule>().arpAdd(def, Nollo::IpGenAddr("2001:db8::" + std::to_string(h)), mac, IntfId::vlan(10));
-      agent_->module<KorAgent::NeighbourModule>().arpAdd(red, Nollo::IpGenAddr("10.5.0." + std::to_string(h)), mac, IntfId::ethernet(5));
+      arp("default", ("10.1.0." + std::to_string(h)).c_str(), h, IntfId::vlan(10));
+      arp("default", ("2001:db8::" + std::to_string(h)).c_str(), h, IntfId::vlan(10));
+      arp("red", ("10.5.0." + std::to_string(h)).c_str(), h, IntfId::ethernet(5));
     }
     IntfId v10 = IntfId::vlan(10), e5 = IntfId::ethernet(5);
-    agent_->module<KorAgent::FibModule>().fecAdd(1, {via("10.1.0.2", v10)});
-    agent_->module<KorAgent::FibModule>().fecAdd(2, {via("10.1.0.2", v10), via("10.1.0.3", v10), via("10.1.0.4", v10)});
-    agent_->module<KorAgent::FibModule>().fecAdd(3, {via("10.1.0.5", v10)});
-    agent_->module<KorAgent::FibModule>().fecAdd(4, {via("2001:db8::2", v10), via("2001:db8::3", v10)});
-    agent_->module<KorAgent::FibModule>().fecAdd(5, {via("2001:db8::4", v10)});
-    agent_->module<KorAgent::FibModule>().fecAdd(6, {via("10.5.0.2", e5), via("10.5.0.3", e5)}, red);
-    agent_->module<KorAgent::FibModule>().fecAdd(7, {via("10.5.0.4", e5)}, red);
-    auto def4 = agent_->module<KorAgent::FibModule>().fibRoutes4(def), red4 = agent_->module<KorAgent::FibModule>().fibRoutes4(red);
-    auto def6 = agent_->module<KorAgent::FibModule>().fibRoutes6(def);
+    fib().fecAdd(1, {via("10.1.0.2", v10)});
+    fib().fecAdd(2, {via("10.1.0.2", v10), via("10.1.0.3", v10), via("10.1.0.4", v10)});
+    fib().fecAdd(3, {via("10.1.0.5", v10)});
+    fib().fecAdd(4, {via("2001:db8::2", v10), via("2001:db8::3", v10)});
+    fib().fecAdd(5, {via("2001:db8::4", v10)});
+    fib().fecAdd(6, {via("10.5.0.2", e5), via("10.5.0.3", e5)}, red);
+    fib().fecAdd(7, {via("10.5.0.4", e5)}, red);
+    auto def4 = fib().fibRoutes4(def), red4 = fib().fibRoutes4(red);
+    auto def6 = fib().fibRoutes6(def);
     for (uint32_t i = 0; i < kRoutes4; ++i) {
       def4->routeIs(Quill::Fib::Route(prefix4(i), fec(1 + i % 3)));
       red4->routeIs(Quill::Fib::Route(prefix4(i), fec(6 + i % 2)));
     }
     for (uint32_t i = 0; i < kRoutes6; ++i) def6->routeIs(Quill::Fib6::Route(prefix6(i), fec(4 + i % 2)));
     agent_->init();
-    agent_->runFor(1.0);
-    agent_->runUntilIdle();
+    settle();
     ASSERT_EQ(routes4().size(), 2 * kRoutes4);
     ASSERT_EQ(agent_->chip()->l3().route6Table().size(), kRoutes6 / 2);
     ASSERT_EQ(agent_->chip()->l3().route6EmTable().size(), kRoutes6 / 2);
@@ -97,7 +78,7 @@ class RestartRoutesTest : public ::testing::Test {
     snapshot();
   }
 
-  static Quill::Fib::FecId fec(uint64_t id) { return Quill::Fib::FecId::make(Quill::Fib::nexthopAdj(), id); }
+  static Quill::Fib::FecId fec(uint64_t id) { return fecId(id); }
   SoftChip::ChipRouteTable<Nollo::Ipv4>& routes4() { return agent_->chip()->l3().route4Table(); }
   std::vector<SoftChip::ChipTableBase*> tables() {
     auto* c = agent_->chip();
@@ -121,14 +102,9 @@ class RestartRoutesTest : public ::testing::Test {
   uint64_t syncs(size_t table) { return tables()[table]->counters().syncs - before_[table].syncs; }
   void restartAndSettle(std::function<void()> const& whileDown = {}) {
     agent_->restart(whileDown);
-    agent_->runFor(1.0);
-    agent_->runUntilIdle();
-    // Past the deletion delay and the retry period: nothing is left pending.
-    agent_->runFor(11.0);
-    agent_->runUntilIdle();
+    settle();
   }
 
-  std::unique_ptr<Agent> agent_;
   std::vector<Counters> before_;
 };
 
@@ -152,8 +128,8 @@ TEST_F(RestartRoutesTest, UnchangedRoutesAndAdjacenciesAreOnlySynced) {
 TEST_F(RestartRoutesTest, OnlyRoutesChangedAcrossTheRestartAreWritten) {
   Kor::VrfName def("default"), red("red");
   agent_->restart();
-  auto def4 = agent_->module<KorAgent::FibModule>().fibRoutes4(def), red4 = agent_->module<KorAgent::FibModule>().fibRoutes4(red);
-  auto def6 = agent_->module<KorAgent::FibModule>().fibRoutes6(def);
+  auto def4 = fib().fibRoutes4(def), red4 = fib().fibRoutes4(red);
+  auto def6 = fib().fibRoutes6(def);
   def4->routeIs(Quill::Fib::Route(prefix4(0), fec(2)));
   def4->routeIs(Quill::Fib::Route(prefix4(1000), fec(3)));
   red4->routeIs(Quill::Fib::Route(prefix4(7), fec(6)));
@@ -163,10 +139,7 @@ TEST_F(RestartRoutesTest, OnlyRoutesChangedAcrossTheRestartAreWritten) {
   def6->routeIs(Quill::Fib6::Route(prefix6(0), fec(5)));
   def6->routeIs(Quill::Fib6::Route(prefix6(1), fec(4)));
   def6->routeDel(prefix6(3));
-  agent_->runFor(1.0);
-  agent_->runUntilIdle();
-  agent_->runFor(11.0);
-  agent_->runUntilIdle();
+  settle();
   EXPECT_EQ(changes(), (std::vector<std::string>{"route4 1/3/2", "route6 0/1/0", "route6em 0/1/1", "l2adj 0/0/0"}));
   EXPECT_EQ(syncs(0), 2 * kRoutes4 - 5);
   EXPECT_EQ(syncs(1) + syncs(2), kRoutes6 - 3);
@@ -189,7 +162,7 @@ TEST_F(RestartRoutesTest, RoutesOfAVrfDeletedWhileDownLeaveTheChip) {
   for (auto const& e : routes4().entries())
     if (e.first.vrfId == redId) ++redRoutes;
   ASSERT_GT(redRoutes, 0u);
-  restartAndSettle([&] { agent_->module<KorAgent::VrfModule>().vrfDel(red); });
+  restartAndSettle([&] { module<KorAgent::VrfModule>().vrfDel(red); });
   for (auto const& e : routes4().entries()) ASSERT_NE(e.first.vrfId, redId);
   EXPECT_EQ(routes4().size(), before - redRoutes);
   EXPECT_EQ(changes(), (std::vector<std::string>{"route4 0/0/" + std::to_string(redRoutes), "route6 0/0/0",

@@ -6,19 +6,12 @@
 // channel's new hardware id reaches exactly the L2 adjacencies resolved to it.
 #include <gtest/gtest.h>
 
-#include <memory>
 #include <string>
 
-#include "agent/Agent.h"
-#include "agent/fib/FibModule.h"
+#include "AgentChipFixture.h"
 #include "agent/intf/IntfModule.h"
-#include "agent/neigh/NeighbourModule.h"
 #include "agent/tunnel/TunnelModule.h"
 #include "agent/vrf/VrfModule.h"
-#include "kor/records/L3Status.h"
-#include "kor/records/VrfL3Status.h"
-#include "softchip/SoftChip.h"
-#include "vix/ManualTimeSource.h"
 
 namespace {
 
@@ -26,35 +19,17 @@ using KorAgent::FibModule;
 using Nollo::IntfId;
 using T = Kor::NextHopEntryType;
 
-Nollo::EthAddr mac(uint64_t n) { return Nollo::EthAddr::fromUint64(0x001c73000000ull + n); }
-Quill::Fib::FecId fecId(uint64_t id) { return Quill::Fib::FecId::make(Quill::Fib::nexthopAdj(), id); }
-
-class TunnelTest : public ::testing::Test {
+class TunnelTest : public KorTest::AgentChipFixture {
  protected:
   void SetUp() override {
-    unsetenv("SIMULATION_VMID");
-    unsetenv("KOR_ADJ_REVIEW_INTERVAL");
-    agent_ = std::make_unique<KorAgent::Agent>(Vix::makePtr<Vix::ManualTimeSource>(0.0));
-    agent_->module<KorAgent::VrfModule>().routingIs(Kor::VrfName("default"), true, true, true);
+    AgentChipFixture::SetUp();
+    module<KorAgent::VrfModule>().routingIs(Kor::VrfName("default"), true, true, true);
   }
 
-  FibModule& fib() { return agent_->module<FibModule>(); }
   KorAgent::TunnelModule& tunnels() { return agent_->module<KorAgent::TunnelModule>(); }
   void via(uint64_t id, char const* hop, IntfId intf, bool update = false) {
-    FibModule::Via v;
-    v.hop = Nollo::IpGenAddr(hop);
-    v.intf = intf;
-    if (update) fib().fecUpdate(id, {v});
-    else fib().fecAdd(id, {v});
-  }
-  void idle() { ASSERT_TRUE(agent_->runUntilIdle()); }
-
-  // The chip's L2 adjacency of the FEC's adjacency.
-  Kor::NextHopL2InfoCollection const* chipL2Adj(uint64_t fec) {
-    auto vs = agent_->l3Status()->vrfL3Status(Kor::VrfName("default"));
-    auto e = vs->adjEntryList(fecId(fec));
-    if (!e || !e->l2Adj()) return nullptr;
-    return agent_->chip()->adj().l2AdjTable().find(e->l2Adj()->index());
+    if (update) fib().fecUpdate(id, {AgentChipFixture::via(hop, intf)});
+    else fib().fecAdd(id, {AgentChipFixture::via(hop, intf)});
   }
   // What the chip forwards the FEC's packets through: the underlay path of
   // its tunnel path, read from the chip's own L2 adjacency of the tunnel
@@ -70,8 +45,6 @@ class TunnelTest : public ::testing::Test {
     }
     return Kor::NextHopL2Info(T::nextHopDrop);
   }
-
-  std::unique_ptr<KorAgent::Agent> agent_;
 };
 
 TEST_F(TunnelTest, AdjacencyFollowsTheTunnelUnderlay) {

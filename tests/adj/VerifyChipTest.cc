@@ -5,27 +5,21 @@
 // through the `verify` statement (text and JSON) and the "VER" command.
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <memory>
 #include <sstream>
 #include <string>
 
-#include "agent/Agent.h"
-#include "agent/ScenarioRunner.h"
+#include "AgentChipFixture.h"
 #include "kor/records/VrfAndPrefixT.h"
-#include "softchip/SoftChip.h"
 #include "softchip/l3/ChipRoute.h"
-#include "vix/Time.h"
 
 namespace {
 
 using KorAgent::Agent;
 
-class VerifyChipTest : public ::testing::Test {
+class VerifyChipTest : public KorTest::AgentChipFixture {
  protected:
   void SetUp() override {
-    unsetenv("SIMULATION_VMID");
-    agent_ = std::make_unique<Agent>(Vix::makePtr<Vix::ManualTimeSource>(0.0));
+    AgentChipFixture::SetUp();
     run(R"(routing default on
 intf add Vlan10 vlan 10
 arp add default 10.1.0.2 00:1c:73:00:00:02 Vlan10
@@ -44,22 +38,16 @@ run until idle
   // The output without the library's log records (a pass whose weightiest
   // report changed logs it as KOR_VERIFY_OUTPUT).
   std::string run(std::string const& text) {
-    std::ostringstream out;
-    KorAgent::ScenarioRunner r(agent_.get(), &out);
-    EXPECT_EQ(r.runText(text), 0u) << out.str();
-    std::istringstream in(out.str());
+    std::istringstream in(AgentChipFixture::run(text));
     std::string kept, line;
     while (std::getline(in, line))
       if (line.rfind("log: ", 0) != 0) kept += line + "\n";
     return kept;
   }
-  SoftChip::ChipTable<uint64_t, Kor::NextHopL2InfoCollection>& l2adj() { return agent_->chip()->adj().l2AdjTable(); }
   SoftChip::ChipRouteTable<Nollo::Ipv4>& routes() { return agent_->chip()->l3().route4Table(); }
   static Kor::VrfAndPrefixT<Nollo::Ipv4> key(char const* p) {
     return {Kor::VrfId(0), *Nollo::IpPrefixT<Nollo::Ipv4>::parse(p)};
   }
-
-  std::unique_ptr<Agent> agent_;
 };
 
 TEST_F(VerifyChipTest, CleanStateReportsNothing) {

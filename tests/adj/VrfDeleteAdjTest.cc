@@ -5,24 +5,16 @@
 // VRF's adjacency shares stays for that one.
 #include <gtest/gtest.h>
 
-#include <memory>
-#include <sstream>
 #include <string>
 
-#include "agent/Agent.h"
-#include "agent/ScenarioRunner.h"
-#include "kor/records/L3Status.h"
-#include "softchip/SoftChip.h"
-#include "vix/Time.h"
+#include "AgentChipFixture.h"
 
 namespace {
 
-using KorAgent::Agent;
-
-class VrfDeleteAdjTest : public ::testing::Test {
+class VrfDeleteAdjTest : public KorTest::AgentChipFixture {
  protected:
   void SetUp() override {
-    agent_ = std::make_unique<Agent>(Vix::makePtr<Vix::ManualTimeSource>(0.0));
+    AgentChipFixture::SetUp();
     run(R"(routing default on
 maxvrfs 8
 intf add Vlan10 vlan 10
@@ -35,15 +27,8 @@ run until idle
     ASSERT_EQ(table().size(), 1u);
   }
 
-  void run(std::string const& text) {
-    std::ostringstream out;
-    KorAgent::ScenarioRunner r(agent_.get(), &out);
-    EXPECT_EQ(r.runText(text), 0u) << out.str();
-  }
-  SoftChip::ChipTable<uint64_t, Kor::NextHopL2InfoCollection>& table() { return agent_->chip()->adj().l2AdjTable(); }
+  L2AdjTable& table() { return l2adj(); }
   size_t records() const { return agent_->l3Status()->l2AdjListSize(); }
-
-  std::unique_ptr<Agent> agent_;
 };
 
 // The VRF goes in the same step as its FEC (no review of the deletion ran),
