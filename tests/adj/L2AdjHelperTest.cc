@@ -20,7 +20,6 @@ namespace {
 using namespace Kor;
 using Nollo::IntfId;
 using Nollo::IpAddr4;
-using Nollo::IpAddr6;
 using Nollo::IpGenAddr;
 using T = NextHopEntryType;
 
@@ -146,20 +145,6 @@ TEST_F(L2AdjHelperTest, BackupViasOnlyWhenNoPrimaryIsLeft) {
   c = build(vias, RouteType::forwardRoute, 1);
   EXPECT_FALSE(c.nextHopHas(IpGenAddr(a4("10.0.0.1"))));
   EXPECT_EQ(path(c, "10.0.0.2").type(), T::nextHopArpResolved);
-}
-
-TEST_F(L2AdjHelperTest, Ipv6ResolvesThroughTheSamePath) {
-  IpAddr6 nh("2001:db8::1");
-  vrf_->nextHop6ListIs(nh, Vix::makePtr<NextHopList>()->withNextHopInfo(
-                               VlanId(10), NextHopInfo(NextHopType::physicalPort, IntfId::ethernet(3), mac(0x66))));
-  auto v = Vix::makePtr<AdjVia6>();
-  v->viaAdd(Via6(nh, IntfId::vlan(10)));
-  auto c = helper_->doBuildL2AdjViaForAdj6(RouteType::forwardRoute, VrfId(0), L2AdjType::routingAdj, *v,
-                                           AdjUpdateType::regularAdjUpdate);
-  EXPECT_TRUE(c.ipv6Route());
-  auto p = c.nextHop().at(IpGenAddr(nh));
-  EXPECT_EQ(p.type(), T::nextHopArpResolved);
-  EXPECT_EQ(p.intfId(), IntfId::ethernet(3));
 }
 
 TEST_F(L2AdjHelperTest, EqualViasShareOnlyWithSharingOn) {

@@ -53,15 +53,6 @@ TEST(ForwardingStatusTest, NotifiesPerFecAndSharesRecords) {
   EXPECT_EQ(stored->viaCount(), 1u);  // a reader's pointer outlives the entry
 }
 
-TEST(ForwardingStatusTest, Ipv6FecCarriesIpv6Vias) {
-  auto fs = Vix::makePtr<Quill::Fib6::ForwardingStatus>("fib6");
-  Quill::Fib6::Fec fec(FecId::make(Quill::Fib::nexthopAdj(), 1), FecType::forward,
-                       {Quill::Fib6::Via(IpAddr6("fe80::1"), IntfId("Vlan10"))});
-  fs->fecIs(fec);
-  EXPECT_EQ(fs->fec(fec.id())->via(0).nextHop(), IpAddr6("fe80::1"));
-  EXPECT_FALSE(fs->fec(FecId(99)));
-}
-
 class RouteWatcher : public Quill::Fib::RouteStatus::Notifiee {
  public:
   using Notifiee::Notifiee;
