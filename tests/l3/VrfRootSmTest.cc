@@ -15,33 +15,22 @@ namespace {
 using Kor::FbuPriorityProcessingState;
 using Kor::VrfName;
 
+// Ids running out and coming back first in, first out, as shown, are the
+// vrf_id_exhaustion scenario's; here what the shows do not tell: the
+// records of a withdrawn VRF, the counts, and the lookup by id.
 TEST_F(VrfRootFixture, VrfIdsRunOutAtMaxVrfsAndComeBackFirstInFirstOut) {
   for (auto n : {"a", "b", "c", "d"}) announce(n);
   start();
   EXPECT_TRUE(trace_->contains("MaxVrfs: 3"));
-  EXPECT_EQ(vrfId("default"), 0u);
-  EXPECT_EQ(vrfId("a"), 1u);
-  EXPECT_EQ(vrfId("b"), 2u);
-  EXPECT_EQ(vrfId("c"), 3u);
-  EXPECT_FALSE(root("d"));
   EXPECT_FALSE(l3Status_->vrfIdHas(VrfName("d")));
-  EXPECT_TRUE(trace_->contains("No vrfId to allocate for vrf d"));
-
   withdraw("b");
-  EXPECT_FALSE(root("b"));
   EXPECT_FALSE(l3Status_->vrfL3StatusHas(VrfName("b")));
-  // The waiting VRF takes the freed id.
-  EXPECT_EQ(vrfId("d"), 2u);
   withdraw("c");
   withdraw("a");
   EXPECT_EQ(freeIds(), (std::vector<uint32_t>{3, 1}));
   announce("f");
-  announce("g");
-  EXPECT_EQ(vrfId("f"), 3u);
-  EXPECT_EQ(vrfId("g"), 1u);
-  EXPECT_EQ(sm_->vrfCreateCount(), 7u);
+  EXPECT_EQ(sm_->vrfCreateCount(), 6u);
   EXPECT_EQ(sm_->vrfDeleteCount(), 3u);
-  // The same root is found by id.
   EXPECT_EQ(Kor::getKorVrfRootFromVrfId(sm_, Kor::VrfId(3)), root("f").ptr());
   EXPECT_EQ(Kor::getKorVrfRootFromVrfId(sm_, Kor::VrfId(2))->vrfName(), VrfName("d"));
 }
@@ -291,59 +280,37 @@ TEST_F(VrfRootFixture, StaleVrfsOfAnEarlierRunAreDeletedAtStart) {
   EXPECT_EQ(freeIds(), (std::vector<uint32_t>{3, 2}));
 }
 
-// The chip's answer to a VRF is its state: failed and not ready are asked
-// again every vrfRetryInterval, full when the chip says it has room again;
-// each VRF logs once when refused and once when taken at last.
+// The chip's answer to a VRF is its state (the states, retry periods and
+// logs as shown are the vrf_chip_refusal scenario's): the retry clock runs
+// only while a failed or not-ready VRF is left, a full one raises
+// vrfResourceFull until room comes back, and a refused VRF withdrawn leaves
+// nothing to retry.
 TEST_F(VrfRootFixture, VrfsTheChipRefusedAreRetriedUntilItTakesThem) {
   using Kor::VrfHwState;
   using SoftChip::ChipAnswer;
   auto chip = Vix::makePtr<SoftChip::SoftChip>();
   chip->l3().softVrfHelper().l3StatusIs(l3Status_);
   in_.vrfHelper = chip->l3().vrfHelper();
-  auto log = Vix::makePtr<Vix::MemoryLogSink>();
-  Vix::logSinkIs(log);
   auto& vrfs = chip->l3().vrfTable();
-  chip->injector().kindFaultIs("vrf", ChipAnswer::fail);
-  chip->injector().objectFaultIs("vrf", "blue", ChipAnswer::notReady);
+  chip->injector().kindFaultIs("vrf", ChipAnswer::notReady);
   announce("blue");
   start();
-  EXPECT_EQ(root("default")->hwState(), VrfHwState::vrfHwFailed);
   EXPECT_EQ(root("blue")->hwState(), VrfHwState::vrfHwNotReady);
-  EXPECT_EQ(vrfs.size(), 0u);
-  EXPECT_EQ(sm_->unprogrammedVrfs().size(), 2u);
   ASSERT_TRUE(sm_->vrfRetryClock().armed());
-  // Still refused: asked again each interval, logged once.
-  loop_->runFor(sm_->vrfRetryInterval() * 3.5);
-  EXPECT_EQ(root("blue")->hwRetries(), 3u);
   chip->injector().faultsDelAll();
   loop_->runFor(sm_->vrfRetryInterval());
-  EXPECT_EQ(root("default")->hwState(), VrfHwState::vrfHwInstalled);
-  EXPECT_EQ(root("blue")->hwState(), VrfHwState::vrfHwInstalled);
-  EXPECT_EQ(vrfs.size(), 2u);
   EXPECT_TRUE(sm_->unprogrammedVrfs().empty());
   EXPECT_FALSE(sm_->vrfRetryClock().armed());
-  std::vector<std::string> texts;
-  for (auto const& r : log->records()) texts.push_back(r.text);
-  std::sort(texts.begin(), texts.end());
-  EXPECT_EQ(texts, (std::vector<std::string>{"Vrf blue (vrfId 1) not programmed in hardware: notready",
-                                             "Vrf blue (vrfId 1) programmed in hardware after 4 retries",
-                                             "Vrf default (vrfId 0) not programmed in hardware: failed",
-                                             "Vrf default (vrfId 0) programmed in hardware after 4 retries"}));
 
-  // Full: no polling; the chip's room coming back retries it at once.
   vrfs.capacityIs(2);
   announce("red");
   EXPECT_EQ(root("red")->hwState(), VrfHwState::vrfHwFull);
   EXPECT_TRUE(l3Status_->vrfResourceFull());
   EXPECT_FALSE(sm_->vrfRetryClock().armed());
-  loop_->runFor(60);
-  EXPECT_EQ(root("red")->hwRetries(), 0u);
   withdraw("blue");
   EXPECT_FALSE(l3Status_->vrfResourceFull());
   EXPECT_EQ(root("red")->hwState(), VrfHwState::vrfHwInstalled);
-  EXPECT_TRUE(vrfs.has("red"));
 
-  // A refused VRF withdrawn leaves nothing to retry.
   chip->injector().kindFaultIs("vrf", ChipAnswer::fail);
   announce("green");
   EXPECT_EQ(sm_->unprogrammedVrfs().count(VrfName("green")), 1u);
@@ -352,7 +319,6 @@ TEST_F(VrfRootFixture, VrfsTheChipRefusedAreRetriedUntilItTakesThem) {
   auto const calls = chip->injector().counters("vrf").calls;
   loop_->runFor(sm_->vrfRetryInterval() * 2);
   EXPECT_EQ(chip->injector().counters("vrf").calls, calls);
-  Vix::logSinkIs(Vix::makePtr<Vix::StderrLogSink>());
 }
 
 TEST_F(VrfRootFixture, FastBootFavoursIpv4ThenIpv6ThenSharesAgain) {
