@@ -161,22 +161,6 @@ TEST_F(TunnelTest, UnderlayInAnotherVrf) {
   EXPECT_EQ(agent_->chip()->adj().l2AdjTable().find(idx)->greKeyType(), 1);
 }
 
-TEST_F(TunnelTest, BadTunnelsAreRefused) {
-  Tunnel::TunnelIntfConfig cfg;
-  cfg.src = Nollo::IpGenAddr("1.1.1.1");
-  cfg.dst = Nollo::IpGenAddr("2001:db8::1");
-  EXPECT_THROW(tunnels().tunnelAdd(IntfId::tunnel(1), cfg), std::invalid_argument);
-  cfg.dst = Nollo::IpGenAddr("2.2.2.2");
-  EXPECT_THROW(tunnels().tunnelAdd(IntfId::ethernet(1), cfg), std::invalid_argument);
-  cfg.hasGreKey = true;
-  EXPECT_THROW(tunnels().tunnelAdd(IntfId::tunnel(1), cfg), std::invalid_argument);
-  cfg.hasGreKey = false;
-  cfg.underlayVrf = "nowhere";
-  EXPECT_THROW(tunnels().tunnelAdd(IntfId::tunnel(1), cfg), std::invalid_argument);
-  EXPECT_EQ(tunnels().tunnelConfig()->tunnelSize(), 0u);
-  EXPECT_THROW(tunnels().tunnelDel(IntfId::tunnel(1)), std::invalid_argument);
-}
-
 // Two next hops on VLAN 10, one behind a port channel, one behind a port:
 // a new hardware id of the port channel rewrites its L2 adjacency only.
 TEST_F(TunnelTest, LagHardwareIdChangeReprogramsItsAdjacencies) {
@@ -213,7 +197,6 @@ TEST_F(TunnelTest, LagHardwareIdChangeReprogramsItsAdjacencies) {
   tunnels().lagHwIdIs(IntfId::portChannel(7), 0);
   idle();
   EXPECT_EQ(lagPath().hwLagId(), 7u);
-  EXPECT_THROW(tunnels().lagHwIdIs(IntfId::ethernet(3), 5), std::invalid_argument);
 }
 
 }  // namespace
