@@ -48,35 +48,20 @@ TEST_F(ScenarioRunnerTest, BadStatementsAreReportedAndChangeNothing) {
     char const* line;
     char const* message;  // must appear in the report
   };
+  // The bad_lines scenario states most refusals; these are the ones it
+  // does not.
   std::vector<Bad> const bad = {
-      {"frobnicate", "frobnicate"},
-      {"intf add Ethernet2 vrf red vlan 0", "VlanId::value < 1 or > 4094 not allowed"},
-      {"intf add Ethernet2 vrf red vlan 4095", "VlanId::value < 1 or > 4094 not allowed"},
-      {"intf add Ethernet2 vrf red vlan 10 extra", "extra"},
-      {"arp add red 10.0.0.300 00:11:22:33:44:66 Ethernet1", "10.0.0.300"},
-      {"arp add red 10.0.0.3 00:11:22:33:44 Ethernet1", "00:11:22:33:44"},
-      {"route add red 10.2.0.0/33 fec 1", "10.2.0.0/33"},
       {"route add red 2001:db8::/129 fec 1", "2001:db8::/129"},
-      {"vrf add red", "red"},
-      {"run 5parsecs", "5parsecs"},
       // A statement whose last word is bad applies none of its first words.
       {"fec add 2 via 10.0.0.9 Ethernet1 via 10.0.0.10 Ethernrt1", "Ethernrt1"},
       // Durations that would carry the clock to infinity, or where a retry
       // timer can no longer be told from now.
-      {"run inf", "bad duration 'inf'"},
       {"run 1e308", "longer than 2592000s"},
-      {"run 1e30s", "longer than 2592000s"},
       {"set totalTimeForRouteUpdates infs", "bad duration 'infs'"},
-      {"set reniceValue 99999999999", "must be -20..19"},
-      // A sub-interface's number is the VLAN it carries.
-      {"intf add Ethernet1.4095 vrf red", "is not a VLAN id (1-4094)"},
       {"intf add Ethernet1.4096 vrf red", "is not a VLAN id (1-4094)"},
-      {"chip fault nosuchkind fail", "unknown chip table 'nosuchkind'"},
       // Its route machine reads only its own VRF's FEC table.
       {"route add red 10.2.0.0/16 fec 7", "IPv4 FEC 7 is in vrf 'default', not in 'red'"},
-      {"intf add Ethernet2 vrf red vlan 10 vlan 11", "option 'vlan' given twice"},
       {"fec add 3 via 10.0.0.9 Ethernet1 vlan 10 vlan 11", "option 'vlan' given twice in one via"},
-      {"cmd FR4 a extra", "unexpected 'extra'"},
   };
   size_t lineNo = 100;
   for (auto const& b : bad) {
@@ -89,11 +74,6 @@ TEST_F(ScenarioRunnerTest, BadStatementsAreReportedAndChangeNothing) {
     EXPECT_EQ(state(), before) << "state changed by: " << b.line;
     ++lineNo;
   }
-  out_.str("");
-  std::string const longName(101, 'v');
-  EXPECT_FALSE(runner_.runLine("vrf add " + longName, 7));
-  EXPECT_NE(out_.str().find("line 7: VrfName::bytes > 100 not allowed"), std::string::npos) << out_.str();
-  EXPECT_EQ(state(), before);
   // Bytes that are not text: named by their column, never cut at a NUL.
   struct BadBytes {
     std::string line;
