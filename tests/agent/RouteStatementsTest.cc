@@ -105,26 +105,6 @@ TEST_F(RouteStatementsTest, ARestartLeavesNoStaleUnprogrammedCount) {
   EXPECT_EQ(agent_.command(-1, "SR6u a"), "Vrf: default\nNo unprogrammed routes\n");
 }
 
-TEST_F(RouteStatementsTest, CapacityAndShowsReachTheRouteTables) {
-  ASSERT_EQ(run("init\nrun until idle\nchip capacity route4 1\n"), 0u) << out_.str();
-  hand("10.1.0.0/16", 1, 3);
-  hand("10.1.2.0/24", 2, 4);
-  std::string routes = agent_.show("routes", false);
-  EXPECT_NE(routes.find("resource full ipv4 yes, ipv6 no\n"
-                        "  route4   default    10.1.0.0/16 forwardRoute fec 1 l2adj 3\n"),
-            std::string::npos)
-      << routes;
-  ASSERT_EQ(run("chip capacity route4 2\n"), 0u);
-  EXPECT_FALSE(l3().routingResourceFull());
-  hand("10.1.2.0/24", 2, 4);  // the route machine's retry
-  ASSERT_EQ(run("show route default 10.1.2.9\nshow route default 10.1.3.9\nshow route default 11.0.0.1\n"), 0u);
-  EXPECT_EQ(out_.str(),
-            "route default 10.1.2.9: route4 10.1.2.0/24 forwardRoute fec 2 l2adj 4\n"
-            "route default 10.1.3.9: route4 10.1.0.0/16 forwardRoute fec 1 l2adj 3\n"
-            "route default 11.0.0.1: no route\n");
-  EXPECT_EQ(run("show route nowhere 10.1.2.9\n"), 1u);
-}
-
 // The whole road, route machine included: each hand-over is answered by the
 // chip as it is at that write. A refused route waits unprogrammed and lands
 // on the machine's retry; a route changed while the chip refuses keeps its

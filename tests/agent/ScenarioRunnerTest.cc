@@ -62,6 +62,7 @@ TEST_F(ScenarioRunnerTest, BadStatementsAreReportedAndChangeNothing) {
       // Its route machine reads only its own VRF's FEC table.
       {"route add red 10.2.0.0/16 fec 7", "IPv4 FEC 7 is in vrf 'default', not in 'red'"},
       {"fec add 3 via 10.0.0.9 Ethernet1 vlan 10 vlan 11", "option 'vlan' given twice in one via"},
+      {"show route nowhere 10.1.2.9", "vrf 'nowhere' has no id"},
   };
   size_t lineNo = 100;
   for (auto const& b : bad) {
