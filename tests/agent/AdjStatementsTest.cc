@@ -1,6 +1,6 @@
 // The adjacency statements of the scenario language: a bad statement changes
 // nothing, whatever part of it is wrong (more paths than a FEC can hold
-// among them); a MAC move reaches the chip.
+// among them).
 #include <gtest/gtest.h>
 
 #include <memory>
@@ -92,13 +92,6 @@ TEST_F(AdjStatementsTest, AFecOfMorePathsThanItCanHoldIsRefused) {
   }
   EXPECT_EQ(run("fec add 2" + vias(max) + "\nrun until idle\n"), 0u) << out_.str();
   EXPECT_NE(agent_->show("l2adj", false).find("fecs 2:"), std::string::npos);
-}
-
-TEST_F(AdjStatementsTest, AMacMoveRewritesTheL2Adjacency) {
-  EXPECT_EQ(run("mac move 10 00:1c:73:00:00:02 Ethernet2\nrun until idle\n"), 0u);
-  auto const& entries = agent_->chip()->adj().l2AdjTable().entries();
-  ASSERT_EQ(entries.size(), 1u);
-  EXPECT_NE(entries.begin()->second.str().find("Port-Channel1"), std::string::npos) << entries.begin()->second;
 }
 
 }  // namespace
