@@ -29,7 +29,7 @@ V0_ADDR4, V0_ADDR6 = "10.0.0.1/24", "2001:db8::1/64"
 V1_ADDR4, V1_ADDR6 = "10.0.1.1/24", "2001:db8:1::1/64"
 GW4 = ["10.0.0.2", "10.0.0.3"]
 GW6 = ["2001:db8::2", "2001:db8::3"]
-MACS = {"10.0.0.2": "02:00:00:00:00:02", "10.0.0.3": "02:00:00:00:00:03",
+MACS = {"10.0.0.2": "02:00:00:00:00:02", "10.0.0.3": "02:00:00:00:00:03", "10.0.0.4": "02:00:00:00:00:04",
         "2001:db8::2": "02:00:00:00:00:02", "2001:db8::3": "02:00:00:00:00:03"}
 
 
@@ -226,6 +226,17 @@ class FrrLab:
                     if e.get("installed"):
                         fib[ipaddress.ip_network(prefix)] = [h for h in e.get("nexthops", []) if h.get("fib")]
         return fib
+
+    def zebra_nhg_ids(self):
+        """The next-hop object each installed route of the default VRF
+        uses, as zebra sent it over FPM: {ip_network: id}."""
+        ids = {}
+        for fam in ("ip", "ipv6"):
+            for prefix, entries in self.vtysh_json("show %s route json" % fam).items():
+                for e in entries:
+                    if e.get("installed"):
+                        ids[ipaddress.ip_network(prefix)] = e.get("installedNexthopGroupId", e.get("nexthopGroupId"))
+        return ids
 
     def fpm_counters(self):
         c = self.vtysh_json("show fpm counters json")
