@@ -766,7 +766,7 @@ template <class AF>
 void FpmRouteSource::doReexpress(VrfState& vrf) {
   auto& t = vrf.template table<AF>();
   for (auto& [p, e] : t.routes) {
-    if (FecEntry* fe = reexpressed<AF>(vrf, p, e.fec)) {
+    if (FecEntry* fe = reexpressed<AF>(vrf, e.fec)) {
       FecEntry* old = e.fec;
       e.fec = fe;
       doRef(fe);
@@ -777,7 +777,7 @@ void FpmRouteSource::doReexpress(VrfState& vrf) {
   }
   for (auto& [p, others] : t.others)
     for (auto& c : others)
-      if (FecEntry* fe = reexpressed<AF>(vrf, p, c.fec)) {
+      if (FecEntry* fe = reexpressed<AF>(vrf, c.fec)) {
         doRef(fe);
         doUnref(c.fec);
         c.fec = fe;
@@ -787,12 +787,14 @@ void FpmRouteSource::doReexpress(VrfState& vrf) {
 // The FEC a route on `fe` moves to, or null: `fe` stays (not detached, or
 // the new kind cannot be had - the route keeps forwarding as it did).
 template <class AF>
-FpmRouteSource::FecEntry* FpmRouteSource::reexpressed(VrfState& vrf, Nollo::IpPrefixT<AF> const& p, FecEntry* fe) {
+FpmRouteSource::FecEntry* FpmRouteSource::reexpressed(VrfState& vrf, FecEntry* fe) {
   if (!fe->detached) return nullptr;
   FecEntry* out = nullptr;
   std::string why;
   if (Fault f = objectFec<AF>(vrf, *objects_.find(fe->nhId)->second, &out, &why); f != Fault::none) {
-    doSkip(f, p.str(), 0, why);
+    doCount(f);
+    FPM_FEC_KEPT.raise(agent_->loop()->now(), fe->nhId, static_cast<unsigned long long>(fe->fecId.index()),
+                       vrf.name.str().c_str(), why.c_str());
     return nullptr;
   }
   return out;

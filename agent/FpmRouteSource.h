@@ -216,7 +216,7 @@ class FpmRouteSource {
   template <class AF>
   void doReexpress(VrfState& vrf);
   template <class AF>
-  FecEntry* reexpressed(VrfState& vrf, Nollo::IpPrefixT<AF> const& p, FecEntry* fe);
+  FecEntry* reexpressed(VrfState& vrf, FecEntry* fe);
   void doRebuild(FecEntry& fe);
   void doRefreshObject(NhObject& o);
   void doNexthopDel(uint32_t id);

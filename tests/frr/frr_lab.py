@@ -215,28 +215,23 @@ class FrrLab:
         except ValueError as e:
             raise LabError("vtysh -c '%s': not JSON (%s): %s" % (cmd, e, text[:200]))
 
-    def zebra_fib(self):
+    def zebra_fib(self, prefix=None):
         """The routes zebra has installed in its FIB (default VRF), both
-        families: {ip_network: [next hop as vtysh's JSON has it, for each one
-        in the FIB]}."""
-        fib = {}
-        for fam in ("ip", "ipv6"):
-            for prefix, entries in self.vtysh_json("show %s route json" % fam).items():
+        families, or the one prefix given: {ip_network: [next hop as vtysh's
+        JSON has it, for each one in the FIB]}. The next-hop object each
+        uses, as zebra sent it over FPM, is left in nhg_ids ({ip_network:
+        id}): dumping 100,000 routes takes seconds, so once serves both."""
+        fib, self.nhg_ids = {}, {}
+        fams = ("ip", "ipv6") if prefix is None else ("ipv6" if prefix.version == 6 else "ip",)
+        for fam in fams:
+            for p, entries in self.vtysh_json("show %s route %sjson" % (fam, "" if prefix is None else
+                                                                       "%s " % prefix)).items():
                 for e in entries:
                     if e.get("installed"):
-                        fib[ipaddress.ip_network(prefix)] = [h for h in e.get("nexthops", []) if h.get("fib")]
+                        net = ipaddress.ip_network(p)
+                        fib[net] = [h for h in e.get("nexthops", []) if h.get("fib")]
+                        self.nhg_ids[net] = e.get("installedNexthopGroupId", e.get("nexthopGroupId"))
         return fib
-
-    def zebra_nhg_ids(self):
-        """The next-hop object each installed route of the default VRF
-        uses, as zebra sent it over FPM: {ip_network: id}."""
-        ids = {}
-        for fam in ("ip", "ipv6"):
-            for prefix, entries in self.vtysh_json("show %s route json" % fam).items():
-                for e in entries:
-                    if e.get("installed"):
-                        ids[ipaddress.ip_network(prefix)] = e.get("installedNexthopGroupId", e.get("nexthopGroupId"))
-        return ids
 
     def fpm_counters(self):
         c = self.vtysh_json("show fpm counters json")
