@@ -356,7 +356,18 @@ FpmRouteSource::Fault FpmRouteSource::objectFec(VrfState& vrf, NhObject& o, FecE
   FecType type;
   vias_.clear();
   if (Fault f = resolveObject<AF>(o, &vias_, &type, why); f != Fault::none) return f;
-  if (groupMode_ && !o.o.group.empty() && type == FecType::forward) {
+  bool const group = groupMode_ && !o.o.group.empty() && type == FecType::forward;
+  // The flag turned back within the grace: the FEC its routes left is taken
+  // again (two group FECs of one VRF and family would share one FIB FEC).
+  auto again = std::find_if(o.fecs.begin(), o.fecs.end(),
+                            [&](FecEntry* fe) { return fe->vrf == &vrf && fe->v6 == v6 && fe->group == group; });
+  if (again != o.fecs.end()) {
+    *out = *again;
+    (*out)->detached = false;
+    objectFecs_.try_emplace(k, *out);
+    return Fault::none;
+  }
+  if (group) {
     if (Fault f = doCreateGroupFec<AF>(vrf, o, out, why); f != Fault::none) return f;
   } else if (Fault f = doCreateFec(vrf, v6, type, vias_, out, why); f != Fault::none) {
     return f;

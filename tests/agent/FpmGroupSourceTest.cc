@@ -221,6 +221,19 @@ TEST_F(FpmGroupSourceTest, FlagChangeMovesEveryRouteToTheOtherKindOfFec) {
   EXPECT_EQ(src_.groups(), 0u);
   EXPECT_EQ(agent_.chip()->adj().nhgTable().size(), 0u);
   EXPECT_EQ(src_.counters().modeChanges, changes + 2);
+
+  // On, off and on again within the grace: the routes take their group FEC
+  // back, and the FEC the grace removes is not the one they use.
+  flagIs(true);
+  agent_.runFor(FpmRouteSource::kFecGrace / 4);
+  flagIs(false);
+  agent_.runFor(FpmRouteSource::kFecGrace / 4);
+  flagIs(true);
+  pastGrace();
+  EXPECT_EQ(chip("10.20.0.0/16"), overGroup(20));
+  EXPECT_EQ(src_.fecs(), 2u);
+  auto fecs = agent_.module<KorAgent::FibModule>().entityManager()->forwardingStatus<Nollo::Ipv4>("default");
+  EXPECT_TRUE(fecs->fecHas(Quill::Fib::FecId::make(Quill::Fib::AdjType::nextHopGroupAdj, FpmRouteSource::groupId(20))));
 }
 
 TEST_F(FpmGroupSourceTest, ReplayKeepsTheGroupsResentAndSweepsTheOthers) {
