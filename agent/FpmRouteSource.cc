@@ -758,8 +758,8 @@ void FpmRouteSource::doModeChange() {
   // route, after the grace.
   std::vector<uint64_t> keys;
   for (auto const& [k, fe] : objectFecs_) {
-    bool const wantGroup =
-        on && fe->type == FecType::forward && !objects_.find(fe->nhId)->second->o.group.empty();
+    bool const wantGroup = on && (fe->group || fe->type == FecType::forward) &&
+                           !objects_.find(fe->nhId)->second->o.group.empty();
     if (fe->group != wantGroup) keys.push_back(k);
   }
   for (uint64_t k : keys) {
