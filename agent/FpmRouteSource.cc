@@ -5,6 +5,9 @@
 #include <exception>
 #include <sstream>
 
+#include "agent/chip/ChipModule.h"
+#include "agent/nhg/NhgModule.h"
+#include "models/routing/hardware/Status.h"
 #include "nollo/Ipv4.h"
 #include "nollo/Ipv6.h"
 #include "quill/FecId.h"
@@ -43,6 +46,12 @@ struct FpmRouteSource::FecEntry {
   // Built from a next-hop object (nhId) or an inline set (key).
   uint32_t nhId = 0;
   SetKey key;
+  // A group FEC (fecId names the object's library group; `index` is only
+  // this source's key for it).
+  bool group = false;
+  // The flag changed: no longer the object's FEC for new routes; its
+  // routes are moving off it.
+  bool detached = false;
 };
 
 struct FpmRouteSource::VrfState {
@@ -63,6 +72,21 @@ struct FpmRouteSource::NhObject {
   bool gone = false;               // deleted, kept while FECs or groups use it
   std::vector<uint32_t> parents;   // groups naming it (once per mention)
   std::vector<FecEntry*> fecs;     // FECs built from it, one per VRF and family
+  // Group mode: published as a library group with these members; the
+  // group FECs among `fecs` that hold it.
+  bool published = false;
+  std::vector<FibModule::Via> groupVias;
+  uint32_t groupFecs = 0;
+};
+
+class FpmRouteSource::HwStatusReactor : public Routing::Hardware::Status::Notifiee {
+ public:
+  HwStatusReactor(Vix::Ptr<Routing::Hardware::Status> const& s, FpmRouteSource* src)
+      : Notifiee(Vix::Ptr<Routing::Hardware::Status const>(s)), src_(src) {}
+  void handleNexthopGroupSupported() override { src_->handleGroupSupported(); }
+
+ private:
+  FpmRouteSource* src_;
 };
 
 namespace {
@@ -91,7 +115,18 @@ FpmRouteSource::FpmRouteSource(Agent* agent, IntfLookup intfLookup, VrfLookup vr
       intfLookup_(std::move(intfLookup)),
       vrfLookup_(std::move(vrfLookup)),
       graceClock_(agent->loop(), [this] { handleGrace(); }),
-      sweepClock_(agent->loop(), [this] { handleSweep(); }) {}
+      sweepClock_(agent->loop(), [this] { handleSweep(); }),
+      modeClock_(agent->loop(), [this] { doModeChange(); }) {
+  auto const& hw = agent_->module<ChipModule>().hwStatus();
+  groupMode_ = hw->nexthopGroupSupported();
+  hwReactor_ = std::make_unique<HwStatusReactor>(hw, this);
+}
+
+std::string FpmRouteSource::groupName(uint32_t nhId) {
+  std::string name = "fpm-nhg-";
+  name += std::to_string(nhId);
+  return name;
+}
 
 // What was written stays in the FIB, as a routing agent's table outlives it.
 FpmRouteSource::~FpmRouteSource() = default;
@@ -283,15 +318,7 @@ FpmRouteSource::Fault FpmRouteSource::fecFor(VrfState& vrf, NlRoute const& r, Fe
       *out = it->second;
       return Fault::none;
     }
-    NhObject& o = *oit->second;
-    FecType type;
-    vias_.clear();
-    if (Fault f = resolveObject<AF>(o, &vias_, &type, why); f != Fault::none) return f;
-    if (Fault f = doCreateFec(vrf, v6, type, vias_, out, why); f != Fault::none) return f;
-    (*out)->nhId = r.nhId;
-    objectFecs_.try_emplace(k, *out);
-    o.fecs.push_back(*out);
-    return Fault::none;
+    return objectFec<AF>(vrf, *oit->second, out, why);
   }
   key_.vrf = vrf.index;
   key_.v6 = v6;
@@ -316,6 +343,94 @@ FpmRouteSource::Fault FpmRouteSource::fecFor(VrfState& vrf, NlRoute const& r, Fe
   (*out)->key = key_;
   setFecs_.try_emplace(key_, *out);
   return Fault::none;
+}
+
+template <class AF>
+FpmRouteSource::Fault FpmRouteSource::objectFec(VrfState& vrf, NhObject& o, FecEntry** out, std::string* why) {
+  constexpr bool v6 = AF::version == 6;
+  uint64_t const k = objectKey(vrf.index, v6, o.o.id);
+  if (auto it = objectFecs_.find(k); it != objectFecs_.end()) {
+    *out = it->second;
+    return Fault::none;
+  }
+  FecType type;
+  vias_.clear();
+  if (Fault f = resolveObject<AF>(o, &vias_, &type, why); f != Fault::none) return f;
+  bool const group = groupMode_ && !o.o.group.empty() && type == FecType::forward;
+  // The flag turned back within the grace: the FEC its routes left is taken
+  // again (two group FECs of one VRF and family would share one FIB FEC).
+  auto again = std::find_if(o.fecs.begin(), o.fecs.end(),
+                            [&](FecEntry* fe) { return fe->vrf == &vrf && fe->v6 == v6 && fe->group == group; });
+  if (again != o.fecs.end()) {
+    *out = *again;
+    (*out)->detached = false;
+    objectFecs_.try_emplace(k, *out);
+    return Fault::none;
+  }
+  if (group) {
+    if (Fault f = doCreateGroupFec<AF>(vrf, o, out, why); f != Fault::none) return f;
+  } else if (Fault f = doCreateFec(vrf, v6, type, vias_, out, why); f != Fault::none) {
+    return f;
+  }
+  (*out)->nhId = o.o.id;
+  objectFecs_.try_emplace(k, *out);
+  o.fecs.push_back(*out);
+  return Fault::none;
+}
+
+// The group is published before its FEC is written, so the adjacency
+// machine finds it at the FEC's first review.
+template <class AF>
+FpmRouteSource::Fault FpmRouteSource::doCreateGroupFec(VrfState& vrf, NhObject& o, FecEntry** out, std::string* why) {
+  if (Fault f = doPublish(o, vias_, why); f != Fault::none) return f;
+  auto fecId = Quill::Fib::FecId::make(Quill::Fib::AdjType::nextHopGroupAdj, groupId(o.o.id));
+  agent_->module<FibModule>().entityManager()->forwardingStatus<AF>(vrf.name.str())->fecIs(
+      Quill::Fib::FecT<AF>(fecId, FecType::nexthopGroup));
+  auto fe = std::make_unique<FecEntry>();
+  fe->index = nextFecIndex_++;
+  fe->fecId = fecId;
+  fe->vrf = &vrf;
+  fe->v6 = AF::version == 6;
+  fe->type = FecType::nexthopGroup;
+  fe->group = true;
+  *out = fe.get();
+  fecs_.try_emplace(fe->index, std::move(fe));
+  ++o.groupFecs;
+  ++counters_.fecAdds;
+  return Fault::none;
+}
+
+FpmRouteSource::Fault FpmRouteSource::doPublish(NhObject& o, std::vector<FibModule::Via> const& vias,
+                                                std::string* why) {
+  if (o.published && o.groupVias == vias) return Fault::none;
+  try {
+    agent_->module<NhgModule>().groupAdd(groupName(o.o.id), groupId(o.o.id), vias);
+  } catch (std::exception const& e) {
+    *why = e.what();
+    return Fault::refused;
+  }
+  if (o.published) {
+    ++counters_.groupUpdates;
+  } else {
+    ++counters_.groupAdds;
+    ++groups_;
+  }
+  o.published = true;
+  o.groupVias = vias;
+  return Fault::none;
+}
+
+void FpmRouteSource::doWithdraw(NhObject& o) {
+  if (!o.published) return;
+  try {
+    agent_->module<NhgModule>().groupDel(groupName(o.o.id));
+  } catch (std::exception const&) {
+    // Not published any more: nothing to undo.
+  }
+  o.published = false;
+  o.groupVias.clear();
+  --groups_;
+  ++counters_.groupDels;
 }
 
 template <class AF>
@@ -455,17 +570,27 @@ void FpmRouteSource::handleGrace() {
 }
 
 void FpmRouteSource::doFecDel(FecEntry* fe) {
-  try {
-    agent_->module<FibModule>().fecDel(fe->index);
-  } catch (std::exception const&) {
-    // Already gone from the FIB: nothing more to undo there.
+  if (fe->group) {
+    auto* em = agent_->module<FibModule>().entityManager().ptr();
+    if (fe->v6) em->forwardingStatus<Nollo::Ipv6>(fe->vrf->name.str())->fecDel(fe->fecId);
+    else em->forwardingStatus<Nollo::Ipv4>(fe->vrf->name.str())->fecDel(fe->fecId);
+  } else {
+    try {
+      agent_->module<FibModule>().fecDel(fe->index);
+    } catch (std::exception const&) {
+      // Already gone from the FIB: nothing more to undo there.
+    }
   }
   ++counters_.fecDels;
   if (uint32_t const id = fe->nhId) {
-    objectFecs_.erase(objectKey(fe->vrf->index, fe->v6, id));
+    // A detached FEC's key may name its successor already.
+    if (auto k = objectFecs_.find(objectKey(fe->vrf->index, fe->v6, id)); k != objectFecs_.end() && k->second == fe)
+      objectFecs_.erase(k);
     if (auto oit = objects_.find(id); oit != objects_.end()) {
-      auto& fecs = oit->second->fecs;
-      fecs.erase(std::find(fecs.begin(), fecs.end(), fe));
+      NhObject& o = *oit->second;
+      o.fecs.erase(std::find(o.fecs.begin(), o.fecs.end(), fe));
+      // The group leaves the library with its last FEC: no FEC names it.
+      if (fe->group && --o.groupFecs == 0) doWithdraw(o);
     }
     fecs_.erase(fe->index);
     doMaybeEraseObject(id);
@@ -534,11 +659,25 @@ void FpmRouteSource::doRefreshObject(NhObject& n) {
 }
 
 void FpmRouteSource::doRebuild(FecEntry& fe) {
-  NhObject const& o = *objects_.find(fe.nhId)->second;
+  NhObject& o = *objects_.find(fe.nhId)->second;
   std::vector<FibModule::Via> vias;
   FecType type = FecType::forward;
   std::string why;
   Fault f = fe.v6 ? resolveObject<Nollo::Ipv6>(o, &vias, &type, &why) : resolveObject<Nollo::Ipv4>(o, &vias, &type, &why);
+  if (fe.group) {
+    // Replaced in place: the group takes the new members under its id and
+    // name, its FECs and routes stay as they are.
+    if (f == Fault::none && type != FecType::forward) {
+      f = Fault::unsupported;
+      why = "a group of blackhole members is no chip next-hop group";
+    }
+    if (f == Fault::none) f = doPublish(o, vias, &why);
+    if (f == Fault::none) return;
+    doCount(f);
+    FPM_FEC_KEPT.raise(agent_->loop()->now(), fe.nhId, static_cast<unsigned long long>(fe.fecId.index()),
+                       fe.vrf->name.str().c_str(), why.c_str());
+    return;
+  }
   if (f == Fault::none && type == fe.type && vias == fe.vias) return;
   if (f == Fault::none) {
     try {
@@ -600,6 +739,76 @@ void FpmRouteSource::doMaybeEraseObject(uint32_t id) {
   auto members = std::move(n.o.group);
   objects_.erase(id);
   doParentsIs(id, members, false);
+}
+
+// ---------------------------------------------------------------------------
+// The hardware's next-hop group flag.
+
+// Re-expressing writes routes: done on a loop turn of its own, not inside
+// the hardware status's notification.
+void FpmRouteSource::handleGroupSupported() { modeClock_.timeMinIs(agent_->loop()->now()); }
+
+void FpmRouteSource::doModeChange() {
+  bool const on = agent_->module<ChipModule>().hwStatus()->nexthopGroupSupported();
+  if (on == groupMode_) return;
+  groupMode_ = on;
+  ++counters_.modeChanges;
+  // The object FECs of the other kind leave the keys, so the routes below
+  // take FECs of the new kind under them; the old ones go with their last
+  // route, after the grace.
+  std::vector<uint64_t> keys;
+  for (auto const& [k, fe] : objectFecs_) {
+    bool const wantGroup = on && (fe->group || fe->type == FecType::forward) &&
+                           !objects_.find(fe->nhId)->second->o.group.empty();
+    if (fe->group != wantGroup) keys.push_back(k);
+  }
+  for (uint64_t k : keys) {
+    objectFecs_.find(k)->second->detached = true;
+    objectFecs_.erase(k);
+  }
+  if (keys.empty()) return;
+  for (auto const& v : vrfs_) {
+    doReexpress<Nollo::Ipv4>(*v);
+    doReexpress<Nollo::Ipv6>(*v);
+  }
+}
+
+template <class AF>
+void FpmRouteSource::doReexpress(VrfState& vrf) {
+  auto& t = vrf.template table<AF>();
+  for (auto& [p, e] : t.routes) {
+    if (FecEntry* fe = reexpressed<AF>(vrf, e.fec)) {
+      FecEntry* old = e.fec;
+      e.fec = fe;
+      doRef(fe);
+      t.fib->routeIs(Quill::Fib::RouteT<AF>(p, fe->fecId));
+      doUnref(old);
+      ++counters_.routeMoves;
+    }
+  }
+  for (auto& [p, others] : t.others)
+    for (auto& c : others)
+      if (FecEntry* fe = reexpressed<AF>(vrf, c.fec)) {
+        doRef(fe);
+        doUnref(c.fec);
+        c.fec = fe;
+      }
+}
+
+// The FEC a route on `fe` moves to, or null: `fe` stays (not detached, or
+// the new kind cannot be had - the route keeps forwarding as it did).
+template <class AF>
+FpmRouteSource::FecEntry* FpmRouteSource::reexpressed(VrfState& vrf, FecEntry* fe) {
+  if (!fe->detached) return nullptr;
+  FecEntry* out = nullptr;
+  std::string why;
+  if (Fault f = objectFec<AF>(vrf, *objects_.find(fe->nhId)->second, &out, &why); f != Fault::none) {
+    doCount(f);
+    FPM_FEC_KEPT.raise(agent_->loop()->now(), fe->nhId, static_cast<unsigned long long>(fe->fecId.index()),
+                       vrf.name.str().c_str(), why.c_str());
+    return nullptr;
+  }
+  return out;
 }
 
 // ---------------------------------------------------------------------------
@@ -755,27 +964,34 @@ std::string FpmRouteSource::show(bool json) const {
       {{"unknownTable", c.unknownTable}, {"unknownNexthop", c.unknownNexthop}, {"unknownInterface", c.unknownIntf},
        {"familyMismatch", c.familyMismatch}, {"unsupported", c.unsupported}, {"refused", c.refused}, {nullptr, 0}},
   };
-  char const* const names[] = {"routes", "nexthops", "fecs", "skipped"};
+  std::pair<char const*, uint64_t> const groupsLine[] = {
+      {"held", groups_}, {"adds", c.groupAdds}, {"updates", c.groupUpdates}, {"deletes", c.groupDels},
+      {"modeChanges", c.modeChanges}, {"routeMoves", c.routeMoves}, {nullptr, 0}};
+  char const* const names[] = {"routes", "nexthops", "fecs", "skipped", "groups"};
+  auto line = [&](size_t g) -> std::pair<char const*, uint64_t> const* { return g < 4 ? groups[g] : groupsLine; };
+  char const* const mode = groupMode_ ? "nexthopGroups" : "fecs";
   std::ostringstream os;
   if (json) {
     os << "{\"ipv4Routes\": " << r4 << ", \"ipv6Routes\": " << r6 << ", \"fecs\": " << fecs_.size()
        << ", \"idleFecs\": " << idle << ", \"nexthopObjects\": " << objects_.size()
-       << ", \"connections\": " << c.connections << ", \"sweepPending\": " << (sweepPending() ? "true" : "false");
-    for (size_t g = 0; g < 4; ++g) {
+       << ", \"connections\": " << c.connections << ", \"sweepPending\": " << (sweepPending() ? "true" : "false")
+       << ", \"mode\": \"" << mode << '"';
+    for (size_t g = 0; g < 5; ++g) {
       os << ", \"" << names[g] << "\": {";
-      for (size_t i = 0; groups[g][i].first; ++i) os << (i ? ", " : "") << '"' << groups[g][i].first << "\": " << groups[g][i].second;
+      for (size_t i = 0; line(g)[i].first; ++i) os << (i ? ", " : "") << '"' << line(g)[i].first << "\": " << line(g)[i].second;
       os << "}";
     }
     os << "}";
     return os.str();
   }
   os << "fpm routes: ipv4 " << r4 << ", ipv6 " << r6 << "; fecs " << fecs_.size() << " (idle " << idle
-     << "); next-hop objects " << objects_.size() << "; connections " << c.connections
+     << "); next-hop objects " << objects_.size() << " as " << (groupMode_ ? "next-hop groups" : "FECs")
+     << "; connections " << c.connections
      << (replayAwaited_ ? "; stale sweep waits for the replay" : sweepPending() ? "; stale sweep pending" : "")
      << "\n";
-  for (size_t g = 0; g < 4; ++g) {
+  for (size_t g = 0; g < 5; ++g) {
     os << "  " << names[g] << ":";
-    for (size_t i = 0; groups[g][i].first; ++i) os << (i ? ", " : " ") << groups[g][i].first << " " << groups[g][i].second;
+    for (size_t i = 0; line(g)[i].first; ++i) os << (i ? ", " : " ") << line(g)[i].first << " " << line(g)[i].second;
     os << "\n";
   }
   return os.str();

@@ -24,8 +24,28 @@
 // is older is removed. A connection that sends nothing removes nothing, and
 // while zebra is away nothing is removed: the switch keeps forwarding.
 //
+// Next-hop groups: while the hardware publishes nexthopGroupSupported, a
+// zebra group object (RTM_NEWNEXTHOP with members) whose members forward is
+// handed to the library as a next-hop group instead of being expanded: name
+// groupName(id) ("fpm-nhg-" and zebra's id), id groupId(id) (zebra's id
+// above kRouteSourceFecBase, clear of the scenario's groups), members
+// resolved as any via with their weights. A route naming it goes over the
+// group's FEC (adjacency type nextHopGroupAdj, index the group id), one per
+// VRF and family like any object FEC. Invariants:
+//  - a group is published while a group FEC built from its object exists
+//    (routes, shadowed entries or the grace hold it) and withdrawn with the
+//    last one; a replaced object republishes it under the same id, so its
+//    routes do not move;
+//  - single next-hop objects, blackhole groups and routes with inline next
+//    hops are expanded into FECs in either mode: a group of one path buys
+//    nothing over the object's FEC, which its routes share already;
+//  - the flag changing re-expresses every route over an object FEC of the
+//    other kind (on the next loop turn): each takes its object's FEC of the
+//    new kind, the old FECs go after kFecGrace as any unused FEC.
+//
 // Fed by FpmServer (decoded messages, connection up and down); interface and
-// VRF names come through the lookups main wires to the kernel's maps.
+// VRF names come through the lookups main wires to the kernel's maps; the
+// hardware flag through the chip module's hardware status.
 #include <cstdint>
 #include <deque>
 #include <functional>
@@ -79,7 +99,14 @@ class FpmRouteSource {
     uint64_t unknownTable = 0, unknownNexthop = 0, unknownIntf = 0, familyMismatch = 0;
     uint64_t unsupported = 0, refused = 0;
     uint64_t connections = 0;
+    // Next-hop groups handed to the library, republished with new members,
+    // withdrawn; routes moved between FEC kinds by a change of the flag.
+    uint64_t groupAdds = 0, groupUpdates = 0, groupDels = 0;
+    uint64_t modeChanges = 0, routeMoves = 0;
   };
+  // The library group a zebra group object becomes in group mode.
+  static std::string groupName(uint32_t nhId);
+  static uint64_t groupId(uint32_t nhId) { return FibModule::kRouteSourceFecBase + nhId; }
 
   FpmRouteSource(Agent* agent, IntfLookup intfLookup, VrfLookup vrfLookup);
   FpmRouteSource(FpmRouteSource const&) = delete;
@@ -103,6 +130,10 @@ class FpmRouteSource {
   size_t routes() const;
   size_t fecs() const { return fecs_.size(); }
   size_t nexthopObjects() const { return objects_.size(); }
+  // Group objects go to the library as next-hop groups (the hardware's
+  // nexthopGroupSupported, as last applied).
+  bool groupMode() const { return groupMode_; }
+  size_t groups() const { return groups_; }
   // A connection's replay may still remove stale routes: it has sent
   // nothing yet, or its sweep has not run.
   bool sweepPending() const { return replayAwaited_ || sweepClock_.armed(); }
@@ -112,6 +143,7 @@ class FpmRouteSource {
   struct FecEntry;
   struct VrfState;
   struct NhObject;
+  class HwStatusReactor;
   // A route's FEC and metric; gen: the connection that last sent it; alt:
   // the prefix has entries of other metrics (VrfState's others).
   struct Entry {
@@ -171,6 +203,20 @@ class FpmRouteSource {
                       std::string* why);
   Fault doCreateFec(VrfState& vrf, bool v6, Quill::Fib::FecType type, std::vector<FibModule::Via> const& vias,
                     FecEntry** out, std::string* why);
+  // The FEC of object `id` in the VRF and family, made on first use: a group
+  // FEC in group mode for a forwarding group, else an expanded one.
+  template <class AF>
+  Fault objectFec(VrfState& vrf, NhObject& o, FecEntry** out, std::string* why);
+  template <class AF>
+  Fault doCreateGroupFec(VrfState& vrf, NhObject& o, FecEntry** out, std::string* why);
+  Fault doPublish(NhObject& o, std::vector<FibModule::Via> const& vias, std::string* why);
+  void doWithdraw(NhObject& o);
+  void handleGroupSupported();
+  void doModeChange();
+  template <class AF>
+  void doReexpress(VrfState& vrf);
+  template <class AF>
+  FecEntry* reexpressed(VrfState& vrf, FecEntry* fe);
   void doRebuild(FecEntry& fe);
   void doRefreshObject(NhObject& o);
   void doNexthopDel(uint32_t id);
@@ -226,6 +272,11 @@ class FpmRouteSource {
   SetKey key_;
   std::vector<FibModule::Via> vias_;
   std::vector<KorFeeds::NlNexthop> groupHops_;
+  // Group mode: applied on the loop turn after the flag changed.
+  bool groupMode_ = false;
+  size_t groups_ = 0;  // published now
+  Vix::Clock modeClock_;
+  std::unique_ptr<HwStatusReactor> hwReactor_;
   Counters counters_;
 };
 

@@ -151,6 +151,10 @@ AdjSm::AdjSm(VrfId vrfId, VrfName const& vrfName, Vix::Ptr<KorCommonSmData> cons
     nexthopGroupRouteSm_->reviewHandlerIs([this](uint64_t adjIndex) {
       if (!adjEntry(adjIndex) && !creationDeferredAdj_.count(adjIndex)) return;
       doQueueRegularReview(FecId(adjIndex), Nollo::Ip6Hdr::ipVersion4());
+      // A group's members changing changes its FEC's paths: resilient
+      // tables over the FEC follow, as for a FEC update.
+      doMaybeHandleResilientFec(FecId(adjIndex), Nollo::Ip6Hdr::ipVersion4());
+      doMaybeHandleResilientFec(FecId(adjIndex), Nollo::Ip6Hdr::ipVersion6());
       maybeScheduleAdjReview();
     });
     nexthopGroupRouteSm_->requestHandlerIs(

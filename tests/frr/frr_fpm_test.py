@@ -10,8 +10,14 @@ Runs in a network and PID namespace of its own (see frr_lab.py). Steps:
   neighbours from `ip neigh` resolving their next hops; N kernel routes from
   `ip -batch` that zebra reflects (a tenth IPv6, a tenth ECMP); a restart of
   the FPM connection whose replay must write nothing to the chip; zebra
-  switched to inline next hops (`no fpm use-next-hop-groups`) and its replay;
-  static route changes; the kernel routes removed.
+  the hardware's next-hop groups switched on (`set nexthopGroupSupported on`):
+  every route over a zebra group moves to that group's FEC, the rest stay,
+  and a second replay writes nothing; resilient ECMP over a zebra group that
+  loses a member rewrites only that member's buckets; zebra switched to
+  inline next hops (`no fpm use-next-hop-groups`) and its replay; static
+  route changes; the kernel routes removed. The steps up to the first replay
+  run with the agent expanding zebra's objects into FECs, the rest with
+  groups: one lab, both ways.
 Exit 0: passed; 1: failed (with the daemons' and the agent's last lines);
 77: skipped, with the reason (no frr, no namespaces, an agent without
 --fpm/--netlink).
@@ -42,6 +48,11 @@ STATICS = [
     "ipv6 route 2001:db8:200::/48 2001:db8::2",
     "ipv6 route 2001:db8:200::/48 2001:db8::3",
 ]
+RESILIENT4 = ipaddress.ip_network("100.64.0.0/24")
+RESILIENT_GWS = ["10.0.0.2", "10.0.0.3", "10.0.0.4"]
+# The agent's library group ids for zebra's objects start here (its FEC
+# ids of the route source's range).
+GROUP_ID_BASE = 1 << 48
 ECMP4 = ipaddress.ip_network("198.51.100.0/24")
 ECMP6 = ipaddress.ip_network("2001:db8:200::/48")
 SINGLE4 = ipaddress.ip_network("192.0.2.0/24")
@@ -56,7 +67,11 @@ def kernel_route(i):
 
 
 # One next hop of a chip L2 adjacency as `show chip` prints it.
-L2ADJ_HOP = re.compile(r"([0-9a-f.:]+): nextHopArp(?:Resolved ([0-9a-f:]{17})|Required)")
+# (A resilient adjacency's next hops carry their bucket bitmaps.)
+L2ADJ_HOP = re.compile(r"([0-9a-f.:]+)(?: bitmap \d+)?: nextHopArp(?:Resolved ([0-9a-f:]{17})|Required)")
+# A next hop's buckets in `show resilient`: "  10.0.0.2 4 {0-3}".
+RESILIENT_HOP = re.compile(r"^\s+([0-9a-f.:]+) (\d+) \{([0-9,\- ]*)\}", re.M)
+BUCKET_WRITES = re.compile(r"bucket writes (\d+)")
 
 
 class CheckFailed(Exception):
@@ -108,16 +123,38 @@ class FpmTest:
                 for t in self.ask_json("show chip json")["tables"]}
 
     def chip_l2adj(self):
-        """The chip's L2 adjacencies: {index: {next hop: MAC or None while ARP is required}}."""
+        """The chip's L2 adjacencies and group adjacencies: {index: {next
+        hop: MAC or None while ARP is required}}."""
         out = {}
         for t in self.ask_json("show chip json")["tables"]:
-            if t["name"] == "l2adj":
+            if t["name"] in ("l2adj", "nhg"):
                 for index, text in t["entries"].items():
                     out[int(index)] = {h: mac or None for h, mac in L2ADJ_HOP.findall(text)}
         return out
 
     def fpm_state(self):
         return self.ask_json("show fpm json")
+
+    def resilient_buckets(self, prefix):
+        """The buckets of each next hop in the prefix's resilient table:
+        {next hop: set of bucket numbers}; {} while it has no table."""
+        text = self.ask("show resilient")
+        at = text.find("Prefix: %s," % prefix)
+        if at < 0:
+            return {}
+        end = text.find("Prefix: ", at + 1)
+        out = {}
+        for hop, _, spans in RESILIENT_HOP.findall(text[at:end if end > 0 else len(text)]):
+            buckets = set()
+            for span in filter(None, re.split(r"[, ]+", spans)):
+                lo, _, hi = span.partition("-")
+                buckets.update(range(int(lo), int(hi or lo) + 1))
+            out[hop] = buckets
+        return out
+
+    def bucket_writes(self):
+        m = BUCKET_WRITES.search(self.ask("show chip"))
+        return int(m.group(1)) if m else 0
 
     def fpm_connected(self):
         return self.fpm_state().get("peer") is not None
@@ -274,7 +311,7 @@ class FpmTest:
                             resolved=True)
         self.kernel = prefixes
 
-    def replay(self):
+    def replay(self, what="replay"):
         before = self.chip_writes()
         accepted = self.fpm_accepted()
         self.lab.vtysh("conf", "no fpm address")
@@ -288,10 +325,92 @@ class FpmTest:
         # did not re-send (after a quiet spell on the connection).
         self.lab.wait_for(lambda: not self.fpm_state()["routes"]["sweepPending"], "the replay to end", 120,
                           alive="agent", every=0.5)
-        self.check_same("replay", 30)
+        self.check_same(what, 30)
         writes = self.chip_writes()
-        self.check(writes == before, "replay of %d routes wrote nothing to the chip" % len(self.lab.zebra_fib()),
+        self.check(writes == before, "%s of %d routes wrote nothing to the chip" % (what, len(self.lab.zebra_fib())),
                    "before %s, after %s" % (before, writes))
+
+    def group_routes(self, fib):
+        """The routes of zebra's last dump (fib) it sends over a group
+        object: {network: the library group id it must use}. A route with
+        one next hop uses a single object (expanded in either mode), a
+        blackhole none."""
+        ids = self.lab.nhg_ids
+        return {p: GROUP_ID_BASE + ids[p] for p, hops in fib.items()
+                if len([h for h in hops if not h.get("blackhole")]) > 1 and ids.get(p)}
+
+    def groups(self):
+        """The hardware publishes next-hop groups: every route over one of
+        zebra's group objects moves to the group's FEC, in the chip over a
+        group adjacency of zebra's next hops; every other route stays."""
+        before = self.chip_routes()
+        self.ask("set nexthopGroupSupported on")
+
+        def moved():
+            chip = self.chip_routes()
+            return sum(r["routeType"] == "nexthopGroupRoute" for r in chip.values()) == len(want)
+        want = self.group_routes(self.lab.zebra_fib())
+        self.lab.wait_for(moved, "the routes over zebra's groups to move to group FECs", 60, alive="agent", every=1.0)
+        fib, chip = self.check_same("groups", 30)
+        want = self.group_routes(fib)
+        state = self.fpm_state()["routes"]
+        self.check(state["mode"] == "nexthopGroups", "show fpm: mode nexthopGroups", state["mode"])
+        wrong = ["%s: %s fec %s, want group %s" % (p, r["routeType"], r["fec"], want.get(p))
+                 for p, r in chip.items()
+                 if (r["routeType"] == "nexthopGroupRoute") != (p in want)
+                 or (p in want and int(r["fec"]) != want[p])
+                 or (p not in want and r["fec"] != before[p]["fec"])]
+        self.check(not wrong, "%d routes over zebra's groups moved to their group FECs, the other %d stayed" % (
+            len(want), len(chip) - len(want)), "; ".join(wrong[:5]))
+        self.check(state["groups"]["held"] == len(set(want.values())),
+                   "one library group per zebra group in use (%d)" % len(set(want.values())), "%s" % state["groups"])
+        self.check(ECMP4 in want and ECMP6 in want and SINGLE4 not in want,
+                   "static ECMP routes over groups, single ones not", "%s" % sorted(map(str, want))[:5])
+
+    def check_over_group(self, prefix):
+        """The chip's route of the prefix is over the group of the object
+        zebra gives it, to zebra's next hops (one prefix looked up: the
+        tables are checked whole by the other steps)."""
+        fib = self.lab.zebra_fib(prefix)
+        want = self.group_routes(fib)
+        r = self.ask_json("show route default %s json" % prefix.network_address)["route"] or {}
+        hops = set(self.chip_l2adj().get(r.get("l2Adj"), {}))
+        self.check(prefix in want and r.get("routeType") == "nexthopGroupRoute" and int(r["fec"]) == want[prefix]
+                   and hops == {h["ip"] for h in fib[prefix]},
+                   "%s over zebra's group %s, to its next hops" % (prefix, want.get(prefix)),
+                   "chip %s over %s" % (r, sorted(hops)))
+
+    def resilient(self):
+        """Resilient ECMP over a zebra group: a static route over three
+        gateways spreads over 3 x 4 buckets; one gateway removed, zebra
+        moves the route to the group of the other two, and only the removed
+        gateway's buckets are rewritten."""
+        self.ask("set resilientEcmpSupported on")
+        self.ask("resilient add default %s capacity 3 redundancy 4" % RESILIENT4)
+        self.lab.neighbours_add(RESILIENT_GWS[2:])
+        self.lab.vtysh("conf", *("ip route %s %s" % (RESILIENT4, g) for g in RESILIENT_GWS))
+
+        def spread(n):
+            return lambda: len(self.resilient_buckets(RESILIENT4)) == n and self.resilient_buckets(RESILIENT4)
+        before = self.lab.wait_for(spread(3), "%s's resilient table over 3 next hops" % RESILIENT4, 30,
+                                   alive="agent", every=0.3)
+        self.check(all(len(b) == 4 for b in before.values()), "%s: 4 buckets per next hop" % RESILIENT4, "%s" % before)
+        self.check_over_group(RESILIENT4)
+        writes = self.bucket_writes()
+        self.lab.vtysh("conf", "no ip route %s %s" % (RESILIENT4, RESILIENT_GWS[1]))
+        after = self.lab.wait_for(spread(2), "%s's table to drop %s" % (RESILIENT4, RESILIENT_GWS[1]), 30,
+                                  alive="agent", every=0.3)
+        kept = all(before[g] <= after[g] for g in after)
+        self.check(kept and set().union(*after.values()) == set().union(*before.values()),
+                   "%s: the other next hops kept their buckets and took %s's" % (RESILIENT4, RESILIENT_GWS[1]),
+                   "before %s, after %s" % (before, after))
+        moved = self.bucket_writes() - writes
+        self.check(moved == len(before[RESILIENT_GWS[1]]), "only the removed next hop's %d buckets were rewritten" %
+                   len(before[RESILIENT_GWS[1]]), "%d bucket writes" % moved)
+        self.check_over_group(RESILIENT4)
+        self.lab.vtysh("conf", *("no ip route %s %s" % (RESILIENT4, g) for g in RESILIENT_GWS[::2]))
+        self.lab.wait_for(lambda: RESILIENT4 not in self.chip_routes(), "%s to leave the chip" % RESILIENT4, 20,
+                          alive="agent", every=0.3)
 
     def inline(self):
         """Zebra switched to inline next hops: it reconnects and re-sends the
@@ -305,6 +424,9 @@ class FpmTest:
                           alive="agent", every=0.5)
         fib, chip = self.check_same("inline", 60)
         self.check(self.fpm_state()["routes"]["nexthopObjects"] == 0, "no next-hop object left after the inline replay")
+        self.lab.wait_for(lambda: self.fpm_state()["routes"]["groups"]["held"] == 0,
+                          "the groups to leave the library after the FEC grace", 10, alive="agent", every=0.3)
+        self.check(True, "no library group left after the inline replay")
         adjs, l2 = self.adjs(), self.chip_l2adj()
         for p, gws in ((ECMP4, GW4), (ECMP6, GW6), (ipaddress.ip_network(kernel_route(4)[0]), GW4)):
             self.check_vias(chip, adjs, l2, p, gws, resolved=True)
@@ -344,15 +466,14 @@ def inside(args):
     t = FpmTest(lab, args.agent, args.routes)
     t0 = time.monotonic()
     try:
-        t.start()
-        t.statics()
-        t.neighbours()
-        t.kernel_routes()
-        t.replay()
-        t.inline()
-        t.static_changes()
-        t.kernel_removed()
-        t.agent_stops()
+        steps = [t.start, t.statics, t.neighbours, t.kernel_routes, t.replay, t.groups,
+                 lambda: t.replay("group replay"), t.resilient, t.inline, t.static_changes, t.kernel_removed,
+                 t.agent_stops]
+        for step in steps:
+            t1 = time.monotonic()
+            step()
+            print("     %s: %.1f s" % (getattr(step, "__name__", "group replay").replace("<lambda>", "group replay"),
+                                      time.monotonic() - t1), flush=True)
     except (CheckFailed, LabError, subprocess.TimeoutExpired) as e:
         print("FAIL %s" % e, flush=True)
         for what, fn in (("kor-agent: show fpm", lambda: t.ask("show fpm")),

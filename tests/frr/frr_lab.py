@@ -29,7 +29,7 @@ V0_ADDR4, V0_ADDR6 = "10.0.0.1/24", "2001:db8::1/64"
 V1_ADDR4, V1_ADDR6 = "10.0.1.1/24", "2001:db8:1::1/64"
 GW4 = ["10.0.0.2", "10.0.0.3"]
 GW6 = ["2001:db8::2", "2001:db8::3"]
-MACS = {"10.0.0.2": "02:00:00:00:00:02", "10.0.0.3": "02:00:00:00:00:03",
+MACS = {"10.0.0.2": "02:00:00:00:00:02", "10.0.0.3": "02:00:00:00:00:03", "10.0.0.4": "02:00:00:00:00:04",
         "2001:db8::2": "02:00:00:00:00:02", "2001:db8::3": "02:00:00:00:00:03"}
 
 
@@ -215,16 +215,22 @@ class FrrLab:
         except ValueError as e:
             raise LabError("vtysh -c '%s': not JSON (%s): %s" % (cmd, e, text[:200]))
 
-    def zebra_fib(self):
+    def zebra_fib(self, prefix=None):
         """The routes zebra has installed in its FIB (default VRF), both
-        families: {ip_network: [next hop as vtysh's JSON has it, for each one
-        in the FIB]}."""
-        fib = {}
-        for fam in ("ip", "ipv6"):
-            for prefix, entries in self.vtysh_json("show %s route json" % fam).items():
+        families, or the one prefix given: {ip_network: [next hop as vtysh's
+        JSON has it, for each one in the FIB]}. The next-hop object each
+        uses, as zebra sent it over FPM, is left in nhg_ids ({ip_network:
+        id}): dumping 100,000 routes takes seconds, so once serves both."""
+        fib, self.nhg_ids = {}, {}
+        fams = ("ip", "ipv6") if prefix is None else ("ipv6" if prefix.version == 6 else "ip",)
+        for fam in fams:
+            for p, entries in self.vtysh_json("show %s route %sjson" % (fam, "" if prefix is None else
+                                                                       "%s " % prefix)).items():
                 for e in entries:
                     if e.get("installed"):
-                        fib[ipaddress.ip_network(prefix)] = [h for h in e.get("nexthops", []) if h.get("fib")]
+                        net = ipaddress.ip_network(p)
+                        fib[net] = [h for h in e.get("nexthops", []) if h.get("fib")]
+                        self.nhg_ids[net] = e.get("installedNexthopGroupId", e.get("nexthopGroupId"))
         return fib
 
     def fpm_counters(self):
