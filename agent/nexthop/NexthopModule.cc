@@ -9,6 +9,7 @@
 #include "agent/neigh/NeighbourModule.h"
 #include "agent/vrf/VrfModule.h"
 #include "kor/adj/NexthopRequestSm.h"
+#include "kor/l3/VrfRootSm.h"
 
 namespace KorAgent {
 
@@ -38,6 +39,11 @@ void NexthopModule::doCreateRoots() {
   sm_ = Kor::nexthopRequestSmFactory(agent_->commonDataPtr(), agent_->l3StatusPtr(),
                                      agent_->module<NeighbourModule>().l2AdjHelperPtr(),
                                      agent_->module<FibModule>().entityManager(), requestConfig_, requestStatus_);
+  // A requested neighbour without layer-2 data is to be resolved: the VRF
+  // root serves the request or keeps it until the VRF can take it.
+  sm_->resolutionRequestHandlerIs([this](Kor::VrfName const& vrf, Nollo::IpGenAddr const& nextHop) {
+    if (auto* root = agent_->vrfRootSm()) root->doRequestResolution(vrf, nextHop);
+  });
 }
 
 void NexthopModule::doStartLibrary() { sm_->initializedIs(true); }

@@ -86,7 +86,18 @@ void NeighSmT<AF>::arpQuillVrfIdIs(uint32_t id) {
   arpEntry_.clear();
   arpEntryPerIntf_.clear();
   skippedPing_.clear();
+  resolutionRequests_.clear();
   arpQuillVrfId_ = id;
+}
+
+template <class AF>
+bool NeighSmT<AF>::doRequestResolution(Addr const& a) {
+  if (arpQuillVrfId_ == noArpQuillVrfId) korAssert("arpQuillVrfId() != noArpQuillVrfId");
+  // Resolved already: the VRF's next-hop list has it.
+  if (nextHopList(a)) return false;
+  if (!resolutionRequests_.insert(a).second) return false;
+  KOR_TRACE(5, "Resolution of " << a << " requested, vrf: " << vrfName_);
+  return true;
 }
 
 template <class AF>
@@ -96,6 +107,7 @@ void NeighSmT<AF>::arpEntryIs(Key const& k, Quill::Arp::ArpEntry const& e) {
     return;
   }
   if (arpEntry_.insert_or_assign(k, e).second) ++arpEntryPerIntf_[k.intf()];
+  if (Quill::Arp::isResolved(e.state())) resolutionRequests_.erase(k.addr());
   addArpEntry(k, e);
 }
 

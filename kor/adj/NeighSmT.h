@@ -81,6 +81,15 @@ class NeighSmT : public KorBaseSm {
   Quill::Arp::ArpEntry arpEntry(Key const& k) const;
   size_t arpEntryCount() const { return arpEntry_.size(); }
 
+  // Resolution requests handed on by the VRF root (VrfRootSm::
+  // doRequestResolution): addresses of this VRF the ARP agent is asked to
+  // resolve in its table of this machine's arpQuillVrfId. A request stays
+  // until the table has the address resolved; a new table id drops them all
+  // (the VRF root keeps them deferred until the VRF has a table again).
+  // False when the address is already requested or resolved.
+  bool doRequestResolution(Addr const& a);
+  std::set<Addr> const& resolutionRequests() const { return resolutionRequests_; }
+
   // Processing of one input entry (the IPv6 machine first applies its
   // ping-neighbour filter).
   void addArpEntry(Key const& k, Quill::Arp::ArpEntry const& e);
@@ -147,6 +156,7 @@ class NeighSmT : public KorBaseSm {
   std::map<Addr, std::set<Nollo::IntfId>> skippedPing_;
   Vix::Ptr<EntryTable> arpEntryTable_;
   std::map<Nollo::IntfId, Vix::Ptr<IntfSm>> arpIntfSm_;
+  std::set<Addr> resolutionRequests_;
   Vix::ReactorSet<NeighSmT> vixReactors_{this};
 };
 

@@ -16,32 +16,6 @@ class NexthopRequestSm::VixRequestConfig
   void handleRequest(uint64_t const& id) override { sm_->handleRequest(id); }
 };
 
-class NexthopRequestSm::VixL3Status : public Vix::NestedReactor<NexthopRequestSm, L3Status::Notifiee> {
- public:
-  void handleVrfL3Status(VrfName const& name) override { sm_->handleVrf(name.str()); }
-};
-
-class NexthopRequestSm::VixRouteStatus4
-    : public Vix::NestedReactor<NexthopRequestSm, Quill::Fib::RouteStatus::Notifiee> {
- public:
-  void handleRoute(Nollo::IpPrefix const& p) override { sm_->handleRoute(vrf_, Nollo::IpGenAddr(p.addr()), p.len()); }
-  std::string vrf_;
-};
-
-class NexthopRequestSm::VixRouteStatus6
-    : public Vix::NestedReactor<NexthopRequestSm, Quill::Fib6::RouteStatus::Notifiee> {
- public:
-  void handleRoute(Nollo::Ip6Prefix const& p) override { sm_->handleRoute(vrf_, Nollo::IpGenAddr(p.addr()), p.len()); }
-  std::string vrf_;
-};
-
-class NexthopRequestSm::VixVrfL3Status : public Vix::NestedReactor<NexthopRequestSm, VrfL3Status::Notifiee> {
- public:
-  void handleNextHopList(Nollo::IpAddr4 const& a) override { sm_->handleNextHop(vrf_, Nollo::IpGenAddr(a)); }
-  void handleNextHop6List(Nollo::IpAddr6 const& a) override { sm_->handleNextHop(vrf_, Nollo::IpGenAddr(a)); }
-  std::string vrf_;
-};
-
 NexthopRequestSm::NexthopRequestSm(Vix::Ptr<KorCommonSmData> const& acsd, Vix::Ptr<L3Status> const& l3Status,
                                    Vix::Ptr<L2AdjHelper> const& l2AdjHelper,
                                    Vix::Ptr<Ledra::EntityManager> const& entityManager,
@@ -55,7 +29,8 @@ NexthopRequestSm::NexthopRequestSm(Vix::Ptr<KorCommonSmData> const& acsd, Vix::P
       review_(acsd->activityLoop().ptr(), [this] {
         review_.runPass();
         review_.scheduleRetry();
-      }) {
+      }),
+      vrfWatch_(this, this, l3Status_, entityManager_) {
   review_.laneAdd([this](uint64_t const& id, bool&) {
     // Refused by the chip: retried on the retry lane until installed.
     if (!doReview(id)) review_.enqueue(kRetryLane, id);
@@ -65,7 +40,6 @@ NexthopRequestSm::NexthopRequestSm(Vix::Ptr<KorCommonSmData> const& acsd, Vix::P
                   Vix::LaneKind::retry);
   review_.retryPeriodIs(0.2);
   vixReactors_.watch<VixRequestConfig>(requestConfig_);
-  vixReactors_.watch<VixL3Status>(l3Status_);
 }
 
 NexthopRequestSm::~NexthopRequestSm() = default;
@@ -160,6 +134,7 @@ void NexthopRequestSm::doBuildVias(Nexthop::NexthopRequest const& req, AdjEntry&
   auto vias = Vix::makePtr<AdjViaT<AF>>();
   auto routes = entityManager_->routeStatus<AF>(req.vrf);
   auto fecs = entityManager_->forwardingStatus<AF>(req.vrf);
+  auto const vs = l3Status_->vrfL3Status(VrfName(req.vrf));
   for (auto const& nh : req.nexthops) {
     if ((AF::version == 6) != !nh.isV4()) continue;
     typename AF::Addr addr;
@@ -176,6 +151,13 @@ void NexthopRequestSm::doBuildVias(Nexthop::NexthopRequest const& req, AdjEntry&
       continue;
     }
     vias->viaAdd(ViaT<AF>(addr, intf));
+    bool known;
+    if constexpr (AF::version == 6) known = vs && vs->nextHop6ListHas(addr);
+    else known = vs && vs->nextHopListHas(addr);
+    if (!known && resolutionRequestHandler_) {
+      KOR_TRACE(5, "Next hop " << nh << " in vrf " << req.vrf << " is not resolved: requesting its resolution");
+      resolutionRequestHandler_(VrfName(req.vrf), nh);
+    }
   }
   if constexpr (AF::version == 6) adj.adjVia6Is(vias);
   else adj.adjViaIs(vias);
@@ -226,16 +208,9 @@ void NexthopRequestSm::doRelease(uint64_t requestId) {
 }
 
 void NexthopRequestSm::doWatchVrfs() {
-  std::map<std::string, Vix::Ptr<VrfL3Status>> want;
-  for (auto const& [req, s] : shared_) want[req.vrf] = l3Status_->vrfL3Status(VrfName(req.vrf));
-  if (want == watchedVrfs_) return;
-  vrfReactors_.clear();
-  watchedVrfs_ = want;
-  for (auto const& [vrf, vs] : watchedVrfs_) {
-    vrfReactors_.watch<VixRouteStatus4>(entityManager_->routeStatus<Nollo::Ipv4>(vrf))->vrf_ = vrf;
-    vrfReactors_.watch<VixRouteStatus6>(entityManager_->routeStatus<Nollo::Ipv6>(vrf))->vrf_ = vrf;
-    if (vs) vrfReactors_.watch<VixVrfL3Status>(vs)->vrf_ = vrf;
-  }
+  std::set<std::string> vrfs;
+  for (auto const& [req, s] : shared_) vrfs.insert(req.vrf);
+  vrfWatch_.vrfsIs(vrfs);
 }
 
 }  // namespace Kor

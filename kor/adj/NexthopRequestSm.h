@@ -17,6 +17,12 @@
 // resolved next hop and is installed; an L2 adjacency the chip refused waits
 // in the retry lane of the machine's review loop.
 //
+// A requested next hop that is a neighbour but has no layer-2 data yet is
+// handed to the resolution request handler (the hosting agent points it at
+// VrfRootSm::doRequestResolution, which serves it or keeps it deferred), on
+// each resolution of its request; the receiver keeps one request per next
+// hop.
+//
 // Re-resolution: a change of the request, of a requested next hop's layer-2
 // data (VrfL3Status::nextHopList / nextHop6List), of a route of the VRF
 // covering a requested next hop, or of the VRF itself queues the request.
@@ -26,11 +32,13 @@
 // Fed by: NexthopRequestConfig, the VRFs' FIB route and FEC tables
 // (Ledra::EntityManager), L3Status and the VRFs' VrfL3Status.
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <set>
 #include <string>
 
 #include "kor/adj/L2AdjHelper.h"
+#include "kor/adj/VrfRouteWatch.h"
 #include "kor/common/KorBaseSm.h"
 #include "kor/common/KorCommonSmData.h"
 #include "kor/records/AdjEntry.h"
@@ -42,7 +50,7 @@
 
 namespace Kor {
 
-class KOR_EXPORT NexthopRequestSm : public KorBaseSm {
+class KOR_EXPORT NexthopRequestSm : public KorBaseSm, public VrfRouteWatch::Client {
  public:
   static constexpr uint64_t kFirstAdjIndex = uint64_t(1) << 55;
 
@@ -57,20 +65,20 @@ class KOR_EXPORT NexthopRequestSm : public KorBaseSm {
   size_t requestAdjs() const { return shared_.size(); }
   size_t requestsForReview() const { return review_.size(kWorkLane) + review_.size(kRetryLane); }
 
+  // Told each requested neighbour without layer-2 data: its VRF and address.
+  using ResolutionRequestHandler = std::function<void(VrfName const& vrf, Nollo::IpGenAddr const& nextHop)>;
+  void resolutionRequestHandlerIs(ResolutionRequestHandler fn) { resolutionRequestHandler_ = std::move(fn); }
+
   void handleInitialized() override;
   void handleVerify() override;
 
   void handleRequest(uint64_t requestId);
-  void handleNextHop(std::string const& vrf, Nollo::IpGenAddr const& nextHop);
-  void handleRoute(std::string const& vrf, Nollo::IpGenAddr const& addr, int len);
-  void handleVrf(std::string const& vrf);
+  void handleNextHop(std::string const& vrf, Nollo::IpGenAddr const& nextHop) override;
+  void handleRoute(std::string const& vrf, Nollo::IpGenAddr const& addr, int len) override;
+  void handleVrf(std::string const& vrf) override;
 
  private:
   class VixRequestConfig;
-  class VixL3Status;
-  class VixRouteStatus4;
-  class VixRouteStatus6;
-  class VixVrfL3Status;
 
   // One adjacency record and the requests it answers.
   struct Shared {
@@ -98,11 +106,12 @@ class KOR_EXPORT NexthopRequestSm : public KorBaseSm {
   std::map<Nexthop::NexthopRequest, Shared> shared_;
   std::map<uint64_t, Nexthop::NexthopRequest> requestOf_;
   uint64_t nextAdjIndex_ = kFirstAdjIndex;
-  std::map<std::string, Vix::Ptr<VrfL3Status>> watchedVrfs_;
+  ResolutionRequestHandler resolutionRequestHandler_;
   static constexpr size_t kWorkLane = 0, kRetryLane = 1;
   Vix::ReviewLoop<uint64_t> review_;
   Vix::ReactorSet<NexthopRequestSm> vixReactors_{this};
-  Vix::ReactorSet<NexthopRequestSm> vrfReactors_{this};
+  // The VRFs of the requests: their routes, next hops and VrfL3Status.
+  VrfRouteWatch vrfWatch_;
 };
 
 KOR_EXPORT Vix::Ptr<NexthopRequestSm> nexthopRequestSmFactory(

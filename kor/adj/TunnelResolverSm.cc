@@ -16,33 +16,6 @@ class TunnelResolverSm::VixTunnelConfig
   void handleTunnel(Nollo::IntfId const& intf) override { sm_->handleTunnelConfig(intf); }
 };
 
-class TunnelResolverSm::VixL3Status : public Vix::NestedReactor<TunnelResolverSm, L3Status::Notifiee> {
- public:
-  void handleVrfL3Status(VrfName const& name) override { sm_->handleVrf(name.str()); }
-};
-
-// One underlay VRF's route table of either family: a route covering a
-// tunnel destination re-resolves the tunnel.
-class TunnelResolverSm::VixRouteStatus4
-    : public Vix::NestedReactor<TunnelResolverSm, Quill::Fib::RouteStatus::Notifiee> {
- public:
-  void handleRoute(Nollo::IpPrefix const& p) override { sm_->handleRoute(vrf_, Nollo::IpGenAddr(p.addr()), p.len()); }
-  std::string vrf_;
-};
-
-class TunnelResolverSm::VixRouteStatus6
-    : public Vix::NestedReactor<TunnelResolverSm, Quill::Fib6::RouteStatus::Notifiee> {
- public:
-  void handleRoute(Nollo::Ip6Prefix const& p) override { sm_->handleRoute(vrf_, Nollo::IpGenAddr(p.addr()), p.len()); }
-  std::string vrf_;
-};
-
-class TunnelResolverSm::VixVrfL3Status : public Vix::NestedReactor<TunnelResolverSm, VrfL3Status::Notifiee> {
- public:
-  void handleAdjEntryReviewCnt(Quill::Fib::FecId const& f) override { sm_->handleAdjEntryReviewCnt(vrf_, f); }
-  std::string vrf_;
-};
-
 TunnelResolverSm::TunnelResolverSm(Vix::Ptr<KorCommonSmData> const& acsd, Vix::Ptr<L3Status> const& l3Status,
                                    Vix::Ptr<L2AdjHelper> const& l2AdjHelper,
                                    Vix::Ptr<Ledra::EntityManager> const& entityManager,
@@ -56,7 +29,8 @@ TunnelResolverSm::TunnelResolverSm(Vix::Ptr<KorCommonSmData> const& acsd, Vix::P
       review_(acsd->activityLoop().ptr(), [this] {
         review_.runPass();
         review_.scheduleRetry();
-      }) {
+      }),
+      vrfWatch_(this, this, l3Status_, entityManager_) {
   review_.laneAdd([this](Nollo::IntfId const& intf, bool&) {
     doResolve(intf);
     if (auto it = resolved_.find(intf); it != resolved_.end() && it->second.refused) review_.enqueue(1, intf);
@@ -71,7 +45,6 @@ TunnelResolverSm::TunnelResolverSm(Vix::Ptr<KorCommonSmData> const& acsd, Vix::P
       Vix::LaneKind::retry);
   review_.retryPeriodIs(0.2);
   vixReactors_.watch<VixTunnelConfig>(tunnelConfig_);
-  vixReactors_.watch<VixL3Status>(l3Status_);
 }
 
 TunnelResolverSm::~TunnelResolverSm() = default;
@@ -131,16 +104,9 @@ void TunnelResolverSm::handleVrf(std::string const& vrf) {
 // The watches follow the underlay VRFs named by the resolved tunnels; they
 // are rebuilt in a pass (never inside one of their own notifications).
 void TunnelResolverSm::doWatchVrfs() {
-  std::map<std::string, Vix::Ptr<VrfL3Status>> want;
-  for (auto const& [intf, r] : resolved_) want[r.vrf] = l3Status_->vrfL3Status(VrfName(r.vrf));
-  if (want == watchedVrfs_) return;
-  vrfReactors_.clear();
-  watchedVrfs_ = want;
-  for (auto const& [vrf, vs] : watchedVrfs_) {
-    vrfReactors_.watch<VixRouteStatus4>(entityManager_->routeStatus<Nollo::Ipv4>(vrf))->vrf_ = vrf;
-    vrfReactors_.watch<VixRouteStatus6>(entityManager_->routeStatus<Nollo::Ipv6>(vrf))->vrf_ = vrf;
-    if (vs) vrfReactors_.watch<VixVrfL3Status>(vs)->vrf_ = vrf;
-  }
+  std::set<std::string> vrfs;
+  for (auto const& [intf, r] : resolved_) vrfs.insert(r.vrf);
+  vrfWatch_.vrfsIs(vrfs);
 }
 
 void TunnelResolverSm::doResolve(Nollo::IntfId const& intf) {

@@ -37,6 +37,7 @@
 
 #include "kor/adj/L2AdjHelper.h"
 #include "kor/adj/TunnelKeyGen.h"
+#include "kor/adj/VrfRouteWatch.h"
 #include "kor/common/KorBaseSm.h"
 #include "kor/common/KorCommonSmData.h"
 #include "kor/records/L3Status.h"
@@ -48,7 +49,7 @@
 
 namespace Kor {
 
-class KOR_EXPORT TunnelResolverSm : public KorBaseSm {
+class KOR_EXPORT TunnelResolverSm : public KorBaseSm, public VrfRouteWatch::Client {
  public:
   TunnelResolverSm(Vix::Ptr<KorCommonSmData> const& acsd, Vix::Ptr<L3Status> const& l3Status,
                    Vix::Ptr<L2AdjHelper> const& l2AdjHelper, Vix::Ptr<Ledra::EntityManager> const& entityManager,
@@ -65,19 +66,15 @@ class KOR_EXPORT TunnelResolverSm : public KorBaseSm {
   void handleVerify() override;
 
   void handleTunnelConfig(Nollo::IntfId const& intf);
-  void handleRoute(std::string const& vrf, Nollo::IpGenAddr const& covered, int len);
-  void handleAdjEntryReviewCnt(std::string const& vrf, Quill::Fib::FecId const& fecId);
-  void handleVrf(std::string const& vrf);
+  void handleRoute(std::string const& vrf, Nollo::IpGenAddr const& covered, int len) override;
+  void handleAdjEntryReviewCnt(std::string const& vrf, Quill::Fib::FecId const& fecId) override;
+  void handleVrf(std::string const& vrf) override;
 
   // Resolves one tunnel now (the review loop's visitor).
   void doResolve(Nollo::IntfId const& intf);
 
  private:
   class VixTunnelConfig;
-  class VixL3Status;
-  class VixRouteStatus4;
-  class VixRouteStatus6;
-  class VixVrfL3Status;
 
   // What the machine last did with a tunnel.
   struct Resolved {
@@ -103,12 +100,10 @@ class KOR_EXPORT TunnelResolverSm : public KorBaseSm {
   Vix::Ptr<Tunnel::KorTunnelConfig const> tunnelConfig_;
   Vix::Ptr<Tunnel::KorTunnelStatus> tunnelStatus_;
   std::map<Nollo::IntfId, Resolved> resolved_;
-  // The watched underlay VRFs and the VrfL3Status each watch is bound to.
-  std::map<std::string, Vix::Ptr<VrfL3Status>> watchedVrfs_;
   Vix::ReviewLoop<Nollo::IntfId> review_;
   Vix::ReactorSet<TunnelResolverSm> vixReactors_{this};
-  // The per-VRF watches, rebuilt whenever the set of underlay VRFs changes.
-  Vix::ReactorSet<TunnelResolverSm> vrfReactors_{this};
+  // The underlay VRFs: their routes, adjacency reviews and VrfL3Status.
+  VrfRouteWatch vrfWatch_;
 };
 
 KOR_EXPORT Vix::Ptr<TunnelResolverSm> tunnelResolverSmFactory(

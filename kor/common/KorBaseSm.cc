@@ -15,6 +15,7 @@ KorBaseSm::~KorBaseSm() {
   if (!acsd_) return;
   acsd_->traceFacilityDel(&tf_);
   acsd_->verifiableSmDel(this);
+  acsd_->handleSmDestroyed(this);
 }
 
 void KorBaseSm::initializedIs(bool v) {

@@ -20,6 +20,7 @@
 namespace Kor {
 
 class KorCommonSmData;
+class VrfRouteWatch;
 
 class KOR_EXPORT KorBaseSm : public Vix::Entity {
  public:
@@ -56,6 +57,8 @@ class KOR_EXPORT KorBaseSm : public Vix::Entity {
   // Adds and removes the reactors it creates (Vix::ReactorSet member).
   template <class>
   friend class Vix::ReactorSet;
+  // Its watches, made for a machine, join that machine's list.
+  friend class VrfRouteWatch;
 
  private:
   Vix::Ptr<KorCommonSmData> acsd_;

@@ -20,6 +20,7 @@
 // VerifySm (held in verifySm) refers back to this object, so the owner calls
 // doCleanup() before letting go of it.
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -182,6 +183,13 @@ class KOR_EXPORT KorCommonSmData : public Vix::Entity {
   void verifiableSmAdd(KorBaseSm* sm);
   void verifiableSmDel(KorBaseSm* sm);
   std::vector<KorBaseSm*> const& verifiableSms() const { return verifiableSms_; }
+  // Told by every state machine as it is destroyed (its address, from the
+  // base destructor): lets a watcher see the order machines really go in,
+  // whoever else still held them.
+  void smDestroyedHandlerIs(std::function<void(KorBaseSm const*)> fn) { smDestroyedHandler_ = std::move(fn); }
+  void handleSmDestroyed(KorBaseSm const* sm) const {
+    if (smDestroyedHandler_) smDestroyedHandler_(sm);
+  }
   // A verifiable machine's report from its handleVerify() (see VerifySm).
   void verifyReport(VerifyOutput const& o);
 
@@ -196,6 +204,7 @@ class KOR_EXPORT KorCommonSmData : public Vix::Entity {
   bool initialized_ = false;
   std::vector<Vix::TraceFacility*> traceFacilities_;
   std::vector<KorBaseSm*> verifiableSms_;
+  std::function<void(KorBaseSm const*)> smDestroyedHandler_;
   Vix::TraceFacility tf_;
 };
 

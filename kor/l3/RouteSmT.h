@@ -105,6 +105,14 @@ class RouteSmT : public KorBaseSm {
   RouteSmT(Vix::Ptr<KorCommonSmData> const& acsd, VrfRoot* vrfRoot, VrfId vrfId, Inputs inputs);
   ~RouteSmT() override;
 
+  // The VRF root deletes the adjacency machine before the route machines:
+  // from here on this machine neither holds it nor hears its inputs (nothing
+  // of it may run again) until its root deletes it too.
+  void doReleaseAdjSm() {
+    hasNotificationActiveIs(false);
+    in_.adjSm = nullptr;
+  }
+
   void handleInitialized() override;
   void handleVerify() override;
   // Routes against the hand-over list and the chip (see RouteChipCheckT).

@@ -106,8 +106,14 @@ void VrfRoot::doStopSm() {
   KOR_TRACE(1, "doStopSm, vrf: " << vrfName_);
   // Routing status goes first so nothing switches routing while the rest is
   // torn down; the adjacency side goes before the route machines that use it.
+  // Each machine is destroyed where its root lets go of it: the route
+  // machines give up the adjacency machine (and fall silent) first, the
+  // adjacency machine its resilient ECMP machines, and it is the last holder
+  // of the next-hop group machine.
   korRoutingStatusSm_ = nullptr;
   KOR_TRACE(5, "Delete korRoutingStatusSm, vrf: " << vrfName_);
+  if (korRouteSm_) korRouteSm_->doReleaseAdjSm();
+  if (korRoute6Sm_) korRoute6Sm_->doReleaseAdjSm();
   if (korAdjSm_) {
     korAdjSm_->resilientEcmpSmIs(nullptr);
     korAdjSm_->resilientEcmp6SmIs(nullptr);

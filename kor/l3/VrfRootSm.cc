@@ -192,6 +192,7 @@ void VrfRootSm::doHandleVrfInfoChange(std::string const& name) {
     handleVrfCreation(vrfName);
     return;
   }
+  doDropDeferredRequests(vrfName);
   if (!vrfRootHas(vrfName) || vrfName.isDefault() || pendingDeleteHas(vrfName)) return;
   auto status = in_.l3Status->vrfL3Status(vrfName);
   // A VRF whose routing is still being switched off keeps its machines until
@@ -300,6 +301,7 @@ void VrfRootSm::createVrf(VrfId vrfId, VrfName const& vrfName, bool hitless) {
   if (arpQuillVrfNameToIdHas(vrfName)) {
     root->arpQuillVrfIdIs(arpQuillVrfNameToId(vrfName));
     populateArpInfoOnVrfs({vrfName});
+    doDrainDeferredRequests(vrfName);
   }
   doRebindIntfs(vrfName, vrfId);
 }
@@ -685,7 +687,10 @@ void VrfRootSm::handleArpQuillVrfId(uint32_t id) {
     auto old = arpQuillVrfIdToNameCache(id);
     if (!old.empty() && old != name) {
       arpQuillVrfNameToIdDel(old);
-      if (auto oldRoot = vrfRoot(old)) oldRoot->arpQuillVrfIdIs(VrfRoot::noArpQuillVrfId);
+      if (auto oldRoot = vrfRoot(old)) {
+        doDeferServedRequests(*oldRoot);
+        oldRoot->arpQuillVrfIdIs(VrfRoot::noArpQuillVrfId);
+      }
     }
     arpQuillVrfNameToIdIs(name, id);
     arpQuillVrfIdToNameCacheIs(id, name);
@@ -696,8 +701,10 @@ void VrfRootSm::handleArpQuillVrfId(uint32_t id) {
       KOR_TRACE(1, " VrfRoot for vrf '" << name << "' not found.");
       return;
     }
+    if (root->arpQuillVrfId() != id) doDeferServedRequests(*root);
     root->arpQuillVrfIdIs(id);
     populateArpInfoOnVrfs({name});
+    doDrainDeferredRequests(name);
     return;
   }
   KOR_TRACE(1, " delete vrfId: " << id);
@@ -709,7 +716,77 @@ void VrfRootSm::handleArpQuillVrfId(uint32_t id) {
   arpQuillVrfIdToNameCacheDel(id);
   arpQuillVrfNameToIdDel(name);
   vrfInfoDel(id);
-  if (auto root = vrfRoot(name)) root->arpQuillVrfIdIs(VrfRoot::noArpQuillVrfId);
+  if (auto root = vrfRoot(name)) {
+    doDeferServedRequests(*root);
+    root->arpQuillVrfIdIs(VrfRoot::noArpQuillVrfId);
+  }
+}
+
+template <class AF>
+bool VrfRootSm::doServeRequest(VrfName const& vrfName, typename AF::Addr const& addr) {
+  auto root = vrfRoot(vrfName);
+  if (!root || !root->korArpSm() || root->arpQuillVrfId() == VrfRoot::noArpQuillVrfId) return false;
+  NeighSmT<AF>& sm = [&]() -> NeighSmT<AF>& {
+    if constexpr (std::is_same_v<AF, Nollo::Ipv4>) return *root->korArpSm();
+    else return *root->korIp6NeighSm();
+  }();
+  if (sm.doRequestResolution(addr) && resolutionRequestHandler_)
+    resolutionRequestHandler_(root->arpQuillVrfId(), Nollo::IpGenAddr(addr));
+  return true;
+}
+
+void VrfRootSm::doRequestResolution(VrfName const& vrfName, Nollo::IpGenAddr const& addr) {
+  // Requests come from users of next hops, which may run before this root
+  // started (the lists are made then) or name a VRF nobody announced.
+  if (!arpDef_ || !announced(vrfName)) {
+    KOR_TRACE(1, "Resolution of " << addr << " requested in unknown vrf " << vrfName);
+    return;
+  }
+  auto defer = [&](auto& list, auto const& a) {
+    if (list.requestHas({vrfName, a})) return;
+    KOR_TRACE(5, "Resolution of " << addr << " deferred, vrf: " << vrfName);
+    list.requestIs({vrfName, a}, true);
+  };
+  if (addr.isV4()) {
+    if (!doServeRequest<Nollo::Ipv4>(vrfName, addr.v4())) defer(*arpDef_, addr.v4());
+  } else if (!doServeRequest<Nollo::Ipv6>(vrfName, addr.v6())) {
+    defer(*neighDef_, addr.v6());
+  }
+}
+
+void VrfRootSm::doDrainDeferredRequests(VrfName const& vrfName) {
+  auto drain = [&]<class AF>(KorArpDef<AF>& list) {
+    std::vector<typename KorArpDef<AF>::DefReq> served;
+    for (auto it = list.requestMap().lower_bound({vrfName, {}});
+         it != list.requestMap().end() && it->first.vrfName == vrfName; ++it)
+      if (doServeRequest<AF>(vrfName, it->first.addr)) served.push_back(it->first);
+    if (!served.empty()) KOR_TRACE(5, "Drained " << served.size() << " deferred requests, vrf: " << vrfName);
+    for (auto const& r : served) list.requestDel(r);
+  };
+  if (!arpDef_) return;
+  drain(*arpDef_);
+  drain(*neighDef_);
+}
+
+void VrfRootSm::doDeferServedRequests(VrfRoot const& root) {
+  if (!arpDef_) return;
+  if (auto const& sm = root.korArpSm())
+    for (auto const& a : sm->resolutionRequests()) arpDef_->requestIs({root.vrfName(), a}, true);
+  if (auto const& sm = root.korIp6NeighSm())
+    for (auto const& a : sm->resolutionRequests()) neighDef_->requestIs({root.vrfName(), a}, true);
+}
+
+void VrfRootSm::doDropDeferredRequests(VrfName const& vrfName) {
+  auto drop = [&](auto& list) {
+    std::vector<typename std::remove_reference_t<decltype(list)>::DefReq> gone;
+    for (auto const& [r, waiting] : list.requestMap())
+      if (r.vrfName == vrfName) gone.push_back(r);
+    if (!gone.empty()) KOR_TRACE(5, "Dropping " << gone.size() << " deferred requests of withdrawn vrf " << vrfName);
+    for (auto const& r : gone) list.requestDel(r);
+  };
+  if (!arpDef_) return;
+  drop(*arpDef_);
+  drop(*neighDef_);
 }
 
 void VrfRootSm::populateArpInfoOnVrfs(std::vector<VrfName> const& vrfNames) {

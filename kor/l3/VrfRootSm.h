@@ -28,10 +28,20 @@
 // id goes to a VRF that was waiting for one. A name/id pair of an earlier run
 // whose VRF is no longer announced is stale and gives its id back at start.
 //
+// Resolution requests (doRequestResolution, from the users of next hops
+// such as the next-hop request machine) go to the VRF's neighbour machine
+// when it has an ARP table to ask; until then - no root yet, or the ARP
+// agent has not named the VRF - they wait in "arpDefReqList" /
+// "neighDefReqList" and are drained right after the VRF's ARP population. A
+// VRF that loses its ARP-table id puts what its machines were asked back
+// there; a withdrawn VRF's requests are dropped (its users ask again when it
+// comes back).
+//
 // Invariants: a VRF has a root exactly while L3Status has its VrfL3Status and
 // its name/id pair; an id is either in use or in freeVrfIndex, never both;
 // each end-of-sync announcement goes out at most once.
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <ostream>
@@ -45,6 +55,7 @@
 #include "kor/l3/VrfRoot.h"
 #include "kor/l3/VrfRootInfo.h"
 #include "kor/l3/VrfRootSmInputs.h"
+#include "nollo/IpGenAddr.h"
 #include "vix/Clock.h"
 
 namespace Kor {
@@ -163,6 +174,16 @@ class KOR_EXPORT VrfRootSm : public KorBaseSm {
   void handleVrfResourceFull();
   void handleArpQuillVrfId(uint32_t id);
   void populateArpInfoOnVrfs(std::vector<VrfName> const& vrfNames);
+  // A next hop of a VRF is to be resolved (its user found no neighbour data
+  // for it). Served at once by the VRF's neighbour machine of the address's
+  // family when the VRF has a root with an ARP-table id; kept in arpDef /
+  // neighDef until then - drained right after the VRF's ARP population,
+  // dropped when the VRF is withdrawn. A VRF nobody announced: ignored.
+  void doRequestResolution(VrfName const& vrfName, Nollo::IpGenAddr const& addr);
+  // Told each request a neighbour machine takes: the ARP table's VRF id and
+  // the address, for the hosting agent to hand to the ARP agent.
+  using ResolutionRequestHandler = std::function<void(uint32_t arpQuillVrfId, Nollo::IpGenAddr const& addr)>;
+  void resolutionRequestHandlerIs(ResolutionRequestHandler fn) { resolutionRequestHandler_ = std::move(fn); }
   template <class AF>
   void handleNeighEntry(Quill::Arp::ArpKeyT<AF> const& key);
   // Sets the process's nice value; false when the system refuses.
@@ -207,6 +228,17 @@ class KOR_EXPORT VrfRootSm : public KorBaseSm {
   void doMaybeEndL2AdjSync();
   template <class AF>
   void doShowUnprogrammed(std::ostream& out, bool allVrf, std::string const& vrf) const;
+  // Hands the request to the VRF's neighbour machine; false when the VRF
+  // cannot take it yet.
+  template <class AF>
+  bool doServeRequest(VrfName const& vrfName, typename AF::Addr const& addr);
+  // The VRF's deferred requests go to its neighbour machines, if it can take
+  // them now.
+  void doDrainDeferredRequests(VrfName const& vrfName);
+  // The VRF's neighbour machines lose their ARP table: what they were asked
+  // waits again.
+  void doDeferServedRequests(VrfRoot const& root);
+  void doDropDeferredRequests(VrfName const& vrfName);
 
   VrfRootSmInputs in_;
   FbuPriorityProcessingState fbuPriorityProcessingState_ = FbuPriorityProcessingState::fbuPPInit;
@@ -218,6 +250,7 @@ class KOR_EXPORT VrfRootSm : public KorBaseSm {
   Vix::Ptr<KorArpDef<Nollo::Ipv4>> arpDef_;
   Vix::Ptr<KorArpDef<Nollo::Ipv6>> neighDef_;
   std::unique_ptr<VrfRootSmCliCallback> cliCallback_;
+  ResolutionRequestHandler resolutionRequestHandler_;
   bool firstRunDone_ = false;
   Vix::ReactorSet<VrfRootSm> vixReactors_{this};
 };
