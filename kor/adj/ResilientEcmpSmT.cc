@@ -102,7 +102,7 @@ uint64_t ResilientEcmpSmT<AF>::handleResilientEcmpRoute(Prefix const& prefix, Fe
 // Builds the entry's adjacency from its FEC's adjacency: false when that
 // has no primary via (the prefix is then plain ECMP).
 template <class AF>
-bool ResilientEcmpSmT<AF>::doUpdateEntry(Prefix const& prefix, Entry& e) {
+bool ResilientEcmpSmT<AF>::doUpdateEntry(Prefix const& prefix, Entry& e, bool reviewed) {
   auto fecAdj = adjSm_->adjEntry(e.fecId.value());
   auto const& fecVia = fecAdj ? fecAdj->template adjViaOf<AF>() : nullptr;
   bool spreadable = fecAdj && (fecAdj->routeType() == RouteType::forwardRoute ||
@@ -137,8 +137,11 @@ bool ResilientEcmpSmT<AF>::doUpdateEntry(Prefix const& prefix, Entry& e) {
     else adj->resilientAdjEntrysIs(1);
     adjSm_->vrfL3Status()->adjEntryListIs(e.adjId, adj);
   }
+  // Unchanged vias need no new L2 data - unless the adjacency is reviewed:
+  // what its vias resolve to (a tunnel's L2 adjacency, a neighbour, a link)
+  // may have changed under them, and the helper rewrites only what differs.
   auto const& old = adj->template adjViaOf<AF>();
-  if (old && *old == *adjVia && adj->l2Adj()) return true;
+  if (!reviewed && old && *old == *adjVia && adj->l2Adj()) return true;
   adjSm_->template doUpdateResilientAdjEntry<AF>(adj, adjVia);
   return true;
 }
@@ -190,7 +193,7 @@ bool ResilientEcmpSmT<AF>::reviewResilientAdj(FecId const& adjId) {
   Prefix prefix = p->second;
   Entry& e = entry_.at(prefix);
   uint64_t oldL2 = adj && adj->l2Adj() ? adj->l2Adj()->index() : 0;
-  if (!doUpdateEntry(prefix, e)) {
+  if (!doUpdateEntry(prefix, e, true)) {
     // The FEC lost its vias: the route goes plain on its next review.
     if (routeReviewHandler_) routeReviewHandler_(prefix);
     return true;

@@ -108,7 +108,7 @@ class KOR_EXPORT ResilientEcmpSmT : public KorBaseSm {
   class VixConfig;
   class VixHwStatus;
 
-  bool doUpdateEntry(Prefix const& prefix, Entry& e);
+  bool doUpdateEntry(Prefix const& prefix, Entry& e, bool reviewed = false);
   void doReleaseEntry(Prefix const& prefix);
   std::optional<ResilientEcmpParams> configured(Prefix const& prefix) const;
 

@@ -368,8 +368,7 @@ class RandomRouteTest : public RandomAgentHarness {
     auto const& table = agent_->chip()->adj().l2AdjTable();
     for (auto const& [p, route] : chipRoutes<Nollo::Ipv4>(Kor::VrfId(0))) {
       uint64_t fec = v.routes4.count(p) ? v.routes4.at(p) : 0;
-      // Resilient bucket tables over a tunnel are not followed here.
-      if (fec <= kTunnelFec || resilient4_.count(p)) continue;
+      if (fec <= kTunnelFec) continue;
       int t = int(fec - kTunnelFec);
       SCOPED_TRACE("route " + p + " over Tunnel" + std::to_string(t));
       Kor::NextHopL2InfoCollection const* expected = nullptr;
@@ -385,9 +384,16 @@ class RandomRouteTest : public RandomAgentHarness {
       }
       auto const* overlay = table.find(route.l2AdjIndex());
       ASSERT_TRUE(overlay) << "no chip L2 adjacency " << route.l2AdjIndex();
+      // Plain paths, or a resilient route's bucket paths: each tunnel path
+      // names the tunnel's L2 adjacency, which the chip holds.
       Kor::NextHopL2InfoCollection const* held = nullptr;
-      for (auto const& [nh, info] : overlay->nextHop())
-        if (info.type() == Kor::NextHopEntryType::nextHopTunnel) held = table.find(info.tunnelL2Info());
+      auto follow = [&](Kor::NextHopL2Info const& info) {
+        if (info.type() != Kor::NextHopEntryType::nextHopTunnel) return;
+        held = table.find(info.tunnelL2Info());
+        EXPECT_TRUE(held) << "tunnel L2 adjacency " << info.tunnelL2Info() << " not in the chip: " << *overlay;
+      };
+      for (auto const& [nh, info] : overlay->nextHop()) follow(info);
+      for (auto const& [key, info] : overlay->nextHopBitmap()) follow(info);
 
       if (!expected) {
         EXPECT_FALSE(held) << "a tunnel path without a resolved underlay: " << *overlay;
