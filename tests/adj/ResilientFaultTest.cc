@@ -117,4 +117,79 @@ run until idle
   EXPECT_EQ(agent_->command(-1, "VER"), "verify: all agree\n");
 }
 
+// A table rebalanced (a next hop gone and back) no longer has the order a
+// first build gives. After a restart over the kept chip the new run adopts
+// the chip's table: not one bucket written, every bucket where it was.
+TEST_F(ResilientFaultTest, ARestartAfterARebalanceAdoptsTheChipsTable) {
+  run(kFourNextHops);
+  run("fec update 1 via 10.1.0.1 Vlan10 via 10.1.0.2 Vlan10 via 10.1.0.4 Vlan10\nrun until idle\n");
+  run("fec update 1 via 10.1.0.1 Vlan10 via 10.1.0.2 Vlan10 via 10.1.0.3 Vlan10 via 10.1.0.4 Vlan10\nrun until idle\n");
+  auto before = buckets("10.9.0.0/16");
+  ASSERT_EQ(before.size(), 12u);
+  uint64_t writes = bucketWrites();
+  run("restart\nrun until idle\n");
+  EXPECT_EQ(bucketWrites(), writes);
+  EXPECT_EQ(buckets("10.9.0.0/16"), before);
+  EXPECT_EQ(agent_->command(-1, "VER"), "verify: all agree\n");
+}
+
+// Weights set the shares (N*w/W, rounded so that the fewest buckets move):
+// 3:1 over 12 buckets is 9:3; the light next hop leaving moves its 3
+// buckets only; a next hop of weight 2 joining takes 4 (12*2/5 = 4.8, the
+// extra bucket stays with the one already holding it).
+TEST_F(ResilientFaultTest, WeightsSetTheSharesAndMovesStayMinimal) {
+  run(kFourNextHops);
+  std::string const heavy = "via 10.1.0.1 Vlan10 via 10.1.0.1 Vlan10 via 10.1.0.1 Vlan10";
+  run("fec update 1 " + heavy + " via 10.1.0.2 Vlan10\nrun until idle\n");
+  EXPECT_EQ(shares("10.9.0.0/16"), (std::map<std::string, uint32_t>{{"10.1.0.1", 9}, {"10.1.0.2", 3}}));
+  uint64_t writes = bucketWrites();
+  run("fec update 1 " + heavy + "\nrun until idle\n");
+  EXPECT_EQ(bucketWrites() - writes, 3u);
+  run("fec update 1 " + heavy + " via 10.1.0.3 Vlan10 via 10.1.0.3 Vlan10\nrun until idle\n");
+  EXPECT_EQ(shares("10.9.0.0/16"), (std::map<std::string, uint32_t>{{"10.1.0.1", 8}, {"10.1.0.3", 4}}));
+  EXPECT_EQ(bucketWrites() - writes, 3u + 4u);
+}
+
+// Only next hops that can forward hold buckets: one waiting for its
+// neighbour holds none and takes its share once resolved; the next hops of
+// a link that goes down give up their buckets and take them back when it
+// comes up, the others' buckets staying where they are.
+TEST_F(ResilientFaultTest, OnlyNextHopsThatForwardHoldBuckets) {
+  run(R"(set resilientEcmpSupported on
+routing default on
+intf add Vlan10 vlan 10
+intf add Vlan20 vlan 20
+arp add default 10.1.0.1 00:1c:73:00:00:01 Vlan10
+arp add default 10.1.0.2 00:1c:73:00:00:02 Vlan10
+arp add default 10.2.0.3 00:1c:73:00:00:03 Vlan20
+mac add 10 00:1c:73:00:00:01 Ethernet1
+mac add 10 00:1c:73:00:00:02 Ethernet1
+mac add 20 00:1c:73:00:00:03 Ethernet2
+mac add 20 00:1c:73:00:00:04 Ethernet2
+fec add 1 via 10.1.0.1 Vlan10 via 10.1.0.2 Vlan10 via 10.2.0.3 Vlan20 via 10.2.0.4 Vlan20
+route add default 10.9.0.0/16 fec 1
+resilient add default 10.9.0.0/16 capacity 4 redundancy 3
+init
+run until idle
+)");
+  using Shares = std::map<std::string, uint32_t>;
+  EXPECT_EQ(shares("10.9.0.0/16"), (Shares{{"10.1.0.1", 4}, {"10.1.0.2", 4}, {"10.2.0.3", 4}}));
+  uint64_t writes = bucketWrites();
+  run("arp add default 10.2.0.4 00:1c:73:00:00:04 Vlan20\nrun until idle\n");
+  EXPECT_EQ(shares("10.9.0.0/16"), (Shares{{"10.1.0.1", 3}, {"10.1.0.2", 3}, {"10.2.0.3", 3}, {"10.2.0.4", 3}}));
+  EXPECT_EQ(bucketWrites() - writes, 3u);
+  auto four = buckets("10.9.0.0/16");
+  run("intf down Vlan20\nrun until idle\n");
+  EXPECT_EQ(shares("10.9.0.0/16"), (Shares{{"10.1.0.1", 6}, {"10.1.0.2", 6}}));
+  for (auto const& [b, nh] : buckets("10.9.0.0/16"))
+    if (four.at(b).rfind("10.1.", 0) == 0) {
+      EXPECT_EQ(four.at(b), nh) << "bucket " << b << " of a next hop that stayed moved";
+    }
+  writes = bucketWrites();
+  run("intf up Vlan20\nrun until idle\n");
+  EXPECT_EQ(shares("10.9.0.0/16"), (Shares{{"10.1.0.1", 3}, {"10.1.0.2", 3}, {"10.2.0.3", 3}, {"10.2.0.4", 3}}));
+  EXPECT_EQ(bucketWrites() - writes, 6u);
+  EXPECT_EQ(agent_->command(-1, "VER"), "verify: all agree\n");
+}
+
 }  // namespace
