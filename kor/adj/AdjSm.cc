@@ -412,6 +412,9 @@ Vix::ReviewAction AdjSm::doReviewQueued(FecId const& fecId, AdjForReviewInfo con
   }
   else ok = reviewAdj(fecId, adjIndex, info.adjUpdateType());
   if (!ok) KOR_TRACE(3, "fecId: " << fecId << ", reviewAdj failed!");
+  // The resilient tables built from this FEC follow what its next hops resolve to.
+  if (!ResilientEcmpSm::isResilientAdjIndex(adjIndex) && !ResilientEcmp6Sm::isResilientAdjIndex(adjIndex))
+    doMaybeHandleResilientFec(fecId, info.ipVersion());
   if (reviewHook_) reviewHook_(fecId);
   return Vix::ReviewAction::done;
 }

@@ -356,6 +356,16 @@ void L2AdjHelper::doLoadChipAdjs() {
   if (!unclaimed_.empty()) KOR_TRACE(1, "L2 adjs held by the chip: " << unclaimed_.size());
 }
 
+std::vector<NextHopL2InfoCollection> L2AdjHelper::unclaimedBucketTables() {
+  if (!chipLoaded_) doLoadChipAdjs();
+  std::map<uint64_t, NextHopL2InfoCollection const*> byIndex;
+  for (auto const& [coll, index] : unclaimed_)
+    if (!coll.nextHopBitmap().empty()) byIndex.emplace(index, &coll);
+  std::vector<NextHopL2InfoCollection> out;
+  for (auto const& [index, coll] : byIndex) out.push_back(*coll);
+  return out;
+}
+
 uint64_t L2AdjHelper::allocateIndex(NextHopL2InfoCollection const& viaColl, bool* claimed) {
   if (!chipLoaded_) doLoadChipAdjs();
   auto u = unclaimed_.find(viaColl);

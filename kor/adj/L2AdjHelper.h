@@ -24,6 +24,7 @@
 #include <memory>
 #include <set>
 #include <string>
+#include <vector>
 
 #include "kor/records/AdjEntry.h"
 #include "kor/records/AdjUpdateStatus.h"
@@ -127,6 +128,9 @@ class KOR_EXPORT L2AdjHelper : public KorBaseSm {
   void handleEndOfSync();
   bool syncEnded() const { return syncEnded_; }
   size_t unclaimedChipAdjs() const { return unclaimed_.size(); }
+  // The data of the chip's L2 adjacencies of an earlier run that hold
+  // bucket paths (resilient tables) and nobody claimed yet, in index order.
+  std::vector<NextHopL2InfoCollection> unclaimedBucketTables();
 
   // --- Tunnels ---
   // The tunnel's own (underlay) L2 adjacency. `create` makes the bookkeeping

@@ -1,9 +1,11 @@
 #include "kor/adj/ResilientEcmpSmT.h"
 
+#include <algorithm>
 #include <set>
 #include <string>
 
 #include "kor/adj/AdjSm.h"
+#include "kor/adj/L2AdjHelper.h"
 #include "kor/common/KorAssert.h"
 #include "kor/records/L2Adjacency.h"
 #include "nollo/Ip6Hdr.h"
@@ -102,23 +104,27 @@ uint64_t ResilientEcmpSmT<AF>::handleResilientEcmpRoute(Prefix const& prefix, Fe
 // Builds the entry's adjacency from its FEC's adjacency: false when that
 // has no primary via (the prefix is then plain ECMP).
 template <class AF>
-bool ResilientEcmpSmT<AF>::doUpdateEntry(Prefix const& prefix, Entry& e) {
+bool ResilientEcmpSmT<AF>::doUpdateEntry(Prefix const& prefix, Entry& e, bool reviewed) {
   auto fecAdj = adjSm_->adjEntry(e.fecId.value());
   auto const& fecVia = fecAdj ? fecAdj->template adjViaOf<AF>() : nullptr;
   bool spreadable = fecAdj && (fecAdj->routeType() == RouteType::forwardRoute ||
                                fecAdj->routeType() == RouteType::nexthopGroupRoute);
-  std::vector<Via> members;
+  // Primary vias, a repeated via weighing its repetitions.
+  std::map<Via, uint32_t> members;
   if (spreadable && fecVia) {
     for (auto const& v : fecVia->viaList())
-      if (!v.isBackupVia()) members.push_back(v);
+      if (!v.isBackupVia()) ++members[v];
     for (auto const& kv : fecVia->viaBitmapMap())
-      if (!kv.first.isBackupVia()) members.push_back(kv.first);
+      if (!kv.first.isBackupVia()) ++members[kv.first];
   }
   if (members.empty()) {
     KOR_TRACE(5, "Fec " << e.fecId << " of " << prefix << " has no vias to spread, plain ECMP");
     return false;
   }
-  uint32_t moved = e.table.membersIs(members);
+  members = forwarding(*fecAdj, members);
+  if (e.fresh) doAdoptHeldTable(prefix, e, members);
+  e.fresh = false;
+  uint32_t moved = e.table.weightsIs(members);
   e.bucketMoves += moved;
   KOR_TRACE(8, "Prefix " << prefix << ": " << members.size() << " vias, " << moved << " buckets moved");
   auto adjVia = Vix::makePtr<AdjViaT<AF>>();
@@ -137,10 +143,74 @@ bool ResilientEcmpSmT<AF>::doUpdateEntry(Prefix const& prefix, Entry& e) {
     else adj->resilientAdjEntrysIs(1);
     adjSm_->vrfL3Status()->adjEntryListIs(e.adjId, adj);
   }
+  // Unchanged vias need no new L2 data - unless the adjacency is reviewed:
+  // what its vias resolve to (a tunnel's L2 adjacency, a neighbour, a link)
+  // may have changed under them, and the helper rewrites only what differs.
   auto const& old = adj->template adjViaOf<AF>();
-  if (old && *old == *adjVia && adj->l2Adj()) return true;
+  if (!reviewed && old && *old == *adjVia && adj->l2Adj()) return true;
   adjSm_->template doUpdateResilientAdjEntry<AF>(adj, adjVia);
   return true;
+}
+
+// A table of the chip's earlier run with this entry's size whose buckets
+// name exactly the members' next hops becomes the entry's table; what
+// rebalancing then moves (a weight changed across the restart) is minimal
+// from there. Without one the table is built from empty.
+template <class AF>
+void ResilientEcmpSmT<AF>::doAdoptHeldTable(Prefix const& prefix, Entry& e, std::map<Via, uint32_t> const& members) {
+  auto const& helper = adjSm_->l2AdjHelper();
+  if (!helper) return;
+  std::map<Nollo::IpGenAddr, Via> byNextHop;
+  for (auto const& kv : members) byNextHop.emplace(Nollo::IpGenAddr(kv.first.nextHop()), kv.first);
+  if (byNextHop.size() != members.size()) return;  // one next hop over two paths: not told apart
+  for (auto const& coll : helper->unclaimedBucketTables()) {
+    std::vector<std::optional<Via>> bucket(e.table.buckets());
+    std::set<Nollo::IpGenAddr> named;
+    bool fits = true;
+    for (auto const& [key, info] : coll.nextHopBitmap()) {
+      auto m = byNextHop.find(key.first);
+      if (m == byNextHop.end()) fits = false;
+      for (uint32_t w = 0; fits && w < key.second.size(); ++w)
+        for (uint32_t b = 0; fits && b < 32; ++b) {
+          if (!((key.second[w] >> b) & 1u)) continue;
+          uint32_t i = w * 32 + b;
+          if (i >= bucket.size() || bucket[i]) fits = false;
+          else bucket[i] = m->second;
+        }
+      if (!fits) break;
+      named.insert(key.first);
+    }
+    if (!fits || named.size() != byNextHop.size()) continue;
+    if (std::any_of(bucket.begin(), bucket.end(), [](auto const& b) { return !b; })) continue;
+    for (uint32_t i = 0; i < bucket.size(); ++i) e.table.bucketIs(i, bucket[i]);
+    KOR_TRACE(5, "Resilient prefix " << prefix << " adopts the chip's table of " << bucket.size() << " buckets");
+    return;
+  }
+}
+
+// The members that can forward - their next hop resolved (or their tunnel)
+// in the L2 adjacency of the FEC's own adjacency: one waiting for its
+// neighbour, or whose link is down, holds no bucket; its buckets are spread
+// over the others and it takes its share back once it forwards (the FEC's
+// adjacency keeps it, so its resolution goes on as for any route). When none
+// can forward, all of them hold buckets, as the plain adjacency holds them.
+template <class AF>
+std::map<ViaT<AF>, uint32_t> ResilientEcmpSmT<AF>::forwarding(AdjEntry const& fecAdj,
+                                                              std::map<Via, uint32_t> const& members) {
+  if (!fecAdj.l2Adj()) return members;
+  auto const& coll = fecAdj.l2Adj()->via();
+  auto forwards = [](NextHopL2Info const& info) {
+    return info.type() == NextHopEntryType::nextHopArpResolved || info.type() == NextHopEntryType::nextHopTunnel;
+  };
+  std::set<Nollo::IpGenAddr> ready;
+  for (auto const& [nh, info] : coll.nextHop())
+    if (forwards(info)) ready.insert(nh);
+  for (auto const& [key, info] : coll.nextHopBitmap())
+    if (forwards(info)) ready.insert(key.first);
+  std::map<Via, uint32_t> out;
+  for (auto const& [via, weight] : members)
+    if (ready.count(Nollo::IpGenAddr(via.nextHop()))) out.emplace(via, weight);
+  return out.empty() ? members : out;
 }
 
 // The entry goes; its adjacency, no longer counted, is deleted by the next
@@ -190,7 +260,7 @@ bool ResilientEcmpSmT<AF>::reviewResilientAdj(FecId const& adjId) {
   Prefix prefix = p->second;
   Entry& e = entry_.at(prefix);
   uint64_t oldL2 = adj && adj->l2Adj() ? adj->l2Adj()->index() : 0;
-  if (!doUpdateEntry(prefix, e)) {
+  if (!doUpdateEntry(prefix, e, true)) {
     // The FEC lost its vias: the route goes plain on its next review.
     if (routeReviewHandler_) routeReviewHandler_(prefix);
     return true;

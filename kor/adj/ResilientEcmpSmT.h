@@ -9,7 +9,10 @@
 // i). The members of the table are the distinct primary vias of the
 // adjacency of the FEC the route points at, whatever kind of FEC that is; a
 // FEC whose adjacency has none (drop, attached, not yet reviewed) leaves the
-// prefix plain ECMP. The table is ResilientBucketTable: a next hop that goes
+// prefix plain ECMP. A via repeated in that adjacency weighs its
+// repetitions; only members that can forward (resolved, or over a resolved
+// tunnel, in the FEC adjacency's L2 adjacency) hold buckets - all of them
+// when none can. The table is ResilientBucketTable: a next hop that goes
 // frees only its buckets, one that comes takes the fewest.
 //
 // Invariants: an entry exists only for a prefix its route machine routed
@@ -20,6 +23,13 @@
 // (routeReviewHandler), which hands the plain adjacency over before the
 // resilient one is released, so the chip's route never names a deleted L2
 // adjacency.
+//
+// Restart: a new entry first adopts a bucket table the chip kept from an
+// earlier run (read back through the L2 adjacency helper) of its size over
+// exactly its members, so a table rebalanced before the restart keeps its
+// buckets and is claimed back with no bucket write. The chip's L2 data does
+// not name its prefix: two prefixes of equal size and members may swap
+// their kept tables (each still balanced, no bucket rewritten).
 //
 // Fed by: the route machine (handleResilientEcmpRoute), the adjacency machine
 // (doMaybeHandleResilientFec, reviewResilientAdj), the configuration and
@@ -66,6 +76,7 @@ class KOR_EXPORT ResilientEcmpSmT : public KorBaseSm {
     FecId adjId;     // the resilient adjacency
     Table table;
     uint64_t bucketMoves = 0;  // buckets that changed member since creation
+    bool fresh = true;         // not filled yet: may adopt a table the chip kept
   };
 
   ResilientEcmpSmT(Vix::Ptr<KorCommonSmData> const& acsd, VrfName const& vrfName, AdjSm* adjSm,
@@ -108,8 +119,10 @@ class KOR_EXPORT ResilientEcmpSmT : public KorBaseSm {
   class VixConfig;
   class VixHwStatus;
 
-  bool doUpdateEntry(Prefix const& prefix, Entry& e);
+  bool doUpdateEntry(Prefix const& prefix, Entry& e, bool reviewed = false);
   void doReleaseEntry(Prefix const& prefix);
+  void doAdoptHeldTable(Prefix const& prefix, Entry& e, std::map<Via, uint32_t> const& members);
+  static std::map<Via, uint32_t> forwarding(AdjEntry const& fecAdj, std::map<Via, uint32_t> const& members);
   std::optional<ResilientEcmpParams> configured(Prefix const& prefix) const;
 
   VrfName vrfName_;

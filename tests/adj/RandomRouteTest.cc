@@ -18,10 +18,10 @@
 // come, change members, go and come back, with default-VRF routes over them
 // and the chip's group table small and faulty; every route over a published
 // group forwards on the group's adjacency, whose chip entry holds exactly the
-// group's members that have a neighbour. Resilient prefixes of the default
-// VRF come and go over the routes of the pool; each resilient route forwards
-// on a balanced bucket table of its configured size over its FEC's resolved
-// next hops.
+// group's members that have a neighbour. Resilient prefixes of every VRF,
+// IPv4 and IPv6, come and go over the routes of the pool; each resilient
+// route forwards on a bucket table of its configured size over its FEC's next
+// hops that forward, each holding its weighted share.
 //
 // Seeds: a fixed list by default; KOR_RANDOM_SEED=N runs that seed only and
 // KOR_RANDOM_STEPS=N changes the number of random changes per run (1000), e.g.
@@ -45,6 +45,7 @@
 #include "kor/records/VrfL3Status.h"
 #include "nollo/IpPrefix.h"
 #include "softchip/SoftChip.h"
+#include "softchip/adj/BucketWriteCounter.h"
 #include "vix/Time.h"
 
 namespace {
@@ -70,6 +71,8 @@ struct Vrf {
   std::map<std::string, uint64_t> routes4, routes6;  // prefix text -> FEC id
   std::map<std::string, bool> neigh;  // next hops with a neighbour entry
   std::map<std::string, int> groupRoutes4, groupRoutes6;  // prefix text -> group number
+  std::map<uint64_t, std::vector<std::string>> fecVias;  // FEC id -> next hops, repeated by weight
+  std::map<std::string, Kor::ResilientEcmpParams> resilient4, resilient6;  // configured resilient prefixes
 };
 
 class RandomRouteTest : public RandomAgentHarness {
@@ -124,10 +127,13 @@ class RandomRouteTest : public RandomAgentHarness {
       v.fecs.erase(id);
       return;
     }
+    // A next hop picked twice stands twice: weight 2.
     std::vector<KorAgent::FibModule::Via> vias(1 + pick(3));
+    v.fecVias[id].clear();
     for (auto& via : vias) {
       via.hop = Nollo::IpGenAddr(host(v, v6));
       via.intf = v.intf;
+      v.fecVias[id].push_back(via.hop.str());
     }
     if (v.fecs.count(id)) agent_->module<KorAgent::FibModule>().fecUpdate(id, vias);
     else agent_->module<KorAgent::FibModule>().fecAdd(id, vias, v.name);
@@ -368,8 +374,7 @@ class RandomRouteTest : public RandomAgentHarness {
     auto const& table = agent_->chip()->adj().l2AdjTable();
     for (auto const& [p, route] : chipRoutes<Nollo::Ipv4>(Kor::VrfId(0))) {
       uint64_t fec = v.routes4.count(p) ? v.routes4.at(p) : 0;
-      // Resilient bucket tables over a tunnel are not followed here.
-      if (fec <= kTunnelFec || resilient4_.count(p)) continue;
+      if (fec <= kTunnelFec) continue;
       int t = int(fec - kTunnelFec);
       SCOPED_TRACE("route " + p + " over Tunnel" + std::to_string(t));
       Kor::NextHopL2InfoCollection const* expected = nullptr;
@@ -385,17 +390,24 @@ class RandomRouteTest : public RandomAgentHarness {
       }
       auto const* overlay = table.find(route.l2AdjIndex());
       ASSERT_TRUE(overlay) << "no chip L2 adjacency " << route.l2AdjIndex();
+      // Plain paths, or a resilient route's bucket paths: each tunnel path
+      // names the tunnel's L2 adjacency, which the chip holds.
       Kor::NextHopL2InfoCollection const* held = nullptr;
-      for (auto const& [nh, info] : overlay->nextHop())
-        if (info.type() == Kor::NextHopEntryType::nextHopTunnel) held = table.find(info.tunnelL2Info());
+      auto follow = [&](Kor::NextHopL2Info const& info) {
+        if (info.type() != Kor::NextHopEntryType::nextHopTunnel) return;
+        held = table.find(info.tunnelL2Info());
+        EXPECT_TRUE(held) << "tunnel L2 adjacency " << info.tunnelL2Info() << " not in the chip: " << *overlay;
+      };
+      for (auto const& [nh, info] : overlay->nextHop()) follow(info);
+      for (auto const& [key, info] : overlay->nextHopBitmap()) follow(info);
 
+      ++tunnelRoutes_;
       if (!expected) {
         EXPECT_FALSE(held) << "a tunnel path without a resolved underlay: " << *overlay;
         continue;
       }
       ASSERT_TRUE(held) << "no tunnel path: " << *overlay;
       EXPECT_EQ(held->nextHop(), expected->nextHop()) << *held << " vs " << *expected;
-      ++tunnelRoutes_;
     }
   }
 
@@ -410,8 +422,6 @@ class RandomRouteTest : public RandomAgentHarness {
   }
   void buildGroups() {
     groups_.clear();
-    resilient4_.clear();
-    resilient6_.clear();
     agent_->module<KorAgent::NhgModule>().nexthopGroupSupportedIs(true);
     agent_->module<KorAgent::ResilientModule>().supportedIs(true);
   }
@@ -501,77 +511,81 @@ class RandomRouteTest : public RandomAgentHarness {
     ++groupRoutes_;
   }
 
-  // Resilient prefixes of the default VRF, from the routes' own pool, so
-  // that they come and go over routes whose FECs change.
+  // Resilient prefixes of any VRF (withdrawn ones too: the configuration
+  // stays), from the routes' own pool, so that they come and go over routes
+  // whose FECs change.
   void resilientChange() {
+    Vrf& v = anyVrf();
     bool v6 = coin(0.5);
     std::string p = prefix(v6);
-    auto& conf = v6 ? resilient6_ : resilient4_;
+    auto& conf = v6 ? v.resilient6 : v.resilient4;
     auto& rm = agent_->module<KorAgent::ResilientModule>();
     if (conf.count(p) && coin(0.4)) {
-      rm.prefixDel(vrfs_[0].name, parse(p, v6));
+      rm.prefixDel(v.name, parse(p, v6));
       conf.erase(p);
       return;
     }
     Kor::ResilientEcmpParams params;
     params.capacity = uint32_t(1 + pick(4));
     params.redundancy = uint32_t(1 + pick(3));
-    rm.prefixIs(vrfs_[0].name, parse(p, v6), params);
+    rm.prefixIs(v.name, parse(p, v6), params);
     conf[p] = params;
   }
   // A resilient route (FEC whose L2 adjacency has next hops) forwards on a
-  // bucket table of the configured size over exactly the next hops of its
-  // FEC adjacency's L2 adjacency (one still waiting for its neighbour holds
-  // its buckets, as it holds its share in the plain L2 adjacency), each
-  // holding N/k or N/k + 1 buckets (fewer buckets than next hops: one each). False where the route is not resilient,
-  // for the plain check.
+  // bucket table of the configured size over the next hops of its FEC
+  // adjacency's L2 adjacency that forward (resolved, or over a tunnel; all
+  // of them when none does), each holding its weighted share: floor(N*w/W)
+  // or one more, w the next hop's repetitions in the test's FEC. False where
+  // the route is not resilient, for the plain check.
   bool checkResilientRoute(Vrf const& v, Kor::VrfL3Status const& vs, SoftChip::ChipRoute const& route, std::string const& p,
                            uint64_t fec, bool v6) {
-    auto const& conf = v6 ? resilient6_ : resilient4_;
-    if (index(v) != 0 || !conf.count(p)) return false;
+    auto const& conf = v6 ? v.resilient6 : v.resilient4;
+    if (!conf.count(p)) return false;
     // Over a tunnel FEC the table names the tunnel paths; checkTunnels
     // follows those routes.
     if (fec > kTunnelFec) return true;
     SCOPED_TRACE("resilient route " + p + " fec " + std::to_string(fec));
     auto e = vs.adjEntryList(fecId(fec));
-    std::set<std::string> expected;
+    std::set<std::string> all, ready;
     if (e && e->l2Adj())
-      for (auto const& [nh, info] : e->l2Adj()->via().nextHop()) expected.insert(nh.str());
-    if (expected.empty()) return false;
+      for (auto const& [nh, info] : e->l2Adj()->via().nextHop()) {
+        all.insert(nh.str());
+        if (info.type() == Kor::NextHopEntryType::nextHopArpResolved) ready.insert(nh.str());
+      }
+    if (all.empty()) return false;
+    std::map<std::string, uint32_t> weight;
+    for (auto const& h : v.fecVias.at(fec))
+      if ((ready.empty() ? all : ready).count(Nollo::IpGenAddr(h).str())) ++weight[Nollo::IpGenAddr(h).str()];
     auto const* held = agent_->chip()->adj().l2AdjTable().find(route.l2AdjIndex());
     if (!held) {
       ADD_FAILURE() << "no chip L2 adjacency " << route.l2AdjIndex();
       return true;
     }
-    std::map<uint32_t, std::string> buckets;
-    for (auto const& [key, info] : held->nextHopBitmap())
-      for (uint32_t w = 0; w < key.second.size(); ++w)
-        for (uint32_t b = 0; b < 32; ++b)
-          if ((key.second[w] >> b) & 1u) {
-            EXPECT_TRUE(buckets.emplace(w * 32 + b, key.first.str()).second) << "bucket " << w * 32 + b << " twice";
-          }
+    auto buckets = SoftChip::BucketWriteCounter::bucketsOf(held);
     uint32_t n = conf.at(p).buckets();
     EXPECT_EQ(buckets.size(), n) << *held;
     if (!buckets.empty()) {
       EXPECT_EQ(buckets.rbegin()->first, n - 1) << *held;
     }
     std::map<std::string, uint32_t> count;
-    for (auto const& [b, nh] : buckets) ++count[nh];
-    std::set<std::string> named;
-    for (auto const& [nh, c] : count) named.insert(nh);
-    uint32_t k = uint32_t(expected.size());
-    if (n >= k) {
-      EXPECT_EQ(named, expected) << *held;
-    } else {  // fewer buckets than next hops: each bucket one of them
-      EXPECT_TRUE(std::includes(expected.begin(), expected.end(), named.begin(), named.end())) << *held;
+    for (auto const& [key, info] : held->nextHopBitmap())
+      for (uint32_t word : key.second) count[key.first.str()] += uint32_t(__builtin_popcount(word));
+    uint32_t total = 0;
+    for (auto const& [nh, w] : weight) total += w;
+    for (auto const& [nh, c] : count) {
+      if (!weight.count(nh)) {
+        ADD_FAILURE() << nh << " holds buckets but cannot forward: " << *held;
+        continue;
+      }
+      uint32_t floor = n * weight.at(nh) / total;
+      EXPECT_TRUE(c == floor || c == floor + 1) << nh << " holds " << c << " of " << n << " buckets, weight "
+                                                 << weight.at(nh) << " of " << total;
     }
-    for (auto const& [nh, c] : count) EXPECT_TRUE(c == n / k || c == n / k + 1) << nh << " holds " << c << " of " << n << " buckets";
     ++resilientRoutes_;
     return true;
   }
 
   std::map<int, std::set<std::string>> groups_;  // published group -> members
-  std::map<std::string, Kor::ResilientEcmpParams> resilient4_, resilient6_;  // default VRF
   size_t groupRoutes_ = 0;
   size_t resilientRoutes_ = 0;
 
