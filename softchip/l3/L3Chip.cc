@@ -11,7 +11,6 @@ L3Chip::L3Chip(SoftChip* chip, ChipRegistry& registry, FaultInjector* injector)
     : vrf_("vrf", injector),
       sync_("sync", injector),
       settings_("l3settings", injector),
-      programmedUnder_("programmedUnder", injector),
       route4_("route4", injector),
       route6_("route6", injector),
       route6em_("route6em", injector),

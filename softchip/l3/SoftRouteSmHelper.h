@@ -11,7 +11,7 @@
 // restart that announces it again counts as a sync of the same entry. The
 // ICMP-unreachable and GRE-key settings go to the "l3settings" table
 // ("<vrf id>/v4/icmpUnreachable" -> "on"; off removes the entry). What the
-// VRF's routes were programmed under goes to the "programmedUnder" table
+// VRF's routes were programmed under is kept in the chip's memory
 // ("<vrf id>/v4" -> record), which outlives restarts with the routes.
 #include <string>
 
@@ -38,12 +38,13 @@ class SoftRouteSmHelper : public KorHelper::RouteSmHelperT<AF> {
   void greKeyForwardingIs(Kor::VrfId vrfId, bool enabled) override { doSetting(vrfId, "greKeyForwarding", enabled); }
 
   std::optional<Kor::RouteProgrammingRecord> programmingRecord(Kor::VrfId vrfId) const override {
-    auto const* r = chip_->l3().programmedUnderTable().find(recordKey(vrfId));
-    if (!r) return std::nullopt;
-    return *r;
+    auto const& m = chip_->l3().programmedUnder();
+    auto it = m.find(recordKey(vrfId));
+    if (it == m.end()) return std::nullopt;
+    return it->second;
   }
   void programmingRecordIs(Kor::VrfId vrfId, Kor::RouteProgrammingRecord const& record) override {
-    chip_->l3().programmedUnderTable().write(recordKey(vrfId), record);
+    chip_->l3().programmedUnder()[recordKey(vrfId)] = record;
   }
 
   KorHelper::RouteUpdateAnswer handleRouteUpdate(Kor::VrfId vrfId, Prefix const& prefix, uint64_t) override {
