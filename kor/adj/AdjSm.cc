@@ -163,12 +163,16 @@ AdjSm::AdjSm(VrfId vrfId, VrfName const& vrfName, Vix::Ptr<KorCommonSmData> cons
   if (vrfL3Status_)
     adjLinkReviewSm_ =
         Vix::makePtr<AdjLinkReviewSm>(acsd, vrfId_, l3Status_, vrfL3Status_, l2AdjHelper_, intfVlanIdTable_);
+  if (vrfL3Status_ && routingHwStatus_)
+    maxEcmpReviewSm_ = std::make_unique<MaxEcmpReviewSm>(acsd, vrfL3Status_, forwardingStatus_, forwarding6Status_,
+                                                         routingHwStatus_);
 }
 
 AdjSm::~AdjSm() {
   resilientEcmpSm_ = nullptr;
   resilientEcmp6Sm_ = nullptr;
   adjLinkReviewSm_ = nullptr;
+  maxEcmpReviewSm_ = nullptr;
   if (nexthopGroupRouteSm_) {
     nexthopGroupRouteSm_->reviewHandlerIs(nullptr);
     nexthopGroupRouteSm_->requestHandlerIs(nullptr);

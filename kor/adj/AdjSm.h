@@ -54,6 +54,7 @@
 #include "kor/adj/AdjForReviewInfo.h"
 #include "kor/adj/AdjLinkReviewSm.h"
 #include "kor/adj/L2AdjHelper.h"
+#include "kor/adj/MaxEcmpReviewSm.h"
 #include "kor/common/KorBaseSm.h"
 #include "kor/common/KorCommonSmData.h"
 #include "kor/common/ViaIndex.h"
@@ -342,6 +343,8 @@ class KOR_EXPORT AdjSm : public KorBaseSm {
   static constexpr size_t kLinkDownLane = 0, kAdjLane = 1, kTunnelLane = 2, kUnprogrammedLane = 3;
   Vix::ReviewLoop<FecId, AdjForReviewInfo> review_;
   Vix::Ptr<AdjLinkReviewSm> adjLinkReviewSm_;
+  // Re-reviews the FECs over a changed maxEcmp.
+  std::unique_ptr<MaxEcmpReviewSm> maxEcmpReviewSm_;
 
   Vix::ReactorSet<AdjSm> vixReactors_{this};
   // The FEC tables' readers: sliced readers, not nested reactors (they take

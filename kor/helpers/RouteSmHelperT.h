@@ -17,6 +17,7 @@
 // same way. It tells the platform when the VRF's initial sync is over.
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
 #include <type_traits>
 
@@ -24,6 +25,7 @@
 #include "kor/common/KorExport.h"
 #include "kor/common/VrfName.h"
 #include "kor/helpers/RouteUpdateAnswer.h"
+#include "kor/records/RouteProgrammingRecord.h"
 #include "kor/records/VrfId.h"
 #include "nollo/IpPrefix.h"
 #include "nollo/Ipv4.h"
@@ -65,6 +67,14 @@ class KOR_EXPORT RouteSmHelperT : public Kor::KorBaseHelper {
   // chip's start state (both off).
   virtual void icmpUnreachableIs(Kor::VrfId vrfId, bool enabled) { unimplemented(helperName, "icmpUnreachableIs"); }
   virtual void greKeyForwardingIs(Kor::VrfId vrfId, bool enabled) { unimplemented(helperName, "greKeyForwardingIs"); }
+  // What the chip's routes of the VRF were programmed under, as last told
+  // by programmingRecordIs and kept with the routes across restarts of the
+  // library. A platform that keeps no record answers nullopt: its routes
+  // are then never purged at start.
+  virtual std::optional<Kor::RouteProgrammingRecord> programmingRecord(Kor::VrfId vrfId) const {
+    return std::nullopt;
+  }
+  virtual void programmingRecordIs(Kor::VrfId vrfId, Kor::RouteProgrammingRecord const& record) {}
   // Removes a route the FIB no longer has from the chip.
   virtual void deleteHardwareRoute(Kor::VrfId vrfId, Prefix const& prefix) {
     unimplemented(helperName, "deleteHardwareRoute");

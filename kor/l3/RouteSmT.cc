@@ -2,6 +2,7 @@
 
 #include "kor/adj/ResilientEcmpSmT.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cstdio>
 #include <cstdlib>
@@ -85,6 +86,7 @@ class RouteSmT<AF>::VixL3Status : public Vix::NestedReactor<RouteSmT<AF>, typena
   void handleAdjResourceFull() override {
     if constexpr (!isV4) this->sm_->handleAdjResourceFull();
   }
+  void handleUrpfEnabled() override { this->sm_->doRecordProgramming(); }
 };
 
 template <class AF>
@@ -105,7 +107,10 @@ class RouteSmT<AF>::VixL3Config : public Vix::NestedReactor<RouteSmT<AF>, typena
 template <class AF>
 class RouteSmT<AF>::VixHwStatus : public Vix::NestedReactor<RouteSmT<AF>, typename Routing::Hardware::Status::Notifiee> {
  public:
-  void handlePrefixLenInExactMatch(Routing::RoutesInExactMatch const&) override { this->sm_->handleRoutesInExactMatch(); }
+  void handlePrefixLenInExactMatch(Routing::RoutesInExactMatch const&) override {
+    this->sm_->doRecordProgramming();
+    this->sm_->handleRoutesInExactMatch();
+  }
 };
 
 template <class AF>
@@ -154,10 +159,8 @@ RouteSmT<AF>::RouteSmT(Vix::Ptr<KorCommonSmData> const& acsd, VrfRoot* vrfRoot, 
   vixReactors_.template watch<VixVrfL3Status>(in_.vrfL3Status);
   vixReactors_.template watch<VixL3Status>(in_.l3Status);
   vixReactors_.template watch<VixForwardingStatus>(in_.forwardingStatus);
-  if constexpr (!isV4) {
-    vixReactors_.template watch<VixL3Config>(in_.l3Config);
-    vixReactors_.template watch<VixHwStatus>(in_.routingHwStatus);
-  }
+  if constexpr (!isV4) vixReactors_.template watch<VixL3Config>(in_.l3Config);
+  vixReactors_.template watch<VixHwStatus>(in_.routingHwStatus);
 }
 
 // The VRF goes, or the agent restarts: its routes leave the hand-over list
@@ -471,6 +474,16 @@ void RouteSmT<AF>::updateAdjInfo(Prefix const& prefix, FibRoute& fib, Route cons
     if (fecId.value() == 0 && prefix.isDefault()) KOR_TRACE(8, "FecId 0, default route");
     auto const* fecs = in_.forwardingStatus ? &in_.forwardingStatus->fecMap() : nullptr;
     auto fit = fecs && fecId.value() ? fecs->find(fecId) : decltype(fecs->find(fecId)){};
+    if (fecs && fecId.value() && fit == fecs->end() && old && old->fibAdjIndex() != fecId.value() &&
+        endOfSyncDone() && fecs->find(FecId(old->fibAdjIndex())) != fecs->end()) {
+      // Moved to a FEC not published yet while its old FEC still is: the
+      // chip keeps forwarding on the old one (make before break), and the
+      // new FEC's arrival (handleFec) hands the route over again.
+      KOR_TRACE(8, "No fib adj. Ignoring the update");
+      waitingForFec_[fecId].push_back(prefix);
+      fib.stateIs(RouteReviewState::cleanRoute);
+      return;
+    }
     if (!fecs || fecId.value() == 0 || fit == fecs->end()) {
       // Not in the chip until its FEC is published: unprogrammed, and woken
       // by the FEC's arrival (handleFec).
@@ -589,8 +602,16 @@ void RouteSmT<AF>::doUpdateRoute(Prefix const& prefix, FibRoute& fib, Vix::Ptr<A
   } else {
     return;
   }
+  // A route claimed back at start, handed over as the chip holds it, is no
+  // change for the consumers of the hand-over list: a restart that changes
+  // nothing wakes none of them.
+  bool claimedAsHeld = false;
+  if (newEntry && !old && !restartNextHopId_.empty()) {
+    auto r = restartNextHopId_.find(prefix);
+    claimedAsHeld = r != restartNextHopId_.end() && r->second == newEntry->l2AdjIndex();
+  }
   if (!reviewPendingBump_) {
-    reviewPendingBump_ = true;
+    reviewPendingBump_ = !claimedAsHeld;
     pendingClock_.timeMinEarlierIs(acsd()->activityLoop()->now());
   }
   KOR_TRACE(8, "Notifying platform helper, sequence " << lastProcessedSeq_);
@@ -1157,13 +1178,28 @@ void RouteSmT<AF>::handleWaitForRoutingDisabled() {
 // The chip still holds the routes of an earlier run: those the FIB still has
 // are handed over again with the next hop they had (so nothing in the chip
 // changes); the others are removed. With routing off every one goes.
+//
+// Routes an earlier run programmed before uRPF was on, or under other
+// exact-match lengths, are not claimed: every one is deleted first and the
+// first pass programs them all again under the new configuration. The
+// record of what they were programmed under is the platform's, kept with
+// the routes (RouteProgrammingRecord).
 template <class AF>
 void RouteSmT<AF>::syncRoutingStateOnInit() {
   if (!in_.helper) return;
   KOR_TRACE(3, "Syncing current state on init");
+  RouteProgrammingRecord const now = programmingRecord();
+  std::optional<RouteProgrammingRecord> const before = in_.helper->programmingRecord(vrfId_);
+  bool const purge = before && now.forcesPurgeFrom(*before);
+  if (purge) {
+    KOR_TRACE(1, "Routes programmed under " << *before << ", now " << now);
+    KOR_TRACE(1, " Force deletion of platform routes if uRPF");
+    KOR_TRACE(1, " is getting enabled or REM config changes on restart");
+    KOR_TRACE(1, " Delete all routes before new REM config takes effect.");
+  }
   std::vector<Prefix> stale;
   in_.helper->forEachHardwareRoute(vrfId_, [&](Prefix const& p, uint64_t nextHopId) {
-    if (routingEnabled_ && fibEntry(p)) {
+    if (routingEnabled_ && !purge && fibEntry(p)) {
       KOR_TRACE(8, "Route " << p << " in routeStatus, nextHop: " << nextHopId);
       // Kept even without a next hop: a claim the first pass does not take
       // up is removed at its end.
@@ -1174,10 +1210,35 @@ void RouteSmT<AF>::syncRoutingStateOnInit() {
     }
   });
   for (auto const& p : stale) {
-    KOR_TRACE(5, "Route " << p << " no longer exists. Delete it");
+    if (!purge) KOR_TRACE(5, "Route " << p << " no longer exists. Delete it");
     in_.helper->deleteHardwareRoute(vrfId_, p);
   }
+  // Written after the purge: a restart during it finds the old record and
+  // purges again.
+  if (!before || !(*before == now)) in_.helper->programmingRecordIs(vrfId_, now);
   KOR_TRACE(3, "Syncing state on init done");
+}
+
+template <class AF>
+RouteProgrammingRecord RouteSmT<AF>::programmingRecord() const {
+  RouteProgrammingRecord r;
+  r.urpfEnabled = in_.l3Status->urpfEnabled();
+  if (in_.routingHwStatus) {
+    for (auto const& kv : in_.routingHwStatus->prefixLenInExactMatchMap())
+      if (kv.second) r.exactMatchLengths.push_back(uint8_t(kv.first.bits()));
+    std::sort(r.exactMatchLengths.begin(), r.exactMatchLengths.end());
+  }
+  return r;
+}
+
+// The chip's routes follow a change while the machine runs (uRPF switched,
+// routes moved between the IPv6 tables): the record follows with them.
+template <class AF>
+void RouteSmT<AF>::doRecordProgramming() {
+  if (!reader_ || !in_.helper) return;
+  RouteProgrammingRecord const now = programmingRecord();
+  auto const before = in_.helper->programmingRecord(vrfId_);
+  if (!before || !(*before == now)) in_.helper->programmingRecordIs(vrfId_, now);
 }
 
 template <class AF>

@@ -53,6 +53,7 @@
 #include "kor/l3/AdjInfoPool.h"
 #include "kor/l3/FibRouteT.h"
 #include "kor/records/L3Status.h"
+#include "kor/records/RouteProgrammingRecord.h"
 #include "kor/l3/RoutingTrieT.h"
 #include "kor/l3/TableType.h"
 #include "kor/records/VrfAndPrefixT.h"
@@ -278,6 +279,10 @@ class RouteSmT : public KorBaseSm {
   void actuallyDisableRouting();
   bool fullyDisabled() const;
   void syncRoutingStateOnInit();
+  // What the routes are programmed under now (uRPF, exact-match lengths).
+  RouteProgrammingRecord programmingRecord() const;
+  // Tells the platform the record when it changed.
+  void doRecordProgramming();
   void maybeEndOfSync();
   void maybeAckSequence();
   bool resourceFull() const;

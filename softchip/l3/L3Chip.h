@@ -7,6 +7,10 @@
 // configuration gives each VRF and family ("l3settings": "<vrf id>/v4/
 // icmpUnreachable" or ".../greKeyForwarding" -> "on", absent when off; not
 // in the registry: the agent's `show routing` lists it), the
+// record of what each VRF's routes were programmed under ("<vrf id>/v4" /
+// "<vrf id>/v6" -> the uRPF switch and the exact-match lengths; kept like
+// the routes across restarts; chip memory, not a table of the registry, so
+// no fault rule reaches it and the call record does not count it), the
 // L3 platform helpers handed to the
 // library's factories, and the route resolver of the running library.
 // Each table and helper is registered by name in the chip's registry when
@@ -17,12 +21,14 @@
 // without one, the route hook answers every hand-over "failed".
 // Owned by the SoftChip for the agent's whole life, so its tables outlive
 // restarts of the library.
+#include <map>
 #include <string>
 #include <utility>
 
 #include "kor/helpers/RouteSmHelperT.h"
 #include "kor/helpers/RoutingStatusSmHelper.h"
 #include "kor/helpers/VrfHelper.h"
+#include "kor/records/RouteProgrammingRecord.h"
 #include "kor/records/VrfId.h"
 #include "softchip/common/ChipRegistry.h"
 #include "softchip/common/ChipTable.h"
@@ -46,6 +52,7 @@ class L3Chip {
   ChipTable<std::string, uint32_t>& vrfTable() { return vrf_; }
   ChipTable<std::string, std::string>& syncTable() { return sync_; }
   ChipTable<std::string, std::string>& settingsTable() { return settings_; }
+  std::map<std::string, Kor::RouteProgrammingRecord>& programmedUnder() { return programmedUnder_; }
   ChipRouteTable<Nollo::Ipv4>& route4Table() { return route4_; }
   ChipRouteTable<Nollo::Ipv6>& route6Table() { return route6_; }
   ChipRouteTable<Nollo::Ipv6>& route6EmTable() { return route6em_; }
@@ -83,6 +90,7 @@ class L3Chip {
   ChipTable<std::string, uint32_t> vrf_;
   ChipTable<std::string, std::string> sync_;
   ChipTable<std::string, std::string> settings_;
+  std::map<std::string, Kor::RouteProgrammingRecord> programmedUnder_;
   ChipRouteTable<Nollo::Ipv4> route4_;
   ChipRouteTable<Nollo::Ipv6> route6_;
   ChipRouteTable<Nollo::Ipv6> route6em_;

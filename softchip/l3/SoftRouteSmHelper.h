@@ -10,7 +10,9 @@
 // recorded in the "sync" table ("<vrf>/v4" / "<vrf>/v6" -> "done"); a
 // restart that announces it again counts as a sync of the same entry. The
 // ICMP-unreachable and GRE-key settings go to the "l3settings" table
-// ("<vrf id>/v4/icmpUnreachable" -> "on"; off removes the entry).
+// ("<vrf id>/v4/icmpUnreachable" -> "on"; off removes the entry). What the
+// VRF's routes were programmed under is kept in the chip's memory
+// ("<vrf id>/v4" -> record), which outlives restarts with the routes.
 #include <string>
 
 #include "kor/helpers/RouteSmHelperT.h"
@@ -34,6 +36,16 @@ class SoftRouteSmHelper : public KorHelper::RouteSmHelperT<AF> {
 
   void icmpUnreachableIs(Kor::VrfId vrfId, bool enabled) override { doSetting(vrfId, "icmpUnreachable", enabled); }
   void greKeyForwardingIs(Kor::VrfId vrfId, bool enabled) override { doSetting(vrfId, "greKeyForwarding", enabled); }
+
+  std::optional<Kor::RouteProgrammingRecord> programmingRecord(Kor::VrfId vrfId) const override {
+    auto const& m = chip_->l3().programmedUnder();
+    auto it = m.find(recordKey(vrfId));
+    if (it == m.end()) return std::nullopt;
+    return it->second;
+  }
+  void programmingRecordIs(Kor::VrfId vrfId, Kor::RouteProgrammingRecord const& record) override {
+    chip_->l3().programmedUnder()[recordKey(vrfId)] = record;
+  }
 
   KorHelper::RouteUpdateAnswer handleRouteUpdate(Kor::VrfId vrfId, Prefix const& prefix, uint64_t) override {
     auto const& resolver = chip_->l3().routeResolver();
@@ -86,6 +98,11 @@ class SoftRouteSmHelper : public KorHelper::RouteSmHelperT<AF> {
   }
 
  private:
+  static std::string recordKey(Kor::VrfId vrfId) {
+    std::string key = std::to_string(vrfId.value());
+    key += AF::version == 4 ? "/v4" : "/v6";
+    return key;
+  }
   void doSetting(Kor::VrfId vrfId, char const* name, bool enabled) {
     std::string key = std::to_string(vrfId.value()) + (AF::version == 4 ? "/v4/" : "/v6/") + name;
     if (enabled) chip_->l3().settingsTable().write(key, "on");
