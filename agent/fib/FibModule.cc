@@ -10,6 +10,7 @@
 #include "agent/StatementTable.h"
 #include "agent/chip/ChipModule.h"
 #include "agent/fib/FecRouteSection.h"
+#include "agent/nhg/NhgModule.h"
 #include "agent/vrf/VrfModule.h"
 #include "kor/adj/AdjSm.h"
 #include "kor/records/L3Status.h"
@@ -321,7 +322,7 @@ ShowModel FibModule::routesShow() const {
       routeText << r;
       m.rowAdd({M::str(table.name()), M::str(vrfText(e->first.vrfId.value())), M::num(e->first.vrfId.value()),
                 M::str(e->first.prefix.str()), M::str(Kor::toString(r.routeType())),
-                M::num(Quill::Fib::FecId(r.fibAdjIndex()).index()), M::num(r.l2AdjIndex()),
+                M::str(Quill::Fib::FecId(r.fibAdjIndex()).str()), M::num(r.l2AdjIndex()),
                 M::raw("", routeText.str())});
     }
   };
@@ -337,6 +338,7 @@ ShowModel FibModule::routeLookupShow(Kor::VrfName const& vrf, Nollo::IpGenAddr c
   if (!l3.vrfIdHas(vrf)) fail("vrf '" + vrf.str() + "' has no id");
   Kor::VrfId id = l3.vrfId(vrf);
   M::Cell route = M::raw("null", "no route");
+  M::Cell group = M::raw("null", "");
   auto take = [&](auto const& found) {
     if (!found.second) return;
     auto const& r = found.second->second;
@@ -346,9 +348,10 @@ ShowModel FibModule::routeLookupShow(Kor::VrfName const& vrf, Nollo::IpGenAddr c
     route = M::object({{"table", M::str(table)},
                        {"prefix", M::str(prefix)},
                        {"routeType", M::str(Kor::toString(r.routeType()))},
-                       {"fec", M::num(Quill::Fib::FecId(r.fibAdjIndex()).index())},
+                       {"fec", M::str(Quill::Fib::FecId(r.fibAdjIndex()).str())},
                        {"l2Adj", M::num(r.l2AdjIndex())}},
                       text.str());
+    group = agent_->module<NhgModule>().routeGroupCell(vrf, Quill::Fib::FecId(r.fibAdjIndex()));
   };
   if (addr.isV4()) take(agent_->chip()->l3().routeLookup<Nollo::Ipv4>(id, addr.v4()));
   else take(agent_->chip()->l3().routeLookup<Nollo::Ipv6>(id, addr.v6()));
@@ -356,6 +359,7 @@ ShowModel FibModule::routeLookupShow(Kor::VrfName const& vrf, Nollo::IpGenAddr c
   m.fieldAdd("vrf", "route ", M::str(vrf.str()));
   m.fieldAdd("address", " ", M::str(addr.str()));
   m.fieldAdd("route", ": ", route);
+  m.fieldAdd("group", "", group);
   m.lineAdd("\n");
   return m;
 }

@@ -4,6 +4,7 @@
 #include <sstream>
 
 #include "agent/Agent.h"
+#include "quill/FecId.h"
 #include "kor/adj/AdjSm.h"
 #include "kor/l3/Route6Sm.h"
 #include "kor/l3/RouteSm.h"
@@ -46,7 +47,7 @@ std::vector<std::string> IdleWatch::waiting() const {
     if (!l2Adj || l2Adj->state() == Kor::L2AdjState::installed) continue;
     std::ostringstream os;
     os << "KorL2AdjHelper: l2adj " << key.index() << " " << l2Adj->state() << " (fecs";
-    for (auto fec : l2Adj->adjEntry()) os << " " << Quill::Fib::FecId(fec).index();
+    for (auto fec : l2Adj->adjEntry()) os << " " << Quill::Fib::FecId(fec);
     os << ")" << full(l3->adjResourceFull());
     l2.emplace(key.index(), os.str());
   }

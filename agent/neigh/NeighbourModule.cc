@@ -8,6 +8,7 @@
 #include "agent/intf/IntfModule.h"
 #include "agent/chip/ChipModule.h"
 #include "agent/vrf/VrfModule.h"
+#include "quill/FecId.h"
 #include "kor/records/AdjEntry.h"
 #include "kor/adj/L2AdjHelper.h"
 #include "kor/l3/VrfMachineFactories.h"
@@ -188,12 +189,12 @@ ShowModel NeighbourModule::adjShow() const {
              {M::col("vrf", "", 10), M::col("fec", " fec "), M::col("ipv", " ipv"), M::col("routeType", " "),
               M::col("vias", " vias "), M::col("l2Adj", " l2adj "), M::col("state", " ")});
   for (auto const& [name, vs] : l3.vrfL3StatusMap()) {
-    std::map<uint64_t, Vix::Ptr<Kor::AdjEntry>> sorted;
-    for (auto const& [fecId, e] : vs->adjEntryListMap()) sorted[fecId.index()] = e;
-    for (auto const& [index, e] : sorted) {
+    std::map<Quill::Fib::FecId, Vix::Ptr<Kor::AdjEntry>> sorted;
+    for (auto const& [fecId, e] : vs->adjEntryListMap()) sorted[fecId] = e;
+    for (auto const& [fecId, e] : sorted) {
       auto const& l2 = e->l2Adj();
       size_t vias = e->adjVia() ? e->adjVia()->viaList().size() : e->adjVia6() ? e->adjVia6()->viaList().size() : 0;
-      m.rowAdd({M::str(name.str()), M::num(index), M::num(uint64_t(e->ipVersion())), M::str(Kor::toString(e->routeType())),
+      m.rowAdd({M::str(name.str()), M::str(fecId.str()), M::num(uint64_t(e->ipVersion())), M::str(Kor::toString(e->routeType())),
                 M::num(vias), l2 ? M::num(l2->index()) : M::raw("null", "-"),
                 M::str(l2 ? Kor::toString(l2->state()) : "none")});
     }
@@ -220,8 +221,8 @@ ShowModel NeighbourModule::l2AdjShow() const {
   for (auto const& [index, l2] : sorted) {
     std::string usersJson, usersText;
     for (uint64_t u : l2->adjEntry()) {
-      auto fec = std::to_string(Quill::Fib::FecId(u).index());
-      usersJson += (usersJson.empty() ? "" : ", ") + fec;
+      auto fec = Quill::Fib::FecId(u).str();
+      usersJson += (usersJson.empty() ? "\"" : ", \"") + fec + "\"";
       usersText += " " + fec;
     }
     m.rowAdd({M::num(index), M::str(Kor::toString(l2->state())), M::flag(l2->shared(), "", ""),

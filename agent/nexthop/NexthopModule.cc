@@ -117,7 +117,7 @@ ShowModel NexthopModule::requestsShow() const {
     }
     auto adj = sm_ ? sm_->requestAdj(id) : nullptr;
     auto r = requestStatus_->resolution(id);
-    m.rowAdd({M::num(id), M::str(req.vrf), M::str(hops), adj ? M::num(adj->fecId().index()) : M::raw("null", "-"),
+    m.rowAdd({M::num(id), M::str(req.vrf), M::str(hops), adj ? M::str(adj->fecId().str()) : M::raw("null", "-"),
               r.nexthopIndex ? M::num(r.nexthopIndex) : M::raw("null", "-"),
               r.l2AdjKey ? M::num(r.l2AdjKey) : M::raw("null", "-")});
   }

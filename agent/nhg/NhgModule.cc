@@ -1,13 +1,16 @@
 #include "agent/nhg/NhgModule.h"
 
+#include <optional>
 #include <stdexcept>
 
 #include "agent/Agent.h"
 #include "agent/ShowRenderer.h"
 #include "agent/StatementTable.h"
 #include "agent/chip/ChipModule.h"
+#include "agent/nhg/NhgSection.h"
 #include "agent/vrf/VrfModule.h"
 #include "kor/adj/AdjSm.h"
+#include "kor/records/L2Adjacency.h"
 #include "kor/records/L3Status.h"
 
 namespace KorAgent {
@@ -19,8 +22,20 @@ namespace {
 // As the library's NexthopGroupRouteSm::adjIndexFromNexthopGroupId.
 Quill::Fib::FecId groupFecId(uint64_t id) { return Quill::Fib::FecId::make(Quill::Fib::AdjType::nextHopGroupAdj, id); }
 
-// The largest group id: a FEC id's index field.
-constexpr uint64_t kMaxGroupId = Quill::Fib::FecIdConstants::indexMask_ - 1;
+// One member as JSON: next hop, interface, VLAN, weight, labels (and, for
+// a route's group, whether it resolved).
+ShowModel::Cell memberCell(NexthopGroup::NexthopGroupEntry const& e, std::optional<bool> resolved) {
+  using M = ShowModel;
+  std::string labels;
+  for (uint32_t l : e.labels()) labels += (labels.empty() ? "" : ", ") + std::to_string(l);
+  std::vector<std::pair<std::string, M::Cell>> fields{{"nextHop", M::str(e.nextHop().str())},
+                                                      {"intf", M::str(e.intf().str())},
+                                                      {"vlan", e.vlan() ? M::num(e.vlan()) : M::raw("null", "")},
+                                                      {"weight", M::num(e.weight())},
+                                                      {"labels", M::raw("[" + labels + "]", "")}};
+  if (resolved) fields.emplace_back("resolved", M::flag(*resolved, "", ""));
+  return M::object(fields, e.str());
+}
 
 }  // namespace
 
@@ -74,6 +89,10 @@ void NhgModule::nexthopGroupSupportedIs(bool on) {
   hw->nexthopGroupSupportedInNonDefaultVrfIs(on);
 }
 
+void NhgModule::configSectionsAdd(std::vector<std::unique_ptr<ConfigSection>>& out) const {
+  out.push_back(std::make_unique<NhgSection>());
+}
+
 void NhgModule::statementsAdd(StatementTable& t) {
   using A = StatementArgs;
   using Apply = Statement::Apply;
@@ -125,6 +144,39 @@ std::vector<AgentModule::InputGroup> NhgModule::inputGroups() const {
   return {groups};
 }
 
+// A member is resolved when the group's L2 adjacency holds its next hop
+// resolved (ARP or neighbour known, MAC learned); without an L2 adjacency
+// (the group deferred) no member is.
+ShowModel::Cell NhgModule::routeGroupCell(Kor::VrfName const& vrf, Quill::Fib::FecId fecId) const {
+  using M = ShowModel;
+  if (fecId.adjType() != Quill::Fib::AdjType::nextHopGroupAdj) return M::raw("null", "");
+  uint64_t const id = fecId.index();
+  std::string name;
+  for (auto const& [n, g] : status_->groupMap())
+    if (g.id() == id) name = n;
+  std::string text = "\n  group ";
+  text += name.empty() ? std::string("(not published)") : name;
+  text += " id ";
+  text += std::to_string(id);
+  if (name.empty())
+    return M::object({{"name", M::raw("null", "")}, {"id", M::num(id)}, {"members", M::raw("[]", "")}}, text);
+  auto const& l3 = *agent_->l3StatusPtr();
+  auto vs = l3.vrfL3Status(vrf);
+  Vix::Ptr<Kor::AdjEntry> adj;
+  if (vs) adj = vs->adjEntryList(fecId);
+  auto const* l2 = adj && adj->l2Adj() ? &adj->l2Adj()->via() : nullptr;
+  std::string members;
+  for (auto const& e : status_->groupMap().at(name).entries()) {
+    auto hop = l2 ? l2->nextHop().find(e.nextHop()) : Kor::NextHopL2InfoCollection::NextHopMap::const_iterator();
+    bool resolved = l2 && hop != l2->nextHop().end() && hop->second.type() == Kor::NextHopEntryType::nextHopArpResolved;
+    members += (members.empty() ? "" : ", ") + memberCell(e, resolved).json;
+    text += "\n    ";
+    text += e.str();
+    text += resolved ? " resolved" : " unresolved";
+  }
+  return M::object({{"name", M::str(name)}, {"id", M::num(id)}, {"members", M::raw("[" + members + "]", "")}}, text);
+}
+
 // Each group with its members, then its adjacency in each VRF that uses it:
 // the L2 adjacency and its state, or "deferred".
 ShowModel NhgModule::groupsShow() const {
@@ -137,8 +189,11 @@ ShowModel NhgModule::groupsShow() const {
                               M::col("adjs", " adjs ")});
   auto const& l3 = *agent_->l3StatusPtr();
   for (auto const& [name, g] : status_->groupMap()) {
-    std::string members, adjs;
-    for (auto const& e : g.entries()) members += (members.empty() ? "" : "; ") + e.str();
+    std::string members, membersJson, adjs, adjsJson;
+    for (auto const& e : g.entries()) {
+      members += (members.empty() ? "" : "; ") + e.str();
+      membersJson += (membersJson.empty() ? "" : ", ") + memberCell(e, std::nullopt).json;
+    }
     for (auto const& [vrfName, vs] : l3.vrfL3StatusMap()) {
       if (!vs) continue;
       auto e = vs->adjEntryList(groupFecId(g.id()));
@@ -147,8 +202,15 @@ ShowModel NhgModule::groupsShow() const {
                                            Kor::toString(e->l2Adj()->state())
                                      : std::string("deferred");
       adjs += (adjs.empty() ? "" : "; ") + vrfName.str() + " " + state;
+      M::Cell adj = M::object({{"vrf", M::str(vrfName.str())},
+                               {"fec", M::str(e->fecId().str())},
+                               {"l2Adj", e->l2Adj() ? M::num(e->l2Adj()->index()) : M::raw("null", "")},
+                               {"state", M::str(e->l2Adj() ? Kor::toString(e->l2Adj()->state()) : "deferred")}},
+                              "");
+      adjsJson += (adjsJson.empty() ? "" : ", ") + adj.json;
     }
-    m.rowAdd({M::str(name), M::num(g.id()), M::str("{" + members + "}"), M::str(adjs.empty() ? "none" : adjs)});
+    m.rowAdd({M::str(name), M::num(g.id()), M::raw("[" + membersJson + "]", "{" + members + "}"),
+              M::raw("[" + adjsJson + "]", adjs.empty() ? "none" : adjs)});
   }
   return m;
 }

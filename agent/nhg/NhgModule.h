@@ -14,9 +14,11 @@
 #include <vector>
 
 #include "agent/AgentModule.h"
+#include "agent/ShowModel.h"
 #include "agent/fib/FibModule.h"
 #include "kor/common/VrfName.h"
 #include "models/nexthopgroup/Status.h"
+#include "quill/FecId.h"
 #include "vix/Ptr.h"
 
 namespace KorAgent {
@@ -27,6 +29,8 @@ class NhgModule : public AgentModule {
       : AgentModule(agent), status_(Vix::makePtr<NexthopGroup::Status>("nexthopGroupStatus")) {}
 
   Vix::Ptr<NexthopGroup::Status> const& status() const { return status_; }
+  // The largest group id: a FEC id's index field.
+  static constexpr uint64_t kMaxGroupId = Quill::Fib::FecIdConstants::indexMask_ - 1;
 
   // Publishes a group (new, or new members for an existing name). Vias as
   // for a FEC, one family; an id taken by another name is refused.
@@ -36,7 +40,12 @@ class NhgModule : public AgentModule {
   // A route over the group (FEC written on first use in the VRF and family).
   void routeAdd(Kor::VrfName const& vrf, FibModule::Prefix const& prefix, std::string const& name);
   void nexthopGroupSupportedIs(bool on);
+  // The group a route over `fecId` in `vrf` forwards by, for `show route`:
+  // name, id and each member with whether its next hop resolved in the
+  // group's L2 adjacency; JSON null and no text when the FEC is no group's.
+  ShowModel::Cell routeGroupCell(Kor::VrfName const& vrf, Quill::Fib::FecId fecId) const;
 
+  void configSectionsAdd(std::vector<std::unique_ptr<ConfigSection>>& out) const override;
   void statementsAdd(StatementTable& t) override;
   void showsAdd() override;
   std::vector<InputGroup> inputGroups() const override;

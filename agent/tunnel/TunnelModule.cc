@@ -9,6 +9,7 @@
 #include "agent/neigh/NeighbourModule.h"
 #include "agent/tunnel/TunnelSection.h"
 #include "agent/vrf/VrfModule.h"
+#include "quill/FecId.h"
 #include "kor/adj/TunnelResolverSm.h"
 #include "softchip/SoftChip.h"
 
@@ -139,7 +140,7 @@ ShowModel TunnelModule::tunnelsShow() const {
     auto s = tunnelStatus_->tunnel(intf);
     m.rowAdd({M::str(intf.str()), M::str(Tunnel::toString(c.type)), M::str(c.src.str()), M::str(c.dst.str()),
               M::str(c.underlayVrf), s.underlayPrefix.empty() ? M::raw("null", "-") : M::str(s.underlayPrefix),
-              s.underlayFec ? M::num(s.underlayFec) : M::raw("null", "-"),
+              s.underlayPrefix.empty() ? M::raw("null", "-") : M::str(Quill::Fib::FecId(s.underlayFec).str()),
               s.l2AdjIndex ? M::num(s.l2AdjIndex) : M::raw("null", "-"),
               M::str(s.resolved ? "resolved" : "unresolved")});
   }

@@ -593,14 +593,14 @@ bool AdjSm::reviewAdjT(FecId const& fecId, uint64_t adjIndex, AdjUpdateType adjU
 
   if (routeType == RouteType::nexthopGroupRoute) korAssert("routeType != nexthopGroupRoute_");
   if (!entry) {
-    KOR_TRACE(5, "Create adj entry: " << adjIndex);
+    KOR_TRACE(5, "Create adj entry: " << Quill::Fib::FecId(adjIndex));
     entry = Vix::makePtr<AdjEntry>(fecId);
     entry->vrfIdIs(vrfId_);
     entry->routeTypeIs(routeType);
     vrfL3Status_->adjEntryListIs(fecId, entry);
   } else if (entry->routeType() != routeType) {
     // A FEC id republished with another type re-types its adjacency.
-    KOR_TRACE(3, "adjEntry->routeType() == routeType failed for " << adjIndex << ": " << entry->routeType()
+    KOR_TRACE(3, "adjEntry->routeType() == routeType failed for " << Quill::Fib::FecId(adjIndex) << ": " << entry->routeType()
                                                                   << " -> " << routeType);
     entry->routeTypeIs(routeType);
   }
@@ -613,7 +613,7 @@ bool AdjSm::reviewAdjT(FecId const& fecId, uint64_t adjIndex, AdjUpdateType adjU
   if (!v6 && entry->adjVia6() && routeType != RouteType::nexthopGroupRoute)
     korAssert("!adjEntry->adjVia6() || routeType == nexthopGroupRoute_");
   createOrUpdateL2Adj(entry, adjUpdateType);
-  KOR_TRACE(8, "Increase reviewCnt for adj " << adjIndex);
+  KOR_TRACE(8, "Increase reviewCnt for adj " << Quill::Fib::FecId(adjIndex));
   vrfL3Status_->adjEntryReviewCntIs(fecId, vrfL3Status_->adjEntryReviewCnt(fecId) + 1);
   creationDeferredAdj_.erase(adjIndex);
   removeAdjEntryFromReview(fecId);
@@ -631,7 +631,7 @@ Vix::Ptr<AdjEntry> AdjSm::doDropOtherVersion(Vix::Ptr<AdjEntry> const& entry) {
   if (old == ipVersion || entry->routeType() == RouteType::nexthopGroupRoute) return entry;
   if (!entry->adjVia() && !entry->adjVia6()) return entry;
   uint64_t adjIndex = entry->adjIndex();
-  KOR_TRACE(3, "Adj " << adjIndex << " changes IP version " << int(old) << " -> " << int(ipVersion));
+  KOR_TRACE(3, "Adj " << Quill::Fib::FecId(adjIndex) << " changes IP version " << int(old) << " -> " << int(ipVersion));
   uint64_t& oldDrop = old == Nollo::Ip6Hdr::ipVersion6() ? dropAdj6Index_ : dropAdjIndex_;
   if (oldDrop == adjIndex) oldDrop = 0;
   if (entry->unused()) {
@@ -686,13 +686,13 @@ bool AdjSm::reviewNexthopAdj(FecId const& fecId, uint64_t adjIndex, AdjUpdateTyp
   uint64_t nhgId = fecId.index();
   KOR_TRACE(5, "NextHopGroupId: " << nhgId);
   if (!entry) {
-    KOR_TRACE(5, "Create adj entry: " << adjIndex);
+    KOR_TRACE(5, "Create adj entry: " << Quill::Fib::FecId(adjIndex));
     entry = Vix::makePtr<AdjEntry>(fecId);
     entry->vrfIdIs(vrfId_);
     entry->routeTypeIs(RouteType::nexthopGroupRoute);
     vrfL3Status_->adjEntryListIs(fecId, entry);
   } else if (entry->routeType() != RouteType::nexthopGroupRoute) {
-    KOR_TRACE(3, "adjEntry->routeType() == routeType failed for " << adjIndex << ": " << entry->routeType()
+    KOR_TRACE(3, "adjEntry->routeType() == routeType failed for " << Quill::Fib::FecId(adjIndex) << ": " << entry->routeType()
                                                                   << " -> " << RouteType::nexthopGroupRoute);
     entry->routeTypeIs(RouteType::nexthopGroupRoute);
   }
@@ -704,7 +704,7 @@ bool AdjSm::reviewNexthopAdj(FecId const& fecId, uint64_t adjIndex, AdjUpdateTyp
     group = nexthopGroupRouteSm_->publishedGroup(nhgId);
   }
   if (!group) {
-    KOR_TRACE(5, "Nexthop group " << nhgId << " not known, adj " << adjIndex << " creation deferred");
+    KOR_TRACE(5, "Nexthop group " << nhgId << " not known, adj " << Quill::Fib::FecId(adjIndex) << " creation deferred");
     creationDeferredAdj_.insert(adjIndex);
     doReleaseL2AdjOfGroupAdj(entry);
     removeAdjEntryFromReview(fecId);
@@ -720,7 +720,7 @@ bool AdjSm::reviewNexthopAdj(FecId const& fecId, uint64_t adjIndex, AdjUpdateTyp
     addAdjViaToAdjEntry<Nollo::Ipv4>(entry, doBuildNexthopGroupVia<Nollo::Ipv4>(*group));
   }
   createOrUpdateL2Adj(entry, adjUpdateType);
-  KOR_TRACE(8, "Increase reviewCnt for adj " << adjIndex);
+  KOR_TRACE(8, "Increase reviewCnt for adj " << Quill::Fib::FecId(adjIndex));
   vrfL3Status_->adjEntryReviewCntIs(fecId, vrfL3Status_->adjEntryReviewCnt(fecId) + 1);
   creationDeferredAdj_.erase(adjIndex);
   removeAdjEntryFromReview(fecId);
@@ -785,7 +785,7 @@ void AdjSm::handleNexthopGroupRequest(uint64_t adjIndex, bool add) {
 
 void AdjSm::createOrUpdateL2Adj(Vix::Ptr<AdjEntry> const& adjEntry, AdjUpdateType adjUpdateType) {
   if (!l2AdjHelper_) {
-    KOR_TRACE(3, "No L2 adjacency helper, adj " << adjEntry->adjIndex() << " not programmed");
+    KOR_TRACE(3, "No L2 adjacency helper, adj " << Quill::Fib::FecId(adjEntry->adjIndex()) << " not programmed");
     return;
   }
   if (!adjEntry->l2Adj()) KOR_TRACE(8, "L2Adj for adjEntry doesn't exist. Create one");
@@ -956,7 +956,7 @@ void AdjSm::handleAdjReviewCompletion(Vix::Ptr<AdjEntry> const& adjEntry) {
     korAssert("!adjEntry->reviewPendingPrefixs() && !adjEntry->reviewPendingPrefix6s()");
     return;
   }
-  KOR_TRACE(8, "handleAdjReviewCompletion adj " << adjEntry->adjIndex());
+  KOR_TRACE(8, "handleAdjReviewCompletion adj " << Quill::Fib::FecId(adjEntry->adjIndex()));
   if (l2AdjHelper_ && adjEntry->l2Adj()) l2AdjHelper_->doHandleAdjReviewCompletion(adjEntry->l2Adj(), *adjEntry);
 }
 
@@ -973,19 +973,19 @@ void AdjSm::schedulePrefixWalk(Vix::Ptr<AdjEntry> const& adjEntry) {
 }
 
 void AdjSm::addReviewPendingPrefix(Nollo::IpPrefix const& prefix, Vix::Ptr<AdjEntry> const& adjEntry) {
-  KOR_TRACE(8, "addReviewPendingPrefix vrf: " << vrfName_ << ", adj: " << adjEntry->adjIndex() << ", prefix: "
+  KOR_TRACE(8, "addReviewPendingPrefix vrf: " << vrfName_ << ", adj: " << Quill::Fib::FecId(adjEntry->adjIndex()) << ", prefix: "
                                               << prefix.str());
   adjEntry->reviewPendingPrefixIs(prefix);
 }
 
 void AdjSm::addReviewPendingPrefix6(Nollo::Ip6Prefix const& prefix, Vix::Ptr<AdjEntry> const& adjEntry) {
-  KOR_TRACE(8, "addReviewPendingPrefix6 vrf: " << vrfName_ << ", adj: " << adjEntry->adjIndex() << ", prefix: "
+  KOR_TRACE(8, "addReviewPendingPrefix6 vrf: " << vrfName_ << ", adj: " << Quill::Fib::FecId(adjEntry->adjIndex()) << ", prefix: "
                                                << prefix.str());
   adjEntry->reviewPendingPrefixIs(prefix);
 }
 
 void AdjSm::removeReviewPendingPrefix(Nollo::IpPrefix const& prefix, Vix::Ptr<AdjEntry> const& adjEntry) {
-  KOR_TRACE(8, "removeReviewPendingPrefix vrf: " << vrfName_ << ", adj: " << adjEntry->adjIndex() << ", prefix: "
+  KOR_TRACE(8, "removeReviewPendingPrefix vrf: " << vrfName_ << ", adj: " << Quill::Fib::FecId(adjEntry->adjIndex()) << ", prefix: "
                                                  << prefix.str());
   if (adjEntry->reviewPendingPrefixDel(prefix) && !adjEntry->reviewPendingPrefixs() &&
       !adjEntry->reviewPendingPrefix6s())
@@ -993,7 +993,7 @@ void AdjSm::removeReviewPendingPrefix(Nollo::IpPrefix const& prefix, Vix::Ptr<Ad
 }
 
 void AdjSm::removeReviewPendingPrefix6(Nollo::Ip6Prefix const& prefix, Vix::Ptr<AdjEntry> const& adjEntry) {
-  KOR_TRACE(8, "removeReviewPendingPrefix6 vrf: " << vrfName_ << ", adj: " << adjEntry->adjIndex() << ", prefix: "
+  KOR_TRACE(8, "removeReviewPendingPrefix6 vrf: " << vrfName_ << ", adj: " << Quill::Fib::FecId(adjEntry->adjIndex()) << ", prefix: "
                                                   << prefix.str());
   if (adjEntry->reviewPendingPrefixDel(prefix) && !adjEntry->reviewPendingPrefixs() &&
       !adjEntry->reviewPendingPrefix6s())
@@ -1039,7 +1039,7 @@ uint64_t AdjSm::getL2AdjIndex(FecId const& fecId, FecId const& oldFecId, uint8_t
 void AdjSm::addPrefixToAdjEntry(uint64_t adjIndex, Nollo::IpPrefix const& prefix) {
   auto entry = adjEntry(adjIndex);
   if (!entry) {
-    KOR_TRACE(8, "addPrefixToAdjEntry vrf: " << vrfName_ << ", adj: " << adjIndex << ", prefix: " << prefix.str());
+    KOR_TRACE(8, "addPrefixToAdjEntry vrf: " << vrfName_ << ", adj: " << Quill::Fib::FecId(adjIndex) << ", prefix: " << prefix.str());
     korAssert("adjEntry");
     return;
   }
@@ -1049,7 +1049,7 @@ void AdjSm::addPrefixToAdjEntry(uint64_t adjIndex, Nollo::IpPrefix const& prefix
 void AdjSm::addPrefixToAdjEntry(uint64_t adjIndex, Nollo::Ip6Prefix const& prefix) {
   auto entry = adjEntry(adjIndex);
   if (!entry) {
-    KOR_TRACE(8, "addPrefixToAdjEntry vrf: " << vrfName_ << ", adj: " << adjIndex << ", prefix: " << prefix.str());
+    KOR_TRACE(8, "addPrefixToAdjEntry vrf: " << vrfName_ << ", adj: " << Quill::Fib::FecId(adjIndex) << ", prefix: " << prefix.str());
     korAssert("adjEntry");
     return;
   }
@@ -1057,7 +1057,7 @@ void AdjSm::addPrefixToAdjEntry(uint64_t adjIndex, Nollo::Ip6Prefix const& prefi
 }
 
 void AdjSm::addPrefixToAdjEntry(AdjEntry& entry, Nollo::IpPrefix const& prefix) {
-  KOR_TRACE(8, "addPrefixToAdjEntry vrf: " << vrfName_ << ", adj: " << entry.fecId().value()
+  KOR_TRACE(8, "addPrefixToAdjEntry vrf: " << vrfName_ << ", adj: " << entry.fecId()
                                            << ", prefix: " << prefix.str());
   entry.prefixIs(prefix);
   if (entry.routeType() == RouteType::nexthopGroupRoute && nexthopGroupRouteSm_)
@@ -1065,7 +1065,7 @@ void AdjSm::addPrefixToAdjEntry(AdjEntry& entry, Nollo::IpPrefix const& prefix) 
 }
 
 void AdjSm::addPrefixToAdjEntry(AdjEntry& entry, Nollo::Ip6Prefix const& prefix) {
-  KOR_TRACE(8, "addPrefixToAdjEntry vrf: " << vrfName_ << ", adj: " << entry.fecId().value()
+  KOR_TRACE(8, "addPrefixToAdjEntry vrf: " << vrfName_ << ", adj: " << entry.fecId()
                                            << ", prefix: " << prefix.str());
   entry.prefixIs(prefix);
   if (entry.routeType() == RouteType::nexthopGroupRoute && nexthopGroupRouteSm_)
@@ -1084,7 +1084,7 @@ bool fecGone(Vix::Ptr<Quill::Fib::ForwardingStatusT<AF> const> const& t, Quill::
 // The last user of an adjacency whose FEC is gone queues it: the next pass
 // deletes it (deleteUnusedKorAdjs).
 void AdjSm::deletePrefixFromAdjEntry(uint64_t adjIndex, Nollo::IpPrefix const& prefix) {
-  KOR_TRACE(8, "deletePrefixFromAdjEntry vrf: " << vrfName_ << ", adj: " << adjIndex << ", prefix: " << prefix.str());
+  KOR_TRACE(8, "deletePrefixFromAdjEntry vrf: " << vrfName_ << ", adj: " << Quill::Fib::FecId(adjIndex) << ", prefix: " << prefix.str());
   auto entry = adjEntry(adjIndex);
   if (!entry || !entry->prefixDel(prefix)) return;
   if (entry->unused() && fecGone(forwardingStatus_, entry->fecId())) {
@@ -1094,7 +1094,7 @@ void AdjSm::deletePrefixFromAdjEntry(uint64_t adjIndex, Nollo::IpPrefix const& p
 }
 
 void AdjSm::deletePrefixFromAdjEntry(uint64_t adjIndex, Nollo::Ip6Prefix const& prefix) {
-  KOR_TRACE(8, "deletePrefixFromAdjEntry vrf: " << vrfName_ << ", adj: " << adjIndex << ", prefix: " << prefix.str());
+  KOR_TRACE(8, "deletePrefixFromAdjEntry vrf: " << vrfName_ << ", adj: " << Quill::Fib::FecId(adjIndex) << ", prefix: " << prefix.str());
   auto entry = adjEntry(adjIndex);
   if (!entry || !entry->prefixDel(prefix)) return;
   if (entry->unused() && fecGone(forwarding6Status_, entry->fecId())) {
@@ -1107,22 +1107,22 @@ void AdjSm::deletePrefixFromAdjEntry(uint64_t adjIndex, Nollo::Ip6Prefix const& 
 // nothing more happens. Else the prefix leaves the old adjacency; adding it
 // to the new one is the caller's business.
 void AdjSm::updatePrefixAdjEntry(Nollo::IpPrefix const& prefix, uint64_t oldAdjIndex, uint64_t newAdjIndex) {
-  KOR_TRACE(8, "updatePrefixAdjEntry vrf: " << vrfName_ << ", prefix: " << prefix.str() << ", old: " << oldAdjIndex
-                                            << ", new: " << newAdjIndex);
+  KOR_TRACE(8, "updatePrefixAdjEntry vrf: " << vrfName_ << ", prefix: " << prefix.str() << ", old: " << Quill::Fib::FecId(oldAdjIndex)
+                                            << ", new: " << Quill::Fib::FecId(newAdjIndex));
   if (resilientEcmpSm_ && !resilientEcmpSm_->handleUpdatePrefixAdjEntry(prefix, oldAdjIndex, newAdjIndex)) return;
   deletePrefixFromAdjEntry(oldAdjIndex, prefix);
 }
 
 void AdjSm::updatePrefixAdjEntry(Nollo::Ip6Prefix const& prefix, uint64_t oldAdjIndex, uint64_t newAdjIndex) {
-  KOR_TRACE(8, "updatePrefixAdjEntry vrf: " << vrfName_ << ", prefix: " << prefix.str() << ", old: " << oldAdjIndex
-                                            << ", new: " << newAdjIndex);
+  KOR_TRACE(8, "updatePrefixAdjEntry vrf: " << vrfName_ << ", prefix: " << prefix.str() << ", old: " << Quill::Fib::FecId(oldAdjIndex)
+                                            << ", new: " << Quill::Fib::FecId(newAdjIndex));
   if (resilientEcmp6Sm_ && !resilientEcmp6Sm_->handleUpdatePrefixAdjEntry(prefix, oldAdjIndex, newAdjIndex)) return;
   deletePrefixFromAdjEntry(oldAdjIndex, prefix);
 }
 
 template <class AF>
 Vix::Ptr<AdjEntry> AdjSm::doCreateAdjEntryForAttachedRoute(uint64_t adjIndex, Nollo::IntfId intf) {
-  KOR_TRACE(5, "Attached adj " << adjIndex << ", intf: " << intf.str());
+  KOR_TRACE(5, "Attached adj " << Quill::Fib::FecId(adjIndex) << ", intf: " << intf.str());
   if (!adjIndex) {
     korAssert("adjIndex");
     return nullptr;
@@ -1130,7 +1130,7 @@ Vix::Ptr<AdjEntry> AdjSm::doCreateAdjEntryForAttachedRoute(uint64_t adjIndex, No
   FecId fecId(adjIndex);
   auto entry = adjEntry(adjIndex);
   if (!entry) {
-    KOR_TRACE(5, "Create adj entry: " << adjIndex);
+    KOR_TRACE(5, "Create adj entry: " << Quill::Fib::FecId(adjIndex));
     entry = Vix::makePtr<AdjEntry>(fecId);
     entry->vrfIdIs(vrfId_);
     vrfL3Status_->adjEntryListIs(fecId, entry);
@@ -1238,7 +1238,7 @@ void AdjSm::showFibFecT(std::ostream& os, std::optional<FecId> fecId) const {
     auto entry = adjEntry(id.value());
     unsigned long long l2 = entry && entry->l2Adj() ? entry->l2Adj()->index() : 0;
     size_t prefixes = entry ? (AF::version == 6 ? entry->prefix6s() : entry->prefixs()) : 0;
-    std::string head = formatted("%20llu%22s%10llu%11zu", static_cast<unsigned long long>(id.value()),
+    std::string head = formatted("%20s%22s%10llu%11zu", id.str().c_str(),
                                  Quill::Fib::str(fec->type()).c_str(), l2, prefixes);
     if (!fec->viaCount()) {
       os << head << "   -\n";

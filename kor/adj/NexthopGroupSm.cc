@@ -1,13 +1,14 @@
 #include "kor/adj/NexthopGroupSm.h"
 
 #include "kor/common/KorAssert.h"
+#include "quill/FecId.h"
 
 namespace Kor {
 
 uint32_t NexthopGroupSm::doAddRef(uint64_t adjIndex) {
   uint32_t n = ++adjRefCnt_[adjIndex];
   ++refCnt_;
-  KOR_TRACE(8, "Nexthop group ref-cnt " << n << " adjEntry " << adjIndex);
+  KOR_TRACE(8, "Nexthop group ref-cnt " << n << " adjEntry " << Quill::Fib::FecId(adjIndex));
   return refCnt_;
 }
 
@@ -20,7 +21,7 @@ uint32_t NexthopGroupSm::doDelRef(uint64_t adjIndex) {
   uint32_t n = --it->second;
   if (!n) adjRefCnt_.erase(it);
   --refCnt_;
-  KOR_TRACE(8, "Nexthop group ref-cnt " << n << " adjEntry " << adjIndex);
+  KOR_TRACE(8, "Nexthop group ref-cnt " << n << " adjEntry " << Quill::Fib::FecId(adjIndex));
   return refCnt_;
 }
 

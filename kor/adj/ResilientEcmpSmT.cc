@@ -233,7 +233,7 @@ void ResilientEcmpSmT<AF>::doReleaseEntry(Prefix const& prefix) {
 template <class AF>
 bool ResilientEcmpSmT<AF>::handleUpdatePrefixAdjEntry(Prefix const& prefix, uint64_t oldAdjIndex,
                                                       uint64_t newAdjIndex) {
-  KOR_TRACE(8, "handleUpdatePrefixAdjEntry " << prefix << ", old: " << oldAdjIndex << ", new: " << newAdjIndex);
+  KOR_TRACE(8, "handleUpdatePrefixAdjEntry " << prefix << ", old: " << Quill::Fib::FecId(oldAdjIndex) << ", new: " << Quill::Fib::FecId(newAdjIndex));
   return true;
 }
 

@@ -162,7 +162,7 @@ void TunnelResolverSm::doResolveT(Nollo::IntfId const& intf, Tunnel::TunnelIntfC
   r.fecId = match ? match->fecId() : Quill::Fib::FecId();
   if (match) {
     status.underlayPrefix = match->prefix().str();
-    status.underlayFec = r.fecId.index();
+    status.underlayFec = r.fecId.value();
   }
   // That FEC's adjacency, once the underlay VRF's adjacency machine built it.
   auto vs = l3Status_->vrfL3Status(VrfName(r.vrf));

@@ -459,7 +459,7 @@ void RouteSmT<AF>::updateAdjInfo(Prefix const& prefix, FibRoute& fib, Route cons
   // A FIB entry is only read while routing is on (processRouteUpdate).
   if (route && !routingEnabled_) korAssert("routeSm()->routingEnabled()");
   AdjInfo const* old = fib.adjInfo();
-  KOR_TRACE(8, "updateAdjInfo, prefix: " << prefix << " Old fib adjIndex: " << (old ? old->fibAdjIndex() : 0)
+  KOR_TRACE(8, "updateAdjInfo, prefix: " << prefix << " Old fib adjIndex: " << (old ? FecId(old->fibAdjIndex()) : FecId())
                                          << ", l2 adjIndex: " << (old ? old->l2AdjIndex() : 0)
                                          << ", route type: " << (old ? old->routeType() : RouteType::invalidRoute));
   if (old && old->routeType() == RouteType::invalidRoute) KOR_TRACE(8, "Invalid old adjInfo");
@@ -531,7 +531,7 @@ void RouteSmT<AF>::updateAdjInfo(Prefix const& prefix, FibRoute& fib, Route cons
         unprogram = true;
       } else {
         next = adjInfoPool_.intern(type, fecId.value(), l2, fec.viaCount() > 0);
-        KOR_TRACE(8, "Fib adjIndex: " << fecId.value() << ", L2 adjIndex: " << l2);
+        KOR_TRACE(8, "Fib adjIndex: " << fecId << ", L2 adjIndex: " << l2);
       }
     }
   }
@@ -584,7 +584,7 @@ void RouteSmT<AF>::doUpdateRoute(Prefix const& prefix, FibRoute& fib, Vix::Ptr<A
   fib.stateIs(RouteReviewState::cleanRoute);
   KOR_TRACE(8, "doUpdateRoute " << prefix << ", l2 adjIndex: " << (newEntry ? newEntry->l2AdjIndex() : 0)
                                 << ", vias: " << (newEntry && newEntry->vias()) << ", fib adjIndex: "
-                                << (newEntry ? newEntry->fibAdjIndex() : 0)
+                                << (newEntry ? FecId(newEntry->fibAdjIndex()) : FecId())
                                 << " Old type: " << (old ? old->routeType() : RouteType::invalidRoute)
                                 << " New type: " << (newEntry ? newEntry->routeType() : RouteType::invalidRoute));
   if (newEntry) {

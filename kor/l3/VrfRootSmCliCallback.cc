@@ -71,6 +71,18 @@ std::string VrfRootSmCliCallback::doCommand(int socket, std::string const& text)
     return std::optional<uint64_t>(*v);
   };
 
+  // A FEC is named as every show names it ("12", "nextHopGroupAdj:5").
+  auto fecArg = [&](char const* what) -> std::optional<std::optional<Quill::Fib::FecId>> {
+    if (all) return std::optional<Quill::Fib::FecId>();
+    KOR_TRACE(1, what << arg);
+    auto f = Quill::Fib::FecId::parse(arg);
+    if (!f) {
+      out << "Invalid index: " << arg << "\n";
+      return std::nullopt;
+    }
+    return std::optional<Quill::Fib::FecId>(*f);
+  };
+
   if ((cmd == "SR4" || cmd == "SR6") && text.size() > 3 && text[3] == 'u') {
     bool v6 = cmd == "SR6";
     KOR_TRACE(1, (v6 ? " show ip hardware routes-v6 unprogrammmed " : " show ip hardware routes unprogrammmed ")
@@ -102,13 +114,10 @@ std::string VrfRootSmCliCallback::doCommand(int socket, std::string const& text)
       else root->korRoute6Sm()->showKorRoutes(out, *p);
     }
   } else if (cmd == "FF4" || cmd == "FF6") {
-    if (auto v = indexArg("Fec: ")) {
-      std::optional<Quill::Fib::FecId> fec;
-      if (*v) fec = Quill::Fib::FecId(**v);
-      root->korAdjSm()->showFibFecs(out, cmd == "FF6", fec);
-    }
+    if (auto fec = fecArg("Fec: ")) root->korAdjSm()->showFibFecs(out, cmd == "FF6", *fec);
   } else if (cmd == "AA3") {
-    if (auto v = indexArg("AdjIndex: ")) root->korAdjSm()->showAdjEntries(out, *v);
+    if (auto fec = fecArg("AdjIndex: "))
+      root->korAdjSm()->showAdjEntries(out, *fec ? std::optional<uint64_t>((*fec)->value()) : std::nullopt);
   } else if (cmd == "AA2") {
     if (auto v = indexArg("AdjIndex: ")) root->korAdjSm()->showL2Adjacencies(out, *v);
   } else {

@@ -7,13 +7,22 @@
 // All ones (FecIdConstants::invalidFecId_) means "no FEC": a default-built
 // FecId holds it, and no live entry of a FEC table may carry it. Id 0 (type
 // unspecified, index 0) is a legal id that routes without a FEC are written
-// with. The text form is the decimal value, as in the FEC dumps.
+// with.
+//
+// Text form: one name per FEC, the same in every show, trace, log and JSON.
+// A next-hop FEC (what the FIB writers - the agent's `fec` statements, its
+// configuration file, its route sources - hand out) or one without a type
+// is its index alone, the number those writers name it by; any other FEC is
+// its adjacency type and index ("nextHopGroupAdj:5", "tunnelAdj:3"), so it
+// never looks like a next-hop FEC. The invalid id prints "none".
 #include <compare>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <ostream>
 #include <string>
+#include <string_view>
 
 #include "quill/AdjType.h"
 
@@ -37,7 +46,10 @@ class FecId {
   constexpr AdjType adjType() const { return AdjType(value_ >> FecIdConstants::adjTypeShift_); }
   constexpr uint64_t index() const { return value_ & FecIdConstants::indexMask_; }
   constexpr bool isValid() const { return value_ != FecIdConstants::invalidFecId_; }
-  std::string str() const { return std::to_string(value_); }
+  std::string str() const;
+  // The id a text form names ("12", "nextHopGroupAdj:5"); nullopt for any
+  // other text.
+  static std::optional<FecId> parse(std::string_view text);
 
   constexpr auto operator<=>(FecId const&) const = default;
 

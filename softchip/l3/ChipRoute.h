@@ -35,7 +35,7 @@ class ChipRoute {
 
 // "forwardRoute fec 3 l2adj 7": the FEC by its index, as the FIB names it.
 inline std::ostream& operator<<(std::ostream& os, ChipRoute const& r) {
-  return os << r.routeType() << " fec " << Quill::Fib::FecId(r.fibAdjIndex()).index() << " l2adj " << r.l2AdjIndex();
+  return os << r.routeType() << " fec " << Quill::Fib::FecId(r.fibAdjIndex()) << " l2adj " << r.l2AdjIndex();
 }
 
 }  // namespace SoftChip

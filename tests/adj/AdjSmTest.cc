@@ -385,7 +385,7 @@ TEST_F(AdjSmTest, DumpsShowFecsAndAdjacencies) {
   sm_->showFibFecs(ff, false, std::nullopt);
   sm_->showAdjEntries(aa, fecId(1).value());
   uint64_t l2 = sm_->adjEntry(fecId(1).value())->l2Adj()->index();
-  EXPECT_NE(ff.str().find(std::to_string(fecId(1).value()) + "               forward" +
+  EXPECT_NE(ff.str().find(fecId(1).str() + "               forward" +
                           std::string(10 - std::to_string(l2).size(), ' ') + std::to_string(l2) + "          1   10.0.0.1"),
             std::string::npos)
       << ff.str();

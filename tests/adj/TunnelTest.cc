@@ -74,7 +74,7 @@ TEST_F(TunnelTest, AdjacencyFollowsTheTunnelUnderlay) {
   auto status = tunnels().tunnelStatus()->tunnel(IntfId::tunnel(1));
   EXPECT_TRUE(status.resolved);
   EXPECT_EQ(status.underlayPrefix, "2.2.0.0/16");
-  EXPECT_EQ(status.underlayFec, 1u);
+  EXPECT_EQ(Quill::Fib::FecId(status.underlayFec).str(), "1");
   // The route over the tunnel FEC is programmed on the FEC's L2 adjacency.
   auto const* route = agent_->chip()->l3().route4Table().find({Kor::VrfId(0), Nollo::IpPrefix("30.0.0.0/8")});
   ASSERT_TRUE(route);

@@ -166,7 +166,7 @@ TEST(DaemonStateTest, ARestartedLibraryDeletesTheL2AdjacencyNobodyClaimed) {
   auto adj = agent.ask("show l2adj json");
   ASSERT_TRUE(adj.has_value());
   EXPECT_NE(adj->find("{\"index\": " + *after.begin() + ", \"state\": \"installed\""), std::string::npos) << *adj;
-  EXPECT_NE(adj->find("\"users\": [1]"), std::string::npos) << *adj;
+  EXPECT_NE(adj->find("\"users\": [\"1\"]"), std::string::npos) << *adj;
   EXPECT_TRUE(agent.alive());
 }
 

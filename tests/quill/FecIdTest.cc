@@ -37,11 +37,16 @@ TEST(FecIdTest, DefaultIsTheInvalidIdAndMakeNeverProducesIt) {
   EXPECT_NO_THROW(FecId::make(AdjType(0xff), FecIdConstants::indexMask_ - 1));
 }
 
-TEST(FecIdTest, PrintsDecimalAndOrdersByValue) {
+TEST(FecIdTest, ANextHopFecPrintsItsIndexAnyOtherItsTypeTooAndTheTextReadsBack) {
   std::ostringstream os;
-  os << FecId(12345) << " " << Quill::Fib::nextHopGroupAdj() << " " << AdjType(9);
-  EXPECT_EQ(os.str(), "12345 nextHopGroupAdj AdjType(9)");
-  EXPECT_EQ(FecId(7).str(), "7");
+  os << FecId::make(Quill::Fib::nexthopAdj(), 12) << " " << FecId::make(Quill::Fib::nextHopGroupAdj(), 12) << " "
+     << FecId(0) << " " << FecId() << " " << Quill::Fib::nextHopGroupAdj() << " " << AdjType(9);
+  EXPECT_EQ(os.str(), "12 nextHopGroupAdj:12 0 none nextHopGroupAdj AdjType(9)");
+  for (FecId f : {FecId::make(Quill::Fib::nexthopAdj(), 0), FecId::make(Quill::Fib::tunnelAdj(), 7),
+                  FecId::make(Quill::Fib::nexthopAdj(), FecIdConstants::indexMask_)})
+    EXPECT_EQ(FecId::parse(f.str()), f) << f;
+  for (char const* bad : {"", "x", "12x", "-1", "nextHopGroupAdj:", "nosuchAdj:3", "72057594037927936", ":5"})
+    EXPECT_FALSE(FecId::parse(bad)) << bad;
   EXPECT_LT(FecId(1), FecId::make(Quill::Fib::nexthopAdj(), 0));
   std::unordered_set<FecId> s{FecId(1), FecId(2), FecId(1)};
   EXPECT_EQ(s.size(), 2u);

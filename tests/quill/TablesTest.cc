@@ -71,7 +71,7 @@ TEST(RouteStatusTest, NotifiesPerPrefix) {
   rs->frozenIs(true);
   rs->routeDel(IpPrefix("10.0.0.0/8"));
   EXPECT_EQ(w.log, (std::vector<std::string>{"10.0.0.0/8 5", "10.0.0.0/8 6", "frozen",
-                                             "10.0.0.0/8 18446744073709551615"}));
+                                             "10.0.0.0/8 none"}));
   EXPECT_FALSE(rs->route(IpPrefix("10.0.0.0/8")).fecId().isValid());
 }
 

@@ -11,7 +11,7 @@ namespace Tunnel {
 struct TunnelIntfStatus {
   bool resolved = false;
   std::string underlayPrefix;  // empty: no route matches the destination
-  uint64_t underlayFec = 0;
+  uint64_t underlayFec = 0;  // the matching route's FIB FEC id (Quill::Fib::FecId value)
   uint64_t l2AdjIndex = 0;
   bool operator==(TunnelIntfStatus const&) const = default;
 };
