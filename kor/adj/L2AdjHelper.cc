@@ -700,19 +700,16 @@ void L2AdjHelper::doRemoveTunnelL2Info(TunnelKey const& key) { doRemoveTunnel(Tu
 void L2AdjHelper::doRemoveTunnel6L2Info(TunnelKeyGen const& key) { doRemoveTunnel(key); }
 
 void L2AdjHelper::doAddAdjEntryToTunnel(NextHopL2InfoCollection const& viaColl, AdjEntry& adjEntry) {
-  // Plain and bucket (bitmap) paths alike keep their tunnel in use.
-  auto add = [&](NextHopL2Info const& info) {
-    if (info.type() != NextHopEntryType::nextHopTunnel) return;
+  for (auto const& [nh, info] : viaColl.nextHop()) {
+    if (info.type() != NextHopEntryType::nextHopTunnel) continue;
     auto k = tunnelIntfKey_.find(info.intfId());
-    if (k == tunnelIntfKey_.end()) return;
+    if (k == tunnelIntfKey_.end()) continue;
     Tunnel& t = tunnel_[k->second];
     t.adjEntrys.insert(adjEntry.adjIndex());
     t.markedForDeletion = false;
     adjEntryTunnel_[adjEntry.adjIndex()].insert(k->second);
     KOR_TRACE(8, "AdjEntry tunnel count: " << adjEntryTunnel_[adjEntry.adjIndex()].size());
-  };
-  for (auto const& [nh, info] : viaColl.nextHop()) add(info);
-  for (auto const& [key, info] : viaColl.nextHopBitmap()) add(info);
+  }
 }
 
 void L2AdjHelper::doRemoveAdjEntryFromTunnel(Vix::Ptr<L2Adjacency> const& l2Adj, AdjEntry& adjEntry,
