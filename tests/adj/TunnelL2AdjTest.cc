@@ -49,7 +49,9 @@ class TunnelL2AdjTest : public KorTest::AgentChipFixture {
   // Every tunnel path of the chip's L2 adjacencies names one the chip holds.
   void expectTunnelPathsHeld(int line = __builtin_LINE()) {
     SCOPED_TRACE(line);
-    for (auto const& [index, coll] : l2adj().entries()) {
+    for (auto const& entry : l2adj().entries()) {
+      uint64_t index = entry.first;
+      auto const& coll = entry.second;
       auto check = [&](Kor::NextHopL2Info const& info) {
         if (info.type() != T::nextHopTunnel) return;
         uint64_t t = info.tunnelL2Info() ? info.tunnelL2Info() : info.tunnel6L2Info();
