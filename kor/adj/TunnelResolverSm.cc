@@ -223,6 +223,11 @@ void TunnelResolverSm::doUnregister(Nollo::IntfId const& intf, Resolved& r) {
   r.registered = false;
   r.resolved = false;
   r.l2AdjIndex = 0;
+  // Another tunnel interface with the same end points shared that
+  // registration and lost its L2 adjacency with it: resolved again, it
+  // registers anew and has its own adjacencies reviewed.
+  for (auto const& [other, o] : resolved_)
+    if (other != intf && o.registered && o.key == r.key) enqueue(other);
 }
 
 // Every adjacency of any VRF whose vias leave by the tunnel interface.

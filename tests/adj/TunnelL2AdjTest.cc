@@ -38,11 +38,11 @@ class TunnelL2AdjTest : public KorTest::AgentChipFixture {
     idle();
   }
 
-  void tunnelTo(char const* dst) {
+  void tunnelTo(char const* dst, uint32_t tunnel = 1) {
     Tunnel::TunnelIntfConfig cfg;
     cfg.src = Nollo::IpGenAddr("1.1.1.1");
     cfg.dst = Nollo::IpGenAddr(dst);
-    module<KorAgent::TunnelModule>().tunnelAdd(IntfId::tunnel(1), cfg);
+    module<KorAgent::TunnelModule>().tunnelAdd(IntfId::tunnel(tunnel), cfg);
     idle();
   }
 
@@ -63,10 +63,10 @@ class TunnelL2AdjTest : public KorTest::AgentChipFixture {
     }
   }
 
-  // The MAC the chip's route 30.0.0.0/8 reaches through its tunnel path;
-  // 0 when the route's L2 adjacency has no tunnel path.
-  uint64_t routeUnderlayMac() {
-    auto const* route = agent_->chip()->l3().route4Table().find({Kor::VrfId(0), Nollo::IpPrefix("30.0.0.0/8")});
+  // The MAC a chip route (30.0.0.0/8 unless given) reaches through its
+  // tunnel path; 0 when the route's L2 adjacency has no tunnel path.
+  uint64_t routeUnderlayMac(char const* prefix = "30.0.0.0/8") {
+    auto const* route = agent_->chip()->l3().route4Table().find({Kor::VrfId(0), Nollo::IpPrefix(prefix)});
     if (!route) return 0;
     auto const* overlay = l2adj().find(route->l2AdjIndex());
     if (!overlay) return 0;
@@ -105,6 +105,30 @@ TEST_F(TunnelL2AdjTest, NewEndPointsReviewTheAdjacenciesOverTheTunnel) {
   EXPECT_EQ(routeUnderlayMac(), 0u);
   expectTunnelPathsHeld();
   EXPECT_EQ(l2adj().size(), agent_->l3Status()->l2AdjListSize());
+}
+
+// Two tunnel interfaces with the same end points share the helper's
+// tunnel: the one removed or given other end points takes that tunnel's L2
+// adjacency along, and the other registers anew - its routes follow it.
+TEST_F(TunnelL2AdjTest, TunnelsWithTheSameEndPoints) {
+  fib().fecAdd(4, {via("9.9.9.8", IntfId::tunnel(2))});
+  fib().routeAdd(Kor::VrfName("default"), Nollo::IpPrefix("31.0.0.0/8"), 4);
+  tunnelTo("2.2.2.2", 1);
+  tunnelTo("2.2.2.2", 2);
+  EXPECT_EQ(routeUnderlayMac(), 1u);
+  EXPECT_EQ(routeUnderlayMac("31.0.0.0/8"), 1u);
+
+  tunnelTo("3.3.3.3", 1);
+  EXPECT_EQ(routeUnderlayMac(), 2u);
+  EXPECT_EQ(routeUnderlayMac("31.0.0.0/8"), 1u);
+  expectTunnelPathsHeld();
+
+  tunnelTo("2.2.2.2", 1);
+  module<KorAgent::TunnelModule>().tunnelDel(IntfId::tunnel(2));
+  idle();
+  EXPECT_EQ(routeUnderlayMac(), 1u);
+  EXPECT_EQ(routeUnderlayMac("31.0.0.0/8"), 0u);
+  expectTunnelPathsHeld();
 }
 
 }  // namespace
