@@ -681,10 +681,16 @@ void L2AdjHelper::doRemoveTunnel(TunnelKeyGen const& key) {
   auto it = tunnel_.find(key);
   if (it == tunnel_.end()) return;
   doDeleteTunnelL2Adj(it->second);
-  if (!it->second.intf.isNone()) {
-    tunnelIntfKey_.erase(it->second.intf);
-    if (key.isV6()) l3Status_->tunnel6L2InfoDel(it->second.intf);
-    else l3Status_->tunnelL2InfoDel(it->second.intf);
+  // Every interface with these end points leaves with it (two tunnel
+  // interfaces may share them); their resolver registers the others again.
+  for (auto m = tunnelIntfKey_.begin(); m != tunnelIntfKey_.end();) {
+    if (m->second != key) {
+      ++m;
+      continue;
+    }
+    if (key.isV6()) l3Status_->tunnel6L2InfoDel(m->first);
+    else l3Status_->tunnelL2InfoDel(m->first);
+    m = tunnelIntfKey_.erase(m);
   }
   for (uint64_t adjIndex : it->second.adjEntrys) {
     auto a = adjEntryTunnel_.find(adjIndex);

@@ -129,6 +129,10 @@ void TunnelResolverSm::doResolve(Nollo::IntfId const& intf) {
     return;
   }
   TunnelKeyGen key(cfg.src, cfg.dst);
+  // What the adjacencies over the tunnel were last shown, read before any
+  // unregistration below: they name that L2 adjacency until reviewed.
+  bool const wasResolved = it != resolved_.end() && it->second.resolved;
+  uint64_t const wasIndex = it != resolved_.end() ? it->second.l2AdjIndex : 0;
   if (it != resolved_.end() && it->second.key != key) {
     // Other end points: another tunnel for the helper.
     doUnregister(intf, it->second);
@@ -137,8 +141,6 @@ void TunnelResolverSm::doResolve(Nollo::IntfId const& intf) {
   Resolved& r = resolved_[intf];
   r.key = key;
   r.vrf = cfg.underlayVrf;
-  bool const wasResolved = r.resolved;
-  uint64_t const wasIndex = r.l2AdjIndex;
   if (key.isV6()) doResolveT<Nollo::Ipv6>(intf, cfg, r);
   else doResolveT<Nollo::Ipv4>(intf, cfg, r);
   doWatchVrfs();
@@ -221,6 +223,11 @@ void TunnelResolverSm::doUnregister(Nollo::IntfId const& intf, Resolved& r) {
   r.registered = false;
   r.resolved = false;
   r.l2AdjIndex = 0;
+  // Another tunnel interface with the same end points shared that
+  // registration and lost its L2 adjacency with it: resolved again, it
+  // registers anew and has its own adjacencies reviewed.
+  for (auto const& [other, o] : resolved_)
+    if (other != intf && o.registered && o.key == r.key) enqueue(other);
 }
 
 // Every adjacency of any VRF whose vias leave by the tunnel interface.

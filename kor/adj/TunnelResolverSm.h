@@ -13,6 +13,8 @@
 // the adjacencies over it leave it out ("No resolved next hops found") -
 // until a route comes back. Only a tunnel removed from the configuration
 // (or given other end points) leaves the helper.
+// The helper knows a tunnel by its end points: interfaces sharing them share
+// its registration, and when one leaves, the others are resolved again.
 //
 // Re-resolution: a change of the tunnel's configuration, of any route of its
 // underlay VRF that covers its destination, or a review of the underlay
