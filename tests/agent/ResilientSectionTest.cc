@@ -5,10 +5,7 @@
 // nothing; `show resilient json` and `show chip json` carry the tables,
 // members' weights and bucket counts, and the chip's bucket writes.
 #include <gtest/gtest.h>
-#include <unistd.h>
 
-#include <filesystem>
-#include <fstream>
 #include <string>
 #include <vector>
 
@@ -18,6 +15,7 @@
 #include "agent/chip/ChipModule.h"
 #include "agent/config/ConfigFile.h"
 #include "agent/resil/ResilientModule.h"
+#include "ConfigFileFixture.h"
 
 namespace {
 
@@ -36,40 +34,14 @@ constexpr char kSwitch[] = R"({
                                "red": { "2001:db8:9::/48": { "capacity": 8, "redundancy": 1 } } } }
 })";
 
-std::string edit(std::string text, std::string const& from, std::string const& to) {
-  auto at = text.find(from);
-  EXPECT_NE(at, std::string::npos) << from;
-  if (at != std::string::npos) text.replace(at, from.size(), to);
-  return text;
-}
+using KorTest::edit;
 
-class ResilientSectionTest : public ::testing::Test {
+class ResilientSectionTest : public KorTest::ConfigFileFixture {
  protected:
-  ResilientSectionTest() : agent_(Vix::makePtr<Vix::ManualTimeSource>(0.0)) {
-    char tmpl[] = "/tmp/kor-resilient-XXXXXX";
-    dir_ = ::mkdtemp(tmpl);
-    path_ = dir_ + "/switch.json";
-    file_ = std::make_unique<KorAgent::ConfigFile>(path_, agent_);
-  }
-  ~ResilientSectionTest() override { std::filesystem::remove_all(dir_); }
-
-  KorAgent::ConfigReport reload(std::string const& text) {
-    std::ofstream(path_, std::ios::trunc) << text;
-    return file_->reload(agent_);
-  }
-  void start() {
-    auto r = reload(kSwitch);
-    ASSERT_TRUE(r.refusals().empty()) << r.text(path_);
-    agent_.init();
-    ASSERT_TRUE(agent_.runUntilIdle());
-  }
+  void start() { startWith(kSwitch); }
   Json show(char const* what) { return Json::parse(agent_.show(what, true)); }
   bool supported() { return agent_.module<KorAgent::ChipModule>().hwStatus()->resilientEcmpSupported(); }
   auto const& config() { return *agent_.module<KorAgent::ResilientModule>().config(); }
-
-  KorAgent::Agent agent_;
-  std::string dir_, path_;
-  std::unique_ptr<KorAgent::ConfigFile> file_;
 };
 
 TEST_F(ResilientSectionTest, TheSectionAppliesItsDifferenceAndLeavingTakesItBack) {
@@ -122,7 +94,7 @@ TEST_F(ResilientSectionTest, ABadEntryIsRefusedWithItsPlaceAndChangesNothing) {
       {R"("supported": true)", R"("supported": "yes")", "/resilient/supported: expected true or false, got a string"},
   };
   for (auto const& b : bad) {
-    std::ofstream(path_, std::ios::trunc) << edit(kSwitch, b.from, b.to);
+    write(edit(kSwitch, b.from, b.to));
     try {
       file_->reload(agent_);
       ADD_FAILURE() << "not refused: " << b.message;
