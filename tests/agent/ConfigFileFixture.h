@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <fstream>
 #include <memory>
+#include <stdexcept>
 #include <string>
 
 #include "agent/Agent.h"
@@ -38,6 +39,16 @@ class ConfigFileFixture : public ::testing::Test {
   KorAgent::ConfigReport reload(std::string const& text) {
     write(text);
     return file_->reload(agent_);
+  }
+  // `text` is refused whole with "FILE: message".
+  void expectRefused(std::string const& text, std::string const& message) {
+    write(text);
+    try {
+      file_->reload(agent_);
+      ADD_FAILURE() << "not refused: " << message;
+    } catch (std::invalid_argument const& e) {
+      EXPECT_EQ(e.what(), path_ + ": " + message);
+    }
   }
   // The agent configured with `text`, its library started and settled.
   void startWith(std::string const& text) {
