@@ -4,6 +4,7 @@
 #include <sstream>
 #include <stdexcept>
 #include <utility>
+#include <vector>
 
 #include "agent/Agent.h"
 #include "agent/ShowRenderer.h"
@@ -189,14 +190,21 @@ ShowModel ChipModule::chipShow() const {
     faults << "  fault rate " << fi.rate() << " seed " << fi.seed() << " " << SoftChip::chipAnswerName(fi.rateAnswer())
            << "\n";
   m.lineAdd(faults.str());
-  // Resilient L2 adjacencies: buckets rewritten, in total and per index.
-  if (auto const& bw = chip->adj().softAdjSmHelper().bucketWrites(); bw.bucketWrites()) {
-    std::ostringstream b;
-    b << "  bucket writes " << bw.bucketWrites() << " (";
-    char const* sep = "";
-    for (auto const& [index, n] : bw.perIndex()) b << std::exchange(sep, ", ") << "l2adj " << index << ": " << n;
-    m.lineAdd(b.str() + ")\n");
+  // Resilient L2 adjacencies: buckets rewritten, in total and per index
+  // (JSON {"total": N, "perL2Adj": {"INDEX": N}}); the text says it once any
+  // bucket was written.
+  auto const& bw = chip->adj().softAdjSmHelper().bucketWrites();
+  std::ostringstream b;
+  std::vector<std::pair<std::string, M::Cell>> perIndex;
+  b << "  bucket writes " << bw.bucketWrites() << " (";
+  char const* sep = "";
+  for (auto const& [index, n] : bw.perIndex()) {
+    b << std::exchange(sep, ", ") << "l2adj " << index << ": " << n;
+    perIndex.emplace_back(std::to_string(index), M::num(n));
   }
+  m.fieldAdd("bucketWrites", "",
+             M::object({{"total", M::num(bw.bucketWrites())}, {"perL2Adj", M::object(perIndex, "")}},
+                       bw.bucketWrites() ? b.str() + ")\n" : ""));
   m.tableAdd("calls", "  ",
              {M::col("kind", "calls "), M::col("calls", ": "), M::col("ok", " (ok "), M::col("fail", ", fail "),
               M::col("notready", ", notready "), M::col("full", ", full "), M::textOnly(")")},

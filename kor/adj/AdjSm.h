@@ -49,6 +49,7 @@
 #include <optional>
 #include <ostream>
 #include <set>
+#include <vector>
 
 #include "kor/records/AdjEntry.h"
 #include "kor/adj/AdjForReviewInfo.h"
@@ -62,6 +63,7 @@
 #include "kor/records/AdjUpdateType.h"
 #include "kor/records/L3Status.h"
 #include "kor/adj/NexthopGroupRouteSm.h"
+#include "kor/adj/ResilientTableShow.h"
 #include "kor/records/VrfId.h"
 #include "kor/records/VrfL3Status.h"
 #include "models/ip/IntfVlanIdTable.h"
@@ -254,7 +256,7 @@ class KOR_EXPORT AdjSm : public KorBaseSm {
   // "AA3": the adjacency records.
   void showAdjEntries(std::ostream& os, std::optional<uint64_t> adjIndex) const;
   // The bucket tables of the resilient machines (both families).
-  void showResilientEcmp(std::ostream& os) const;
+  void resilientTableShowsAdd(std::vector<ResilientTableShow>& out) const;
   // "AA2": the L2 adjacency records (the L2 adjacency helper prints them).
   void showL2Adjacencies(std::ostream& os, std::optional<uint64_t> l2AdjIndex) const;
 

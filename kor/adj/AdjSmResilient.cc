@@ -62,9 +62,9 @@ void AdjSm::doUpdateResilientAdjEntry(Vix::Ptr<AdjEntry> const& adjEntry, Vix::P
 template void AdjSm::doUpdateResilientAdjEntry<Nollo::Ipv4>(Vix::Ptr<AdjEntry> const&, Vix::Ptr<AdjVia> const&);
 template void AdjSm::doUpdateResilientAdjEntry<Nollo::Ipv6>(Vix::Ptr<AdjEntry> const&, Vix::Ptr<AdjVia6> const&);
 
-void AdjSm::showResilientEcmp(std::ostream& os) const {
-  if (resilientEcmpSm_) resilientEcmpSm_->showResilientEcmp(os);
-  if (resilientEcmp6Sm_) resilientEcmp6Sm_->showResilientEcmp(os);
+void AdjSm::resilientTableShowsAdd(std::vector<ResilientTableShow>& out) const {
+  if (resilientEcmpSm_) resilientEcmpSm_->tableShowsAdd(out);
+  if (resilientEcmp6Sm_) resilientEcmp6Sm_->tableShowsAdd(out);
 }
 
 }  // namespace Kor

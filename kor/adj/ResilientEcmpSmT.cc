@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <set>
+#include <sstream>
 #include <string>
 
 #include "kor/adj/AdjSm.h"
@@ -121,6 +122,7 @@ bool ResilientEcmpSmT<AF>::doUpdateEntry(Prefix const& prefix, Entry& e, bool re
     KOR_TRACE(5, "Fec " << e.fecId << " of " << prefix << " has no vias to spread, plain ECMP");
     return false;
   }
+  e.weights = members;
   members = forwarding(*fecAdj, members);
   if (e.fresh) doAdoptHeldTable(prefix, e, members);
   e.fresh = false;
@@ -313,18 +315,27 @@ void ResilientEcmpSmT<AF>::handleVerify() {
 }
 
 template <class AF>
-void ResilientEcmpSmT<AF>::showResilientEcmp(std::ostream& os) const {
+void ResilientEcmpSmT<AF>::tableShowsAdd(std::vector<ResilientTableShow>& out) const {
   for (auto const& [prefix, e] : entry_) {
     auto adj = adjSm_->adjEntry(e.adjId.value());
-    os << "Prefix: " << prefix << ", fec: " << e.fecId << ", adj: " << e.adjId
-       << ", l2Adj: " << (adj && adj->l2Adj() ? adj->l2Adj()->index() : 0) << ", buckets: " << e.table.buckets()
-       << " (capacity " << e.params.capacity << " x redundancy " << e.params.redundancy
-       << "), moves: " << e.bucketMoves << "\n";
+    ResilientTableShow t;
+    t.prefix = prefix.str();
+    t.fec = e.fecId.value();
+    t.adj = e.adjId.value();
+    t.l2Adj = adj && adj->l2Adj() ? adj->l2Adj()->index() : 0;
+    t.buckets = e.table.buckets();
+    t.params = e.params;
+    t.moves = e.bucketMoves;
     for (auto const& [via, buckets] : e.table.bucketsByMember()) {
       ViaBitmap bitmap;
       for (uint32_t b : buckets) bitmap.bitIs(ViaIndex(b), true);
-      os << "  " << via.nextHop() << " " << buckets.size() << " " << bitmap << "\n";
+      std::ostringstream text;
+      text << bitmap;
+      auto w = e.weights.find(via);
+      t.members.push_back({via.nextHop().str(), w == e.weights.end() ? 1 : w->second, buckets, text.str()});
     }
+    for (auto const& b : e.table.bucketList()) t.bucketList.push_back(b ? b->nextHop().str() : std::string());
+    out.push_back(std::move(t));
   }
 }
 

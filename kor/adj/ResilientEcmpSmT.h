@@ -41,6 +41,7 @@
 #include <ostream>
 
 #include "kor/adj/ResilientBucketTable.h"
+#include "kor/adj/ResilientTableShow.h"
 #include "kor/common/KorBaseSm.h"
 #include "kor/common/VrfName.h"
 #include "kor/records/AdjEntry.h"
@@ -76,6 +77,7 @@ class KOR_EXPORT ResilientEcmpSmT : public KorBaseSm {
     FecId adjId;     // the resilient adjacency
     Table table;
     uint64_t bucketMoves = 0;  // buckets that changed member since creation
+    std::map<Via, uint32_t> weights{};  // the FEC's primary vias, with their repetitions
     bool fresh = true;         // not filled yet: may adopt a table the chip kept
   };
 
@@ -112,8 +114,8 @@ class KOR_EXPORT ResilientEcmpSmT : public KorBaseSm {
   void handleResilientEcmpSupported();
   void handleVerify() override;
 
-  // The bucket tables, one block per prefix.
-  void showResilientEcmp(std::ostream& os) const;
+  // The bucket tables, one per prefix, for the shows.
+  void tableShowsAdd(std::vector<ResilientTableShow>& out) const;
 
  private:
   class VixConfig;

@@ -2,67 +2,46 @@
 // the answer follows the IPv6 neighbours and the connected IPv6 subnet, and
 // a requested neighbour without layer-2 data is asked of the VRF's IPv6
 // neighbour machine until the neighbour table has it resolved.
-#include <gtest/gtest.h>
-
-#include <memory>
-
-#include "agent/Agent.h"
-#include "agent/fib/FibModule.h"
 #include "agent/intf/IntfModule.h"
-#include "agent/neigh/NeighbourModule.h"
 #include "agent/nexthop/NexthopModule.h"
 #include "agent/vrf/VrfModule.h"
 #include "kor/adj/NexthopRequestSm.h"
 #include "kor/l3/VrfRootSm.h"
-#include "kor/records/L3Status.h"
-#include "softchip/SoftChip.h"
-#include "vix/ManualTimeSource.h"
+#include "AgentChipFixture.h"
 
 namespace {
 
 using Nollo::IntfId;
 
-Nollo::EthAddr mac(uint64_t n) { return Nollo::EthAddr::fromUint64(0x001c73000000ull + n); }
 Kor::VrfName const kDefault("default");
 
-class NexthopRequest6Test : public ::testing::Test {
+class NexthopRequest6Test : public KorTest::AgentChipFixture {
  protected:
   void SetUp() override {
-    unsetenv("SIMULATION_VMID");
-    unsetenv("KOR_ADJ_REVIEW_INTERVAL");
-    agent_ = std::make_unique<KorAgent::Agent>(Vix::makePtr<Vix::ManualTimeSource>(0.0));
-    agent_->module<KorAgent::VrfModule>().routingIs(kDefault, true, true, true);
-    agent_->module<KorAgent::IntfModule>().intfAdd(IntfId::ethernet(1), std::nullopt, Kor::VlanId(1001), true);
+    AgentChipFixture::SetUp();
+    module<KorAgent::VrfModule>().routingIs(kDefault, true, true, true);
+    module<KorAgent::IntfModule>().intfAdd(IntfId::ethernet(1), std::nullopt, Kor::VlanId(1001), true);
     neigh("2001:db8:1::2", 1);
     // The connected IPv6 subnet of Ethernet1.
-    KorAgent::FibModule::Via v;
-    v.hop = Nollo::IpGenAddr("::");
-    v.intf = IntfId::ethernet(1);
-    fib().fecAdd(1, {v}, kDefault, Quill::Fib::FecType::attached, true);
+    fib().fecAdd(1, {via("::", IntfId::ethernet(1))}, kDefault, Quill::Fib::FecType::attached, true);
     fib().routeAdd(kDefault, Nollo::Ip6Prefix("2001:db8:1::/64"), 1);
     agent_->init();
     idle();
   }
 
-  KorAgent::FibModule& fib() { return agent_->module<KorAgent::FibModule>(); }
-  KorAgent::NexthopModule& requests() { return agent_->module<KorAgent::NexthopModule>(); }
-  void neigh(char const* ip, uint64_t m) {
-    agent_->module<KorAgent::NeighbourModule>().arpAdd(kDefault, Nollo::IpGenAddr(ip), mac(m), IntfId::ethernet(1));
-  }
+  KorAgent::NexthopModule& requests() { return module<KorAgent::NexthopModule>(); }
+  void neigh(char const* ip, uint64_t m) { arp("default", ip, m, IntfId::ethernet(1)); }
   void request(uint64_t id, std::initializer_list<char const*> hops) {
     Nexthop::NexthopRequest req;
     for (auto h : hops) req.nexthops.insert(Nollo::IpGenAddr(h));
     requests().requestAdd(id, req);
   }
-  void idle() { ASSERT_TRUE(agent_->runUntilIdle()); }
   Nexthop::NexthopResolution answer(uint64_t id) { return requests().requestStatus()->resolution(id); }
-  Kor::NextHopL2InfoCollection const* chipAdj(uint64_t key) { return agent_->chip()->adj().l2AdjTable().find(key); }
+  Kor::NextHopL2InfoCollection const* chipAdj(uint64_t key) { return l2adj().find(key); }
   // What the VRF's IPv6 neighbour machine was asked to resolve.
   std::set<Nollo::IpAddr6> asked() {
     return agent_->vrfRootSm()->vrfRoot(kDefault)->korIp6NeighSm()->resolutionRequests();
   }
-
-  std::unique_ptr<KorAgent::Agent> agent_;
 };
 
 TEST_F(NexthopRequest6Test, AnswerFollowsTheIpv6Neighbours) {
@@ -119,12 +98,9 @@ TEST_F(NexthopRequest6Test, UnresolvedNeighbourIsAskedForUntilResolved) {
 // drains into its neighbour machine.
 TEST_F(NexthopRequest6Test, RequestWaitsForTheVrfsNeighbourTable) {
   Kor::VrfName const red("red");
-  agent_->module<KorAgent::VrfModule>().vrfAdd(red);
-  agent_->module<KorAgent::IntfModule>().intfAdd(IntfId::ethernet(2), red, Kor::VlanId(1002), true);
-  KorAgent::FibModule::Via v;
-  v.hop = Nollo::IpGenAddr("::");
-  v.intf = IntfId::ethernet(2);
-  fib().fecAdd(2, {v}, red, Quill::Fib::FecType::attached, true);
+  module<KorAgent::VrfModule>().vrfAdd(red);
+  module<KorAgent::IntfModule>().intfAdd(IntfId::ethernet(2), red, Kor::VlanId(1002), true);
+  fib().fecAdd(2, {via("::", IntfId::ethernet(2))}, red, Quill::Fib::FecType::attached, true);
   fib().routeAdd(red, Nollo::Ip6Prefix("2001:db8:2::/64"), 2);
   Nexthop::NexthopRequest req;
   req.vrf = "red";
@@ -135,8 +111,7 @@ TEST_F(NexthopRequest6Test, RequestWaitsForTheVrfsNeighbourTable) {
   ASSERT_EQ(deferred.size(), 1u);
   EXPECT_EQ(deferred.begin()->first.vrfName, red);
 
-  agent_->module<KorAgent::NeighbourModule>().arpAdd(red, Nollo::IpGenAddr("2001:db8:2::6"), mac(6),
-                                                     IntfId::ethernet(2));
+  arp("red", "2001:db8:2::6", 6, IntfId::ethernet(2));
   idle();
   EXPECT_TRUE(deferred.empty());
   EXPECT_EQ(agent_->vrfRootSm()->vrfRoot(red)->korIp6NeighSm()->resolutionRequests(),

@@ -2,72 +2,45 @@
 // whose end points are IPv6 resolves through the IPv6 routes of its underlay
 // VRF, carries IPv4 and IPv6 overlay adjacencies alike, follows its underlay
 // (longest match, next hop's MAC) and drops when the underlay goes.
-#include <gtest/gtest.h>
-
-#include <memory>
-#include <string>
-
-#include "agent/Agent.h"
-#include "agent/fib/FibModule.h"
 #include "agent/intf/IntfModule.h"
-#include "agent/neigh/NeighbourModule.h"
 #include "agent/tunnel/TunnelModule.h"
 #include "agent/vrf/VrfModule.h"
-#include "kor/records/L3Status.h"
-#include "kor/records/VrfL3Status.h"
-#include "softchip/SoftChip.h"
-#include "vix/ManualTimeSource.h"
+#include "AgentChipFixture.h"
 
 namespace {
 
-using KorAgent::FibModule;
 using Nollo::IntfId;
 using T = Kor::NextHopEntryType;
 
-Nollo::EthAddr mac(uint64_t n) { return Nollo::EthAddr::fromUint64(0x001c73000000ull + n); }
 Kor::VrfName const kDefault("default");
 
-class Tunnel6Test : public ::testing::Test {
+class Tunnel6Test : public KorTest::AgentChipFixture {
  protected:
   void SetUp() override {
-    unsetenv("SIMULATION_VMID");
-    unsetenv("KOR_ADJ_REVIEW_INTERVAL");
-    agent_ = std::make_unique<KorAgent::Agent>(Vix::makePtr<Vix::ManualTimeSource>(0.0));
-    agent_->module<KorAgent::VrfModule>().routingIs(kDefault, true, true, true);
-    auto& intfs = agent_->module<KorAgent::IntfModule>();
+    AgentChipFixture::SetUp();
+    module<KorAgent::VrfModule>().routingIs(kDefault, true, true, true);
+    auto& intfs = module<KorAgent::IntfModule>();
     intfs.intfAdd(IntfId::ethernet(1), std::nullopt, Kor::VlanId(1001), true);
     intfs.intfAdd(IntfId::ethernet(2), std::nullopt, Kor::VlanId(1002), true);
-    neigh("2001:db8:1::2", 1, 1);
-    neigh("2001:db8:3::2", 2, 2);
-    via(1, "2001:db8:1::2", IntfId::ethernet(1));
-    via(2, "2001:db8:3::2", IntfId::ethernet(2));
+    arp("default", "2001:db8:1::2", 1, IntfId::ethernet(1));
+    arp("default", "2001:db8:3::2", 2, IntfId::ethernet(2));
+    fib().fecAdd(1, {via("2001:db8:1::2", IntfId::ethernet(1))});
+    fib().fecAdd(2, {via("2001:db8:3::2", IntfId::ethernet(2))});
     route("2001:db8:2::/48", 1);
     // Overlay FECs of both families over Tunnel1.
-    via(3, "10.99.0.1", IntfId::tunnel(1));
-    via(4, "2001:db8:99::1", IntfId::tunnel(1));
+    fib().fecAdd(3, {via("10.99.0.1", IntfId::tunnel(1))});
+    fib().fecAdd(4, {via("2001:db8:99::1", IntfId::tunnel(1))});
     route("30.0.0.0/8", 3);
     route("2001:db8:30::/48", 4);
     agent_->init();
     idle();
   }
 
-  FibModule& fib() { return agent_->module<FibModule>(); }
-  KorAgent::TunnelModule& tunnels() { return agent_->module<KorAgent::TunnelModule>(); }
-  void neigh(char const* ip, uint64_t m, uint32_t eth) {
-    agent_->module<KorAgent::NeighbourModule>().arpAdd(kDefault, Nollo::IpGenAddr(ip), mac(m), IntfId::ethernet(eth));
-  }
-  void via(uint64_t id, char const* hop, IntfId intf, bool update = false) {
-    FibModule::Via v;
-    v.hop = Nollo::IpGenAddr(hop);
-    v.intf = intf;
-    if (update) fib().fecUpdate(id, {v});
-    else fib().fecAdd(id, {v});
-  }
+  KorAgent::TunnelModule& tunnels() { return module<KorAgent::TunnelModule>(); }
   void route(std::string const& p, uint64_t fec) {
     if (p.find(':') == std::string::npos) fib().routeAdd(kDefault, Nollo::IpPrefix(p), fec);
     else fib().routeAdd(kDefault, Nollo::Ip6Prefix(p), fec);
   }
-  void idle() { ASSERT_TRUE(agent_->runUntilIdle()); }
   void addTunnel() {
     Tunnel::TunnelIntfConfig cfg;
     cfg.type = Tunnel::TunnelType::gre;
@@ -81,22 +54,17 @@ class Tunnel6Test : public ::testing::Test {
   // What the chip forwards the FEC's packets through: the underlay path of
   // its IPv6 tunnel path (nextHopDrop when it has none).
   Kor::NextHopL2Info underlay(uint64_t fec) {
-    auto vs = agent_->l3Status()->vrfL3Status(kDefault);
-    auto e = vs->adjEntryList(Quill::Fib::FecId::make(Quill::Fib::nexthopAdj(), fec));
-    auto const& table = agent_->chip()->adj().l2AdjTable();
-    auto const* overlay = e && e->l2Adj() ? table.find(e->l2Adj()->index()) : nullptr;
+    auto const* overlay = chipL2Adj(fec);
     if (!overlay) return {};
     for (auto const& [nh, info] : overlay->nextHop()) {
       if (info.type() != T::nextHopTunnel) continue;
       EXPECT_EQ(info.tunnelL2Info(), 0u);  // an IPv6 tunnel's L2 adjacency
-      auto const* u = table.find(info.tunnel6L2Info());
+      auto const* u = l2adj().find(info.tunnel6L2Info());
       if (!u || u->nextHop().size() != 1) return {};
       return u->nextHop().begin()->second;
     }
     return Kor::NextHopL2Info(T::nextHopDrop);
   }
-
-  std::unique_ptr<KorAgent::Agent> agent_;
 };
 
 TEST_F(Tunnel6Test, BothOverlaysFollowTheIpv6Underlay) {
@@ -121,7 +89,7 @@ TEST_F(Tunnel6Test, BothOverlaysFollowTheIpv6Underlay) {
   EXPECT_EQ(underlay(3).macAddr(), mac(1));
 
   // The underlay neighbour's MAC changes.
-  neigh("2001:db8:1::2", 5, 1);
+  arp("default", "2001:db8:1::2", 5, IntfId::ethernet(1));
   idle();
   EXPECT_EQ(underlay(3).macAddr(), mac(5));
   EXPECT_EQ(underlay(4).macAddr(), mac(5));
@@ -141,18 +109,15 @@ TEST_F(Tunnel6Test, BothOverlaysFollowTheIpv6Underlay) {
   idle();
   EXPECT_EQ(underlay(3).type(), T::nextHopDrop);
   EXPECT_EQ(underlay(4).type(), T::nextHopDrop);
-  EXPECT_EQ(agent_->chip()->adj().l2AdjTable().size(), agent_->l3Status()->l2AdjListSize());
+  EXPECT_EQ(l2adj().size(), agent_->l3Status()->l2AdjListSize());
 }
 
 // An IPv4 route does not carry an IPv6 tunnel, however well it matches the
 // destination's bits.
 TEST_F(Tunnel6Test, OnlyTheUnderlayFamilyCounts) {
   fib().routeDel(kDefault, Nollo::Ip6Prefix("2001:db8:2::/48"));
-  FibModule::Via v;
-  v.hop = Nollo::IpGenAddr("10.1.0.2");
-  v.intf = IntfId::ethernet(1);
-  agent_->module<KorAgent::NeighbourModule>().arpAdd(kDefault, v.hop, mac(7), IntfId::ethernet(1));
-  fib().fecAdd(5, {v});
+  arp("default", "10.1.0.2", 7, IntfId::ethernet(1));
+  fib().fecAdd(5, {via("10.1.0.2", IntfId::ethernet(1))});
   route("0.0.0.0/0", 5);
   addTunnel();
   EXPECT_FALSE(status().resolved);

@@ -18,6 +18,7 @@
 #include "agent/Agent.h"
 #include "agent/ScenarioRunner.h"
 #include "agent/config/ConfigFile.h"
+#include "ConfigFileFixture.h"
 #include "vix/Time.h"
 
 namespace {
@@ -48,36 +49,12 @@ constexpr char kSwitch[] = R"({
   }
 })";
 
-// Replaces the first `from` of the text by `to`.
-std::string edit(std::string text, std::string const& from, std::string const& to) {
-  auto at = text.find(from);
-  EXPECT_NE(at, std::string::npos) << from;
-  if (at != std::string::npos) text.replace(at, from.size(), to);
-  return text;
-}
+using KorTest::edit;
 
-class ConfigFileTest : public ::testing::Test {
+class ConfigFileTest : public KorTest::ConfigFileFixture {
  protected:
-  ConfigFileTest() : agent_(Vix::makePtr<Vix::ManualTimeSource>(0.0)) {
-    char tmpl[] = "/tmp/kor-config-XXXXXX";
-    dir_ = ::mkdtemp(tmpl);
-    path_ = dir_ + "/switch.json";
-    file_ = std::make_unique<ConfigFile>(path_, agent_);
-  }
-  ~ConfigFileTest() override { std::filesystem::remove_all(dir_); }
-
-  void write(std::string const& text) const { std::ofstream(path_, std::ios::trunc) << text; }
-  KorAgent::ConfigReport reload(std::string const& text) {
-    write(text);
-    return file_->reload(agent_);
-  }
   // The switch configured with kSwitch, its library started and settled.
-  void start() {
-    auto r = reload(kSwitch);
-    ASSERT_TRUE(r.refusals().empty()) << r.text(path_);
-    agent_.init();
-    ASSERT_TRUE(agent_.runUntilIdle());
-  }
+  void start() { startWith(kSwitch); }
   // Every chip table's write counters, by table.
   std::map<std::string, std::tuple<uint64_t, uint64_t, uint64_t, uint64_t>> chipWrites() const {
     std::map<std::string, std::tuple<uint64_t, uint64_t, uint64_t, uint64_t>> w;
@@ -92,10 +69,6 @@ class ConfigFileTest : public ::testing::Test {
     for (char const* what : {"vrfs", "l3", "chip", "inputs"}) s += agent_.show(what, true);
     return s;
   }
-
-  KorAgent::Agent agent_;
-  std::string dir_, path_;
-  std::unique_ptr<ConfigFile> file_;
 };
 
 TEST_F(ConfigFileTest, AnUnchangedFileChangesNoInputAndWritesNothingToTheChip) {
@@ -192,7 +165,7 @@ TEST_F(ConfigFileTest, ABadFileIsRefusedWholeNamingTheValueAndNothingIsApplied) 
       {edit(good, R"("vlan": 10)", R"("vlna": 10)"),
        "/interfaces/Vlan10/vlna: unknown key 'vlna' (known here: vrf, vlan, routed, link)"},
       {edit(good, R"("hardware")", R"("hardwear")"),
-       "/hardwear: unknown key 'hardwear' (known here: hardware, knobs, routing, vrfs, interfaces, lags, tunnels, fecs, routes, nhg)"},
+       "/hardwear: unknown key 'hardwear' (known here: hardware, knobs, routing, vrfs, resilient, interfaces, lags, tunnels, fecs, routes, nhg)"},
       {edit(good, R"("Ethernet1": {},)", R"("Ethernet1": {}, "Ethernet1": {},)"),
        "/interfaces/Ethernet1: duplicate key 'Ethernet1'"},
       {edit(good, R"("0.0.0.0/0": { "fec": 4 })", R"("0.0.0.0/0": { "fec": 7 })"),
@@ -212,13 +185,7 @@ TEST_F(ConfigFileTest, ABadFileIsRefusedWholeNamingTheValueAndNothingIsApplied) 
       {"[1, 2]", "/: the configuration is one JSON object"},
   };
   for (auto const& b : bad) {
-    write(b.text);
-    try {
-      file_->reload(agent_);
-      ADD_FAILURE() << "not refused: " << b.message;
-    } catch (std::invalid_argument const& e) {
-      EXPECT_EQ(e.what(), path_ + ": " + b.message);
-    }
+    expectRefused(b.text, b.message);
     ASSERT_TRUE(agent_.runUntilIdle());
     EXPECT_EQ(state(), before) << b.message;
     EXPECT_EQ(chipWrites(), writes) << b.message;
