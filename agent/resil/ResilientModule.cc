@@ -12,6 +12,7 @@
 #include "agent/resil/ResilientSection.h"
 #include "kor/adj/AdjSm.h"
 #include "kor/l3/VrfRootSm.h"
+#include "quill/FecId.h"
 
 namespace KorAgent {
 
@@ -151,7 +152,8 @@ ShowModel ResilientModule::tablesShow() const {
       }
       std::string header;
       if (std::exchange(first, false)) (header += "vrf ") += name.str() + ":\n";
-      m.rowAdd({M::raw(jsonString(name.str()), header), M::str(t.prefix), M::num(t.fec), M::num(t.adj),
+      m.rowAdd({M::raw(jsonString(name.str()), header), M::str(t.prefix), M::str(Quill::Fib::FecId(t.fec).str()),
+                M::str(Quill::Fib::FecId(t.adj).str()),
                 M::num(t.l2Adj), M::num(t.buckets), M::num(t.params.capacity), M::num(t.params.redundancy),
                 M::num(t.moves), M::raw(members + "]", ""), M::raw(bucketTable + "]", "")},
                lines);

@@ -72,7 +72,7 @@ TEST_F(Tunnel6Test, BothOverlaysFollowTheIpv6Underlay) {
   addTunnel();
   EXPECT_TRUE(status().resolved);
   EXPECT_EQ(status().underlayPrefix, "2001:db8:2::/48");
-  EXPECT_EQ(status().underlayFec, 1u);
+  EXPECT_EQ(Quill::Fib::FecId(status().underlayFec).str(), "1");
   for (uint64_t fec : {3, 4}) {
     EXPECT_EQ(underlay(fec).type(), T::nextHopArpResolved) << fec;
     EXPECT_EQ(underlay(fec).macAddr(), mac(1)) << fec;

@@ -24,10 +24,15 @@ using KorTest::count;
 void waitIdle(AgentProcess const& agent) {
   auto const start = std::chrono::steady_clock::now();
   double last = agent.cpuSeconds();
-  while (std::chrono::steady_clock::now() - start < std::chrono::seconds(60)) {
+  // Idle is the agent's CPU time standing still for 1.5 s: one still sample
+  // is not enough on a loaded machine, where the agent may simply not have
+  // been scheduled yet.
+  int still = 0;
+  while (std::chrono::steady_clock::now() - start < std::chrono::seconds(120)) {
     std::this_thread::sleep_for(std::chrono::milliseconds(300));
     double const now = agent.cpuSeconds();
-    if (now == last) return;
+    still = now == last ? still + 1 : 0;
+    if (still == 5) return;
     last = now;
   }
 }
