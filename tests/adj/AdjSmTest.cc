@@ -1,8 +1,9 @@
 // The adjacency machine over the software chip on a manual clock: review
 // queues and their order, the pass quantum and its bookmark, the timer that
-// only moves earlier, the routing switch-off hand-off, the ECMP limit, the
-// drop adjacencies, on-the-spot reviews, resource-full recovery and routing
-// switched off; FECs of more paths than an adjacency can index.
+// only moves earlier, the routing switch-off hand-off, the drop adjacencies,
+// on-the-spot reviews, resource-full recovery and routing switched off; FECs
+// of more paths than an adjacency can index. The ECMP limit as a user sees
+// it is the adj_max_ecmp scenario's.
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -247,37 +248,6 @@ TEST_F(AdjSmTest, LabelStackDeeperThanAnAdjacencyPushesIsRefused) {
   EXPECT_EQ(e5->adjVia()->viaList()[0].labels().size(), Kor::MplsStackEntryIndex::kMaxDepth);
   EXPECT_FALSE(sm_->adjEntry(fecId(6).value()));
   EXPECT_EQ(traced("MplsStackEntryIndex::value < MplsStackEntryIndex::min or > MplsStackEntryIndex::max not allowed"), 1u);
-}
-
-TEST_F(AdjSmTest, EcmpLimitCutsIpv4AndRefusesIpv6) {
-  hw_->maxEcmpIs(2);
-  start();
-  fec(5, 3);
-  fec6(7, 3);
-  fec(8, 2);
-  loop_->runUntilIdle();
-
-  ASSERT_EQ(log_->records().size(), 2u);
-  EXPECT_EQ(log_->records()[0].name, "ROUTING_MAX_PATHS_EXCEEDED");
-  EXPECT_EQ(log_->records()[0].severity, 3);
-  uint32_t adj5 = static_cast<uint32_t>(fecId(5).value());
-  EXPECT_EQ(log_->records()[0].text,
-            "Number of paths (3) for adj " + std::to_string(int(adj5)) + " higher than max supported value (2)");
-  EXPECT_EQ(log_->records()[1].name, "IP6ROUTING_MAX_PATHS_EXCEEDED");
-  EXPECT_NE(std::string(ROUTING_MAX_PATHS_EXCEEDED.explanation()).find("programmed to to use only"),
-            std::string::npos);
-  EXPECT_NE(std::string(IP6ROUTING_MAX_PATHS_EXCEEDED.explanation()).find("The route cannot be allocated."),
-            std::string::npos);
-
-  auto e5 = sm_->adjEntry(fecId(5).value());
-  ASSERT_TRUE(e5 && e5->adjVia());
-  ASSERT_EQ(e5->adjVia()->vias(), 2u);
-  EXPECT_EQ(e5->adjVia()->viaList()[1].nextHop(), IpAddr4("10.0.0.2"));
-  EXPECT_NE(sm_->getL2AdjIndex(fecId(5), FecId(), 4), 0u);
-  EXPECT_FALSE(sm_->adjEntry(fecId(7).value()));
-  EXPECT_EQ(sm_->getL2AdjIndex(fecId(7), FecId(), 6), 0u);
-  EXPECT_EQ(log_->records().size(), 2u);  // refused until the FEC changes: no second log
-  EXPECT_TRUE(sm_->adjEntry(fecId(8).value()));
 }
 
 TEST_F(AdjSmTest, DropAdjacenciesSurviveEveryRoute) {

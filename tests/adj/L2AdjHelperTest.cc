@@ -1,18 +1,16 @@
 // L2 adjacency resolution against the software chip: what a via set resolves
-// to, sharing of equal collections, in-place versus new L2 adjacencies, the
-// platform's answers, resource full, the slow-receive adjacency, the
-// sharing-mode restart, restart reconciliation and tunnel bookkeeping.
+// to, in-place versus new L2 adjacencies of sharers, the chip's own
+// capacity, the slow-receive adjacency, the sharing-mode change, restart
+// reconciliation and tunnel bookkeeping. Sharing as such, the platform's
+// answers and resource full as a user sees them are the adj_sharing,
+// adj_chip_fault and adj_resource_full scenarios'.
 #include <gtest/gtest.h>
 
 #include <cstdlib>
 #include <vector>
 
+#include "AdjChipFixture.h"
 #include "kor/records/AdjEntry.h"
-#include "kor/adj/L2AdjHelper.h"
-#include "kor/common/KorCommonSmData.h"
-#include "softchip/adj/SoftAdjSmHelper.h"
-#include "softchip/SoftChip.h"
-#include "vix/ActivityLoop.h"
 #include "vix/Log.h"
 
 namespace {
@@ -24,29 +22,25 @@ using Nollo::IpGenAddr;
 using T = NextHopEntryType;
 
 IpAddr4 a4(char const* s) { return IpAddr4(s); }
-Nollo::EthAddr mac(uint64_t v) { return Nollo::EthAddr::fromUint64(v); }
 
-class L2AdjHelperTest : public ::testing::Test {
+// The L2 adjacency helper alone over AdjChipFixture's chip and inputs, with
+// Ethernet1-3, Vlan10, Vlan20 and Port-Channel7 up; no adjacency machine.
+class L2AdjHelperTest : public KorTest::AdjChipFixture {
  protected:
   void SetUp() override {
     unsetenv("SIMULATION_VMID");
-    ts_ = Vix::makePtr<Vix::ManualTimeSource>(0.0);
-    loop_ = Vix::makePtr<Vix::ActivityLoop>(ts_);
-    acsd_ = korCommonSmDataFactory("acsd", loop_);
+    AdjChipFixture::SetUp();
     hwConfig_ = Vix::makePtr<Routing::Hardware::Config>("hwConfig");
-    intfs_ = Vix::makePtr<Interface::AllIntfStatusDir>("intfs");
     for (auto i : {IntfId::ethernet(1), IntfId::ethernet(2), IntfId::ethernet(3), IntfId::vlan(10),
                    IntfId::vlan(20), IntfId::portChannel(7)})
       intfs_->intfStatusIs(i, Interface::IntfStatus{true, !i.isVlan()});
-    chip_ = Vix::makePtr<SoftChip::SoftChip>();
     start();
   }
 
   // A fresh run of the library over the same chip.
   void start() {
     l3Status_ = Vix::makePtr<L3Status>("l3Status");
-    l3Status_->vrfIdPairIs(VrfName("default"), VrfId(0));
-    vrf_ = l3Status_->newVrfL3Status(VrfName("default"));
+    vrf_ = vrfIs("default", 0);
     chip_->adj().softAdjSmHelper().l3StatusIs(l3Status_);
     helper_ = Vix::makePtr<L2AdjHelper>(acsd_, l3Status_, hwConfig_, intfs_, chip_->adj().adjSmHelper());
     helper_->exitFnIs([this](int status) { exits_.push_back(status); });
@@ -85,15 +79,7 @@ class L2AdjHelperTest : public ::testing::Test {
   SoftChip::SoftAdjSmHelper& soft() { return chip_->adj().softAdjSmHelper(); }
   SoftChip::ChipTable<uint64_t, NextHopL2InfoCollection>& table() { return chip_->adj().l2AdjTable(); }
 
-  Vix::Ptr<Vix::ManualTimeSource> ts_;
-  Vix::Ptr<Vix::ActivityLoop> loop_;
-  Vix::Ptr<KorCommonSmData> acsd_;
   Vix::Ptr<Routing::Hardware::Config> hwConfig_;
-  Vix::Ptr<Interface::AllIntfStatusDir> intfs_;
-  Vix::Ptr<SoftChip::SoftChip> chip_;
-  Vix::Ptr<L3Status> l3Status_;
-  Vix::Ptr<VrfL3Status> vrf_;
-  Vix::Ptr<L2AdjHelper> helper_;
   std::vector<int> exits_;
 };
 
@@ -114,7 +100,7 @@ TEST_F(L2AdjHelperTest, ViasResolveThroughNeighboursInterfacesAndRouteType) {
   EXPECT_FALSE(c.hasDownL3Intf());
 
   // A down interface leaves its via out; with nothing left the adjacency drops.
-  intfs_->intfStatusIs(IntfId::vlan(20), Interface::IntfStatus{false, false});
+  link(IntfId::vlan(20), false);
   c = build({via("10.0.0.1", IntfId::vlan(10)), via("10.0.0.3", IntfId::vlan(20))});
   EXPECT_EQ(c.paths(), 1u);
   EXPECT_TRUE(c.hasDownL3Intf());
@@ -141,37 +127,10 @@ TEST_F(L2AdjHelperTest, BackupViasOnlyWhenNoPrimaryIsLeft) {
   auto c = build(vias, RouteType::forwardRoute, 1);
   EXPECT_TRUE(c.nextHopHas(IpGenAddr(a4("10.0.0.1"))));
   EXPECT_FALSE(c.nextHopHas(IpGenAddr(a4("10.0.0.2"))));
-  intfs_->intfStatusIs(IntfId::vlan(10), Interface::IntfStatus{false, false});
+  link(IntfId::vlan(10), false);
   c = build(vias, RouteType::forwardRoute, 1);
   EXPECT_FALSE(c.nextHopHas(IpGenAddr(a4("10.0.0.1"))));
   EXPECT_EQ(path(c, "10.0.0.2").type(), T::nextHopArpResolved);
-}
-
-TEST_F(L2AdjHelperTest, EqualViasShareOnlyWithSharingOn) {
-  arp("10.0.0.1", 10, IntfId::ethernet(1), 0x11);
-  std::vector<Via> vias{via("10.0.0.1", IntfId::vlan(10))};
-  auto a = adj(1, vias), b = adj(2, vias);
-  EXPECT_TRUE(helper_->updateL2AdjForAdj(*a, AdjUpdateType::regularAdjUpdate));
-  EXPECT_TRUE(helper_->updateL2AdjForAdj(*b, AdjUpdateType::regularAdjUpdate));
-  EXPECT_EQ(a->l2Adj(), b->l2Adj());
-  EXPECT_EQ(a->l2Adj()->adjEntry().size(), 2u);
-  EXPECT_EQ(l3Status_->nextHopsToL2AdjSize(), 1u);
-  EXPECT_EQ(soft().opCount("createAdj"), 1u);
-  EXPECT_EQ(a->l2Adj()->state(), L2AdjState::installed);
-
-  hwConfig_->adjSharingIs(Routing::Hardware::AdjSharing::off);  // read by a new run
-  chip_ = Vix::makePtr<SoftChip::SoftChip>();
-  exits_.clear();
-  start();
-  EXPECT_FALSE(helper_->adjSharing());
-  arp("10.0.0.1", 10, IntfId::ethernet(1), 0x11);
-  a = adj(1, vias), b = adj(2, vias);
-  helper_->updateL2AdjForAdj(*a, AdjUpdateType::regularAdjUpdate);
-  helper_->updateL2AdjForAdj(*b, AdjUpdateType::regularAdjUpdate);
-  EXPECT_NE(a->l2Adj(), b->l2Adj());
-  EXPECT_EQ(a->l2Adj()->via(), b->l2Adj()->via());
-  EXPECT_EQ(l3Status_->nextHopsToL2AdjSize(), 0u);
-  EXPECT_EQ(table().size(), 2u);
 }
 
 TEST_F(L2AdjHelperTest, ChangingOneSharerLeavesTheOtherUntouchedAndAnUnsharedOneUpdatesInPlace) {
@@ -218,39 +177,13 @@ TEST_F(L2AdjHelperTest, ChangingOneSharerLeavesTheOtherUntouchedAndAnUnsharedOne
   EXPECT_EQ(l3Status_->nextHopsToL2AdjSize(), 0u);
 }
 
-TEST_F(L2AdjHelperTest, PlatformAnswersBecomeStatesAndARetryInstalls) {
+// The chip's own capacity: a full table raises the flag; freeing an entry
+// clears it. (No platform call while the flag stands, and the install once
+// it clears, are the adj_resource_full scenario's.)
+TEST_F(L2AdjHelperTest, FullChipTableRaisesResourceFullAndAFreedEntryClearsIt) {
   arp("10.0.0.1", 10, IntfId::ethernet(1), 0x11);
-  auto& fi = chip_->injector();
-  fi.kindFaultIs("l2adj", SoftChip::ChipAnswer::notReady);
   auto a = adj(1, {via("10.0.0.1", IntfId::vlan(10))});
   helper_->updateL2AdjForAdj(*a, AdjUpdateType::regularAdjUpdate);
-  EXPECT_EQ(a->l2Adj()->state(), L2AdjState::installNotReady);
-  fi.kindFaultIs("l2adj", SoftChip::ChipAnswer::fail);
-  EXPECT_TRUE(helper_->updateL2AdjForAdj(*a, AdjUpdateType::regularAdjUpdate));
-  EXPECT_EQ(a->l2Adj()->state(), L2AdjState::installFailed);
-  EXPECT_EQ(table().size(), 0u);
-  fi.faultsDelAll();
-  // Unchanged data but not installed: the platform is asked again (a create,
-  // since the chip never took it).
-  EXPECT_TRUE(helper_->updateL2AdjForAdj(*a, AdjUpdateType::regularAdjUpdate));
-  EXPECT_EQ(a->l2Adj()->state(), L2AdjState::installed);
-  EXPECT_EQ(soft().opCount("createAdj"), 3u);
-  EXPECT_EQ(soft().opCount("updateAdj"), 0u);
-}
-
-TEST_F(L2AdjHelperTest, ResourceFullFailsWithoutPlatformCallAndClearingItInstalls) {
-  arp("10.0.0.1", 10, IntfId::ethernet(1), 0x11);
-  l3Status_->adjResourceFullIs(true);
-  auto a = adj(1, {via("10.0.0.1", IntfId::vlan(10))});
-  helper_->updateL2AdjForAdj(*a, AdjUpdateType::regularAdjUpdate);
-  EXPECT_EQ(a->l2Adj()->state(), L2AdjState::installFailed);
-  EXPECT_TRUE(soft().calls().empty());
-  l3Status_->adjResourceFullIs(false);
-  helper_->updateL2AdjForAdj(*a, AdjUpdateType::regularAdjUpdate);
-  EXPECT_EQ(a->l2Adj()->state(), L2AdjState::installed);
-  EXPECT_TRUE(table().has(a->l2Adj()->index()));
-
-  // The chip's own capacity: a full table raises the flag; freeing an entry clears it.
   table().capacityIs(1);
   arp("10.0.0.2", 10, IntfId::ethernet(2), 0x22);
   auto b = adj(2, {via("10.0.0.2", IntfId::vlan(10))});
@@ -282,7 +215,9 @@ TEST_F(L2AdjHelperTest, SlowReceiveAdjacencyIsNeverDeleted) {
   EXPECT_TRUE(table().has(l2->index()));
 }
 
-TEST_F(L2AdjHelperTest, SharingModeChangeEndsTheProcessUnlessSimulated) {
+// With SIMULATION_VMID set the change only marks a reset pending: the
+// adj_sharing scenario's.
+TEST_F(L2AdjHelperTest, SharingModeChangeEndsTheProcess) {
   auto sink = Vix::makePtr<Vix::MemoryLogSink>();
   auto old = Vix::logSink();
   Vix::logSinkIs(sink);
@@ -290,13 +225,7 @@ TEST_F(L2AdjHelperTest, SharingModeChangeEndsTheProcessUnlessSimulated) {
   EXPECT_EQ(exits_, std::vector<int>{0});
   EXPECT_EQ(sink->count("ROUTING_ADJ_SHARING_MODE_CHANGE"), 1u);
   EXPECT_TRUE(helper_->adjSharing());  // never switched in a running agent
-
-  setenv("SIMULATION_VMID", "1", 1);
-  hwConfig_->adjSharingIs(Routing::Hardware::AdjSharing::on);
-  unsetenv("SIMULATION_VMID");
   Vix::logSinkIs(old);
-  EXPECT_EQ(exits_.size(), 1u);
-  EXPECT_TRUE(helper_->pendingReset());
 }
 
 TEST_F(L2AdjHelperTest, RestartClaimsChipAdjacenciesBackWithoutRewriting) {

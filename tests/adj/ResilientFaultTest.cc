@@ -9,6 +9,8 @@
 #include <set>
 #include <sstream>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "agent/Agent.h"
 #include "agent/ScenarioRunner.h"
@@ -59,24 +61,32 @@ class ResilientFaultTest : public ::testing::Test {
   std::unique_ptr<KorAgent::Agent> agent_;
 };
 
-// Four next hops resolved on a VLAN, a resilient prefix of 4 x 3 buckets.
-constexpr char const* kFourNextHops = R"(set resilientEcmpSupported on
-routing default on
-intf add Vlan10 vlan 10
-arp add default 10.1.0.1 00:1c:73:00:00:01 Vlan10
-arp add default 10.1.0.2 00:1c:73:00:00:02 Vlan10
-arp add default 10.1.0.3 00:1c:73:00:00:03 Vlan10
-arp add default 10.1.0.4 00:1c:73:00:00:04 Vlan10
-mac add 10 00:1c:73:00:00:01 Ethernet1
-mac add 10 00:1c:73:00:00:02 Ethernet1
-mac add 10 00:1c:73:00:00:03 Ethernet1
-mac add 10 00:1c:73:00:00:04 Ethernet1
-fec add 1 via 10.1.0.1 Vlan10 via 10.1.0.2 Vlan10 via 10.1.0.3 Vlan10 via 10.1.0.4 Vlan10
-route add default 10.9.0.0/16 fec 1
-resilient add default 10.9.0.0/16 capacity 4 redundancy 3
-init
-run until idle
-)";
+// FEC 1 over `hops` (address, VLAN), each with a MAC entry behind
+// Ethernet<VLAN/10> and the first `resolved` of them with a neighbour entry,
+// and the resilient prefix 10.9.0.0/16 of 4 x 3 buckets over it.
+std::string resilientOver(std::vector<std::pair<std::string, int>> const& hops, size_t resolved) {
+  std::string s = "set resilientEcmpSupported on\nrouting default on\n", fec = "fec add 1";
+  auto line = [&s](std::initializer_list<std::string> words) {
+    for (auto const& w : words) s += w;
+    s += "\n";
+  };
+  std::set<int> vlans;
+  for (size_t i = 0; i < hops.size(); ++i) {
+    auto const& [ip, v] = hops[i];
+    std::string const vlan = std::to_string(v), mac = std::string("00:1c:73:00:00:0").append(std::to_string(i + 1));
+    if (vlans.insert(v).second) line({"intf add Vlan", vlan, " vlan ", vlan});
+    if (i < resolved) line({"arp add default ", ip, " ", mac, " Vlan", vlan});
+    line({"mac add ", vlan, " ", mac, " Ethernet", std::to_string(v / 10)});
+    for (auto const& w : {" via ", ip.c_str(), " Vlan", vlan.c_str()}) fec += w;
+  }
+  line({fec});
+  s += "route add default 10.9.0.0/16 fec 1\nresilient add default 10.9.0.0/16 capacity 4 redundancy 3\n";
+  s += "init\nrun until idle\n";
+  return s;
+}
+// Four next hops resolved on Vlan10.
+std::string const kFourNextHops =
+    resilientOver({{"10.1.0.1", 10}, {"10.1.0.2", 10}, {"10.1.0.3", 10}, {"10.1.0.4", 10}}, 4);
 
 // The tunnel goes and comes back with an L2 adjacency of a new index: the
 // resilient table over the tunnel FEC names the new one, which the chip holds.
@@ -155,23 +165,8 @@ TEST_F(ResilientFaultTest, WeightsSetTheSharesAndMovesStayMinimal) {
 // a link that goes down give up their buckets and take them back when it
 // comes up, the others' buckets staying where they are.
 TEST_F(ResilientFaultTest, OnlyNextHopsThatForwardHoldBuckets) {
-  run(R"(set resilientEcmpSupported on
-routing default on
-intf add Vlan10 vlan 10
-intf add Vlan20 vlan 20
-arp add default 10.1.0.1 00:1c:73:00:00:01 Vlan10
-arp add default 10.1.0.2 00:1c:73:00:00:02 Vlan10
-arp add default 10.2.0.3 00:1c:73:00:00:03 Vlan20
-mac add 10 00:1c:73:00:00:01 Ethernet1
-mac add 10 00:1c:73:00:00:02 Ethernet1
-mac add 20 00:1c:73:00:00:03 Ethernet2
-mac add 20 00:1c:73:00:00:04 Ethernet2
-fec add 1 via 10.1.0.1 Vlan10 via 10.1.0.2 Vlan10 via 10.2.0.3 Vlan20 via 10.2.0.4 Vlan20
-route add default 10.9.0.0/16 fec 1
-resilient add default 10.9.0.0/16 capacity 4 redundancy 3
-init
-run until idle
-)");
+  // The fourth next hop, on Vlan20 behind Ethernet2, waits for its neighbour.
+  run(resilientOver({{"10.1.0.1", 10}, {"10.1.0.2", 10}, {"10.2.0.3", 20}, {"10.2.0.4", 20}}, 3));
   using Shares = std::map<std::string, uint32_t>;
   EXPECT_EQ(shares("10.9.0.0/16"), (Shares{{"10.1.0.1", 4}, {"10.1.0.2", 4}, {"10.2.0.3", 4}}));
   uint64_t writes = bucketWrites();

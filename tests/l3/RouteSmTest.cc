@@ -1,9 +1,9 @@
-// The route machines (one template, both families) over the adjacency machine
-// and the software chip's L2 adjacencies, with a scripted platform route hook,
-// on a manual clock: the hand-over list, deletion delay, review order and
-// batches, unprogrammed routes and their recovery, end of sync, restart
-// reconciliation, routing switched off, prefix walks, and the IPv6 overflow,
-// aggregate and table-move paths.
+// The route machines (one template, both families) over the adjacency
+// machine of AdjChipFixture, with a scripted platform route hook: the
+// hand-over list, deletion delay, review order and batches, unprogrammed
+// routes and their recovery, end of sync, restart reconciliation, routing
+// switched off, prefix walks, and the IPv6 overflow, aggregate and
+// table-move paths.
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -11,13 +11,8 @@
 #include <set>
 #include <vector>
 
-#include "kor/adj/AdjSm.h"
-#include "kor/adj/L2AdjHelper.h"
-#include "kor/common/KorCommonSmData.h"
 #include "kor/l3/RouteSmT.h"
-#include "softchip/adj/SoftAdjSmHelper.h"
-#include "softchip/SoftChip.h"
-#include "vix/ActivityLoop.h"
+#include "tests/adj/AdjChipFixture.h"
 #include "vix/Log.h"
 #include "vix/SteppingTimeSource.h"
 #include "vix/Trace.h"
@@ -39,13 +34,13 @@ template <class AF>
 class ScriptedRouteHelper : public KorHelper::RouteSmHelperT<AF> {
  public:
   using Prefix = Nollo::IpPrefixT<AF>;
-  ScriptedRouteHelper(Vix::Ptr<L3Status> l3) : l3_(std::move(l3)) {}
+  ScriptedRouteHelper(Vix::Ptr<L3Status> l3) : l3Status_(std::move(l3)) {}
 
   RouteUpdateAnswer handleRouteUpdate(VrfId vrfId, Prefix const& p, uint64_t) override {
     ++calls;
     Vix::Ptr<AdjInfo> info;
-    if constexpr (AF::version == 4) info = l3_->adjInfoList({vrfId, p});
-    else info = l3_->adjInfo6List({vrfId, p});
+    if constexpr (AF::version == 4) info = l3Status_->adjInfoList({vrfId, p});
+    else info = l3Status_->adjInfo6List({vrfId, p});
     if (!info) {
       if (refuseDeletes) return RouteUpdateAnswer::failed;
       if (chip.erase(p)) ++deletes;
@@ -53,10 +48,10 @@ class ScriptedRouteHelper : public KorHelper::RouteSmHelperT<AF> {
     }
     if (failing.count(p)) return RouteUpdateAnswer::failed;
     if (!chip.count(p) && chip.size() >= capacity) {
-      if constexpr (AF::version == 4) l3_->routingResourceFullIs(true);
+      if constexpr (AF::version == 4) l3Status_->routingResourceFullIs(true);
       else {
-        l3_->ip6RoutingResourceFullIs(true);
-        if (overflow) l3_->ip6OverflowRouteIs(p, true);
+        l3Status_->ip6RoutingResourceFullIs(true);
+        if (overflow) l3Status_->ip6OverflowRouteIs(p, true);
       }
       return RouteUpdateAnswer::resourceFull;
     }
@@ -72,21 +67,20 @@ class ScriptedRouteHelper : public KorHelper::RouteSmHelperT<AF> {
     if (chip.erase(p)) ++deletes;
   }
   void handleEndOfSync(VrfName const&) override { ++endOfSyncs; }
-  void icmpUnreachableIs(VrfId, bool on) override { settings["icmpUnreachable"] = on; }
-  void greKeyForwardingIs(VrfId, bool on) override { settings["greKeyForwarding"] = on; }
+  void icmpUnreachableIs(VrfId, bool) override {}
+  void greKeyForwardingIs(VrfId, bool) override {}
 
-  Vix::Ptr<L3Status> l3_;
+  Vix::Ptr<L3Status> l3Status_;
   std::map<Prefix, uint64_t> chip;  // prefix -> L2 adjacency index
   std::set<Prefix> failing;
   size_t capacity = ~size_t(0);
   bool overflow = false;
   bool refuseDeletes = false;
-  std::map<std::string, bool> settings;
   int calls = 0, creates = 0, updates = 0, deletes = 0, endOfSyncs = 0;
 };
 
 template <class AF>
-class RouteSmTest : public ::testing::Test {
+class RouteSmTest : public KorTest::AdjChipFixture {
  protected:
   using Prefix = Nollo::IpPrefixT<AF>;
   using Sm = RouteSmT<AF>;
@@ -97,51 +91,30 @@ class RouteSmTest : public ::testing::Test {
     unsetenv("KOR_ROUTES_REVIEW_INTERVAL");
     trace_ = Vix::makePtr<Vix::MemoryTraceSink>();
     Vix::traceSinkIs(trace_);
-    loop_ = Vix::makePtr<Vix::ActivityLoop>(newTimeSource());
-    acsd_ = korCommonSmDataFactory("acsd", loop_);
-    l3_ = Vix::makePtr<L3Status>("l3Status");
-    l3_->vrfIdPairIs(VrfName("default"), VrfId(0));
-    vrf_ = l3_->newVrfL3Status(VrfName("default"));
-    vrf_->routingEnabledIs(true);
-    vrf_->routing6EnabledIs(true);
-    fwd4_ = Vix::makePtr<Quill::Fib::ForwardingStatus>("default");
-    fwd6_ = Vix::makePtr<Quill::Fib6::ForwardingStatus>("default");
+    AdjChipFixture::SetUp();
     routes_ = Vix::makePtr<Quill::Fib::RouteStatusT<AF>>("default");
-    hw_ = Vix::makePtr<Routing::Hardware::Status>("hw");
     l3Config_ = Vix::makePtr<Routing::L3Config>("l3Config");
-    chip_ = Vix::makePtr<SoftChip::SoftChip>();
-    chip_->adj().softAdjSmHelper().l3StatusIs(l3_);
-    l2_ = Vix::makePtr<L2AdjHelper>(acsd_, l3_, Vix::makePtr<Routing::Hardware::Config>("hwConfig"),
-                                    Vix::makePtr<Interface::AllIntfStatusDir>("intfs"), chip_->adj().adjSmHelper());
-    l2_->initializedIs(true);
-    adj_ = Vix::makePtr<AdjSm>(VrfId(0), VrfName("default"), acsd_, nullptr, l3_, fwd4_, fwd6_, hw_, l2_, nullptr,
-                               nullptr, nullptr, nullptr, nullptr);
-    adj_->initializedIs(true);
-    helper_ = Vix::makePtr<ScriptedRouteHelper<AF>>(l3_);
-  }
-  // The manual clock of most tests (ts_); a fixture may read another.
-  virtual Vix::Ptr<Vix::TimeSource> newTimeSource() {
-    ts_ = Vix::makePtr<Vix::ManualTimeSource>(0.0);
-    return ts_;
+    startAdj();
+    rh_ = Vix::makePtr<ScriptedRouteHelper<AF>>(l3Status_);
   }
   void TearDown() override {
-    sm_ = nullptr;
-    adj_ = nullptr;
+    rsm_ = nullptr;
+    AdjChipFixture::TearDown();
     Vix::traceSinkIs(nullptr);
     acsd_->doCleanup();
   }
   void start() {
     Vix::Ptr<Quill::Fib::ForwardingStatusT<AF> const> fwd;
-    if constexpr (v4) fwd = fwd4_;
+    if constexpr (v4) fwd = fwd_;
     else fwd = fwd6_;
-    sm_ = Vix::makePtr<Sm>(acsd_, nullptr, VrfId(0),
-                           typename Sm::Inputs{l3Config_, l3_, vrf_, routes_, fwd, hw_, nullptr, adj_, helper_});
-    sm_->tf().levelsIs("*");
-    sm_->reviewHookIs([this](Prefix const& p) {
+    rsm_ = Vix::makePtr<Sm>(acsd_, nullptr, VrfId(0),
+                            typename Sm::Inputs{l3Config_, l3Status_, vrf_, routes_, fwd, hw_, nullptr, sm_, rh_});
+    rsm_->tf().levelsIs("*");
+    rsm_->reviewHookIs([this](Prefix const& p) {
       reviewed_.push_back(p);
       if (ts_) ts_->advance(reviewCost_);
     });
-    sm_->initializedIs(true);
+    rsm_->initializedIs(true);
   }
   void run() { loop_->runUntilIdle(100); }
 
@@ -154,7 +127,7 @@ class RouteSmTest : public ::testing::Test {
     using Via = typename Quill::Fib::FecT<AF>::Via;
     std::vector<Via> v;
     for (int n = 0; n < vias; ++n) v.emplace_back(addr(base * 16 + n + 1), IntfId::ethernet(1 + n));
-    if constexpr (v4) fwd4_->fecIs(Quill::Fib::Fec(id, type, v));
+    if constexpr (v4) fwd_->fecIs(Quill::Fib::Fec(id, type, v));
     else fwd6_->fecIs(Quill::Fib6::Fec(id, type, v));
   }
   static typename AF::Addr addr(int n) {
@@ -170,38 +143,27 @@ class RouteSmTest : public ::testing::Test {
   void route(Prefix const& p, FecId f) { routes_->routeIs(Quill::Fib::RouteT<AF>(p, f)); }
   void unroute(Prefix const& p) { routes_->routeDel(p); }
   Vix::Ptr<AdjInfo> handed(Prefix const& p) const {
-    if constexpr (v4) return l3_->adjInfoList({VrfId(0), p});
-    else return l3_->adjInfo6List({VrfId(0), p});
+    if constexpr (v4) return l3Status_->adjInfoList({VrfId(0), p});
+    else return l3Status_->adjInfo6List({VrfId(0), p});
   }
   uint32_t unprogrammedCount() const {
     return v4 ? vrf_->numUnprogrammedRoutes() : vrf_->numUnprogrammedV6Routes();
   }
   void suspend(bool on) {
-    if constexpr (v4) l3_->suspendRouteUpdatesIs(on);
-    else l3_->suspendIp6RouteUpdatesIs(on);
+    if constexpr (v4) l3Status_->suspendRouteUpdatesIs(on);
+    else l3Status_->suspendIp6RouteUpdatesIs(on);
   }
   void resourceFullIs(bool on) {
-    if constexpr (v4) l3_->routingResourceFullIs(on);
-    else l3_->ip6RoutingResourceFullIs(on);
+    if constexpr (v4) l3Status_->routingResourceFullIs(on);
+    else l3Status_->ip6RoutingResourceFullIs(on);
   }
   bool endOfSync() const { return v4 ? vrf_->endOfV4SyncDone() : vrf_->endOfV6SyncDone(); }
 
   Vix::Ptr<Vix::MemoryTraceSink> trace_;
-  Vix::Ptr<Vix::ManualTimeSource> ts_;
-  Vix::Ptr<Vix::ActivityLoop> loop_;
-  Vix::Ptr<KorCommonSmData> acsd_;
-  Vix::Ptr<L3Status> l3_;
-  Vix::Ptr<VrfL3Status> vrf_;
-  Vix::Ptr<Quill::Fib::ForwardingStatus> fwd4_;
-  Vix::Ptr<Quill::Fib6::ForwardingStatus> fwd6_;
   Vix::Ptr<Quill::Fib::RouteStatusT<AF>> routes_;
-  Vix::Ptr<Routing::Hardware::Status> hw_;
   Vix::Ptr<Routing::L3Config> l3Config_;
-  Vix::Ptr<SoftChip::SoftChip> chip_;
-  Vix::Ptr<L2AdjHelper> l2_;
-  Vix::Ptr<AdjSm> adj_;
-  Vix::Ptr<ScriptedRouteHelper<AF>> helper_;
-  Vix::Ptr<Sm> sm_;
+  Vix::Ptr<ScriptedRouteHelper<AF>> rh_;
+  Vix::Ptr<Sm> rsm_;
   std::vector<Prefix> reviewed_;
   Vix::Seconds reviewCost_ = 0;
 };
@@ -221,20 +183,20 @@ TYPED_TEST(RouteSmTest, RouteIsHandedOverWithItsFecAndL2AdjacencyAndSyncEndsOnce
   ASSERT_TRUE(a);
   EXPECT_EQ(a->fibAdjIndex(), fecId(1).value());
   EXPECT_EQ(a->routeType(), RouteType::forwardRoute);
-  auto entry = this->adj_->adjEntry(fecId(1).value());
+  auto entry = this->sm_->adjEntry(fecId(1).value());
   ASSERT_TRUE(entry && entry->l2Adj());
   EXPECT_EQ(a->l2AdjIndex(), entry->l2Adj()->index());
   // Routes with the same statement share one record.
   EXPECT_EQ(this->handed(this->pfx(2)).ptr(), a.ptr());
   EXPECT_NE(this->handed(this->pfx(3)).ptr(), a.ptr());
-  EXPECT_EQ(this->helper_->chip.size(), 3u);
+  EXPECT_EQ(this->rh_->chip.size(), 3u);
   EXPECT_TRUE(this->endOfSync());
-  EXPECT_EQ(this->helper_->endOfSyncs, 1);
+  EXPECT_EQ(this->rh_->endOfSyncs, 1);
   // Later routes do not end the sync again.
   this->route(this->pfx(4), fecId(2));
   this->run();
-  EXPECT_EQ(this->helper_->endOfSyncs, 1);
-  EXPECT_EQ(this->helper_->chip.size(), 4u);
+  EXPECT_EQ(this->rh_->endOfSyncs, 1);
+  EXPECT_EQ(this->rh_->chip.size(), 4u);
   // Moving a route to another FEC moves it between adjacencies.
   this->route(this->pfx(4), fecId(1));
   this->run();
@@ -243,33 +205,33 @@ TYPED_TEST(RouteSmTest, RouteIsHandedOverWithItsFecAndL2AdjacencyAndSyncEndsOnce
   this->unroute(this->pfx(4));
   this->run();
   EXPECT_FALSE(this->handed(this->pfx(4)));
-  EXPECT_EQ(this->helper_->chip.size(), 3u);
-  EXPECT_EQ(this->sm_->fibRoutes(), 3u);
+  EXPECT_EQ(this->rh_->chip.size(), 3u);
+  EXPECT_EQ(this->rsm_->fibRoutes(), 3u);
 }
 
 TYPED_TEST(RouteSmTest, DeletedAndReAddedBeforeTheDeletionTimeNeverLeavesTheChip) {
   this->fec(1);
   this->route(this->pfx(1), fecId(1));
   this->start();
-  this->sm_->handleDeletionDelay(1.0);
+  this->rsm_->handleDeletionDelay(1.0);
   this->run();
-  ASSERT_EQ(this->helper_->chip.size(), 1u);
+  ASSERT_EQ(this->rh_->chip.size(), 1u);
   this->unroute(this->pfx(1));
   this->loop_->runFor(0.5);
   EXPECT_TRUE(this->handed(this->pfx(1)));
   this->route(this->pfx(1), fecId(1));
   this->loop_->runFor(2.0);
-  EXPECT_EQ(this->helper_->deletes, 0);
+  EXPECT_EQ(this->rh_->deletes, 0);
   EXPECT_TRUE(this->handed(this->pfx(1)));
-  EXPECT_EQ(this->sm_->pendingDeletions(), 0u);
+  EXPECT_EQ(this->rsm_->pendingDeletions(), 0u);
   // A deletion that stays goes once its time has come, not before.
   this->unroute(this->pfx(1));
   this->loop_->runFor(0.9);
-  EXPECT_EQ(this->helper_->deletes, 0);
+  EXPECT_EQ(this->rh_->deletes, 0);
   this->loop_->runFor(0.2);
-  EXPECT_EQ(this->helper_->deletes, 1);
+  EXPECT_EQ(this->rh_->deletes, 1);
   EXPECT_FALSE(this->handed(this->pfx(1)));
-  EXPECT_EQ(this->sm_->fibRoutes(), 0u);
+  EXPECT_EQ(this->rsm_->fibRoutes(), 0u);
 }
 
 TYPED_TEST(RouteSmTest, ReviewTakesTheDefaultRouteFirstAndNextHopGroupRoutesLast) {
@@ -284,14 +246,14 @@ TYPED_TEST(RouteSmTest, ReviewTakesTheDefaultRouteFirstAndNextHopGroupRoutesLast
   this->route(this->pfx(2), fecId(1));
   this->route(this->pfx(0), fecId(1));
   this->run();
-  EXPECT_EQ(this->sm_->routesForReviews(), 5u);
+  EXPECT_EQ(this->rsm_->routesForReviews(), 5u);
   EXPECT_TRUE(this->reviewed_.empty());
   this->suspend(false);
   this->run();
   using P = typename TestFixture::Prefix;
   std::vector<P> want{this->pfx(0), this->pfx(1), this->pfx(2), this->pfx(5), this->pfx(6)};
   EXPECT_EQ(this->reviewed_, want);
-  EXPECT_EQ(this->helper_->chip.size(), 5u);
+  EXPECT_EQ(this->rh_->chip.size(), 5u);
 }
 
 TYPED_TEST(RouteSmTest, PassesStopAtTheQuantumAndResumeAtTheBookmark) {
@@ -305,12 +267,12 @@ TYPED_TEST(RouteSmTest, PassesStopAtTheQuantumAndResumeAtTheBookmark) {
   this->suspend(false);
   this->loop_->runDue();
   EXPECT_EQ(this->reviewed_.size(), 3u);
-  ASSERT_TRUE(this->sm_->routesForReviewBookmark());
-  EXPECT_EQ(*this->sm_->routesForReviewBookmark(), this->pfx(4));
+  ASSERT_TRUE(this->rsm_->routesForReviewBookmark());
+  EXPECT_EQ(*this->rsm_->routesForReviewBookmark(), this->pfx(4));
   this->run();
   EXPECT_EQ(this->reviewed_.size(), 10u);
   EXPECT_EQ(this->reviewed_.back(), this->pfx(10));
-  EXPECT_EQ(this->sm_->yieldBeforeFinishingCount(), 3u);
+  EXPECT_EQ(this->rsm_->yieldBeforeFinishingCount(), 3u);
 }
 
 TYPED_TEST(RouteSmTest, YieldAfterEachRouteMakesEveryBatchOneRoute) {
@@ -322,85 +284,85 @@ TYPED_TEST(RouteSmTest, YieldAfterEachRouteMakesEveryBatchOneRoute) {
   for (int i = 1; i <= 4; ++i) this->route(this->pfx(i), fecId(1));
   this->run();
   std::vector<uint64_t> pass;  // the review pass each route was handled in
-  this->sm_->reviewHookIs([&](auto const&) { pass.push_back(this->sm_->reviewClock().firings()); });
+  this->rsm_->reviewHookIs([&](auto const&) { pass.push_back(this->rsm_->reviewClock().firings()); });
   this->suspend(false);
   this->run();
   EXPECT_EQ(pass.size(), 4u);
   EXPECT_EQ(std::set<uint64_t>(pass.begin(), pass.end()).size(), 4u);
-  EXPECT_EQ(this->sm_->yieldBeforeFinishingCount(), 3u);
-  EXPECT_EQ(this->sm_->routesForReviews(), 0u);
+  EXPECT_EQ(this->rsm_->yieldBeforeFinishingCount(), 3u);
+  EXPECT_EQ(this->rsm_->routesForReviews(), 0u);
   unsetenv("KOR_YIELD_REVIEW_AFTER_EACH_ROUTE");
 }
 
 TYPED_TEST(RouteSmTest, FullTableKeepsRoutesUnprogrammedUntilRoomComesBack) {
   this->fec(1);
-  this->helper_->capacity = 2;
+  this->rh_->capacity = 2;
   for (int i = 1; i <= 5; ++i) this->route(this->pfx(i), fecId(1));
   this->start();
   this->run();
-  EXPECT_EQ(this->helper_->chip.size(), 2u);
-  EXPECT_EQ(this->sm_->unprogrammedRoutes(), 3u);
+  EXPECT_EQ(this->rh_->chip.size(), 2u);
+  EXPECT_EQ(this->rsm_->unprogrammedRoutes(), 3u);
   EXPECT_EQ(this->unprogrammedCount(), 3u);
-  EXPECT_EQ(this->sm_->fibRoutes(), 5u);
+  EXPECT_EQ(this->rsm_->fibRoutes(), 5u);
   // Every route keeps its hand-over entry: nothing is lost.
   for (int i = 1; i <= 5; ++i) EXPECT_TRUE(this->handed(this->pfx(i)));
   // Room for one more: the platform clears the flag, the retry is at once.
-  this->helper_->capacity = 3;
+  this->rh_->capacity = 3;
   this->resourceFullIs(false);
   this->loop_->runFor(0.01);
-  EXPECT_EQ(this->helper_->chip.size(), 3u);
-  EXPECT_EQ(this->sm_->unprogrammedRoutes(), 2u);
-  this->helper_->capacity = 100;
+  EXPECT_EQ(this->rh_->chip.size(), 3u);
+  EXPECT_EQ(this->rsm_->unprogrammedRoutes(), 2u);
+  this->rh_->capacity = 100;
   this->resourceFullIs(false);
   this->run();
-  EXPECT_EQ(this->helper_->chip.size(), 5u);
+  EXPECT_EQ(this->rh_->chip.size(), 5u);
   EXPECT_EQ(this->unprogrammedCount(), 0u);
   std::ostringstream out;
-  this->sm_->doShowRoutesUnprogrammedInVrf(out, VrfName("default"));
+  this->rsm_->doShowRoutesUnprogrammedInVrf(out, VrfName("default"));
   EXPECT_EQ(out.str(), "Vrf: default\nNo unprogrammed routes\n");
 }
 
 TYPED_TEST(RouteSmTest, RefusedRouteIsRetriedAfterTheRetryPeriodAndADeletedOneLeavesTheList) {
   this->fec(1);
-  this->helper_->failing = {this->pfx(1), this->pfx(2)};
+  this->rh_->failing = {this->pfx(1), this->pfx(2)};
   this->route(this->pfx(1), fecId(1));
   this->route(this->pfx(2), fecId(1));
   this->start();
   this->loop_->runFor(1);
   EXPECT_EQ(this->unprogrammedCount(), 2u);
   std::ostringstream out;
-  this->sm_->doShowRoutesUnprogrammedInVrf(out, VrfName("default"));
+  this->rsm_->doShowRoutesUnprogrammedInVrf(out, VrfName("default"));
   EXPECT_NE(out.str().find("Num unprogrammed routes: 2\nNum parent drop routes: 0\n\n"), std::string::npos);
-  this->helper_->failing.clear();
+  this->rh_->failing.clear();
   this->unroute(this->pfx(2));
   this->loop_->runFor(5);
   EXPECT_EQ(this->unprogrammedCount(), 1u);  // the deleted one left at once
-  EXPECT_EQ(this->helper_->chip.size(), 0u);  // the other waits for the period
+  EXPECT_EQ(this->rh_->chip.size(), 0u);  // the other waits for the period
   this->loop_->runFor(6);
   EXPECT_EQ(this->unprogrammedCount(), 0u);
-  EXPECT_EQ(this->helper_->chip.size(), 1u);
+  EXPECT_EQ(this->rh_->chip.size(), 1u);
 }
 
 TYPED_TEST(RouteSmTest, ParentDropsWhileAChildCannotBeProgrammed) {
   this->fec(1);
-  this->helper_->capacity = 1;
+  this->rh_->capacity = 1;
   using P = typename TestFixture::Prefix;
   P parent = TestFixture::v4 ? P("11.0.0.0/8") : P("2001:db8::/32");
   this->route(parent, fecId(1));
   this->start();
-  this->sm_->handleParentDropRoute(true);
+  this->rsm_->handleParentDropRoute(true);
   this->run();
   this->route(this->pfx(1), fecId(1));
   this->run();
-  EXPECT_TRUE(this->sm_->unprogrammed(this->pfx(1)));
-  EXPECT_EQ(this->sm_->parentDropRoutes(), 1u);
+  EXPECT_TRUE(this->rsm_->unprogrammed(this->pfx(1)));
+  EXPECT_EQ(this->rsm_->parentDropRoutes(), 1u);
   EXPECT_EQ(this->handed(parent)->routeType(), RouteType::dropRoute);
-  this->helper_->capacity = 10;
+  this->rh_->capacity = 10;
   this->resourceFullIs(false);
   this->run();
-  EXPECT_EQ(this->sm_->parentDropRoutes(), 0u);
+  EXPECT_EQ(this->rsm_->parentDropRoutes(), 0u);
   EXPECT_EQ(this->handed(parent)->routeType(), RouteType::forwardRoute);
-  EXPECT_EQ(this->helper_->chip.size(), 2u);
+  EXPECT_EQ(this->rh_->chip.size(), 2u);
 }
 
 TYPED_TEST(RouteSmTest, RouteWaitsUnprogrammedForItsFec) {
@@ -411,7 +373,7 @@ TYPED_TEST(RouteSmTest, RouteWaitsUnprogrammedForItsFec) {
   this->fec(7);
   this->run();
   EXPECT_EQ(this->unprogrammedCount(), 0u);
-  EXPECT_EQ(this->helper_->chip.size(), 1u);
+  EXPECT_EQ(this->rh_->chip.size(), 1u);
 }
 
 // Routes come and go on FEC 1 (most move to FEC 2, some come back, some are
@@ -434,8 +396,8 @@ TYPED_TEST(RouteSmTest, RoutesFollowTheL2AdjacencyOfTheirFec) {
   auto onFec1 = [](int i) { return i % 8 != 1 && (i % 4 == 0 || i % 4 == 1); };
   int count1 = 0;
   for (int i = 1; i <= n; ++i) count1 += onFec1(i);
-  auto entry1 = this->adj_->adjEntry(fecId(1).value());
-  auto entry2 = this->adj_->adjEntry(fecId(2).value());
+  auto entry1 = this->sm_->adjEntry(fecId(1).value());
+  auto entry2 = this->sm_->adjEntry(fecId(2).value());
   ASSERT_TRUE(entry1 && entry2);
   EXPECT_EQ(entry1->prefixs() + entry1->prefix6s(), size_t(count1));
   EXPECT_EQ(entry2->prefixs() + entry2->prefix6s(), size_t(n - n / 8 - count1));
@@ -452,7 +414,7 @@ TYPED_TEST(RouteSmTest, RoutesFollowTheL2AdjacencyOfTheirFec) {
     }
     uint64_t want = onFec1(i) ? shared : own2;
     EXPECT_EQ(this->handed(this->pfx(i))->l2AdjIndex(), want) << i;
-    EXPECT_EQ(this->helper_->chip[this->pfx(i)], want) << i;
+    EXPECT_EQ(this->rh_->chip[this->pfx(i)], want) << i;
   }
 }
 
@@ -464,17 +426,17 @@ TYPED_TEST(RouteSmTest, RestartKeepsTheChipsRoutesAndRemovesOnlyStaleOnes) {
   this->run();
   uint64_t l2 = this->handed(this->pfx(1))->l2AdjIndex();
   // A new run: the chip keeps its routes, the FIB lost one meanwhile.
-  this->sm_ = nullptr;
-  this->helper_->chip[this->pfx(1)] = l2;
-  this->helper_->chip[this->pfx(2)] = l2;
-  this->helper_->creates = this->helper_->updates = this->helper_->deletes = 0;
+  this->rsm_ = nullptr;
+  this->rh_->chip[this->pfx(1)] = l2;
+  this->rh_->chip[this->pfx(2)] = l2;
+  this->rh_->creates = this->rh_->updates = this->rh_->deletes = 0;
   this->unroute(this->pfx(2));
   this->start();
   this->run();
-  EXPECT_EQ(this->helper_->creates, 0);
-  EXPECT_EQ(this->helper_->updates, 0);
-  EXPECT_EQ(this->helper_->deletes, 1);
-  EXPECT_EQ(this->helper_->chip.count(this->pfx(2)), 0u);
+  EXPECT_EQ(this->rh_->creates, 0);
+  EXPECT_EQ(this->rh_->updates, 0);
+  EXPECT_EQ(this->rh_->deletes, 1);
+  EXPECT_EQ(this->rh_->chip.count(this->pfx(2)), 0u);
   EXPECT_TRUE(this->handed(this->pfx(1)));
 }
 
@@ -483,7 +445,7 @@ TYPED_TEST(RouteSmTest, RoutingOffRemovesEveryRouteAndReportsTheWaitDone) {
   for (int i = 1; i <= 3; ++i) this->route(this->pfx(i), fecId(1));
   this->start();
   this->run();
-  uint32_t refs = this->l3_->waitForRoutingDisabledRefCnt();
+  uint32_t refs = this->l3Status_->waitForRoutingDisabledRefCnt();
   if constexpr (TestFixture::v4) {
     this->vrf_->waitForRoutingDisabledIs(true);
     this->vrf_->routingEnabledIs(false);
@@ -492,48 +454,32 @@ TYPED_TEST(RouteSmTest, RoutingOffRemovesEveryRouteAndReportsTheWaitDone) {
     this->vrf_->routing6EnabledIs(false);
   }
   this->run();
-  EXPECT_TRUE(this->helper_->chip.empty());
-  EXPECT_EQ(this->sm_->fibRoutes(), 0u);
-  EXPECT_EQ(this->l3_->waitForRoutingDisabledRefCnt(), refs + 1);
+  EXPECT_TRUE(this->rh_->chip.empty());
+  EXPECT_EQ(this->rsm_->fibRoutes(), 0u);
+  EXPECT_EQ(this->l3Status_->waitForRoutingDisabledRefCnt(), refs + 1);
   EXPECT_FALSE(TestFixture::v4 ? this->vrf_->waitForRoutingDisabled() : this->vrf_->waitForRouting6Disabled());
   if constexpr (TestFixture::v4) this->vrf_->routingEnabledIs(true);
   else this->vrf_->routing6EnabledIs(true);
   this->run();
-  EXPECT_EQ(this->helper_->chip.size(), 3u);
+  EXPECT_EQ(this->rh_->chip.size(), 3u);
 }
 
-// A mass withdraw under a deletion delay, on a clock that moves a fixed
-// step per read: the deletions come due together and are worked off in
-// passes, none of which holds the loop past a quantum plus one route.
 // The hardware configuration reaches the machine through its entity: read
-// when handed over, and on each change.
-TYPED_TEST(RouteSmTest, HardwareConfigurationSetsTheLimitTheDelayAndThePlatformSettings) {
+// when handed over, and on each change. The platform settings and the
+// deletion delay as the chip sees them are the routing_inputs scenario's.
+TYPED_TEST(RouteSmTest, HardwareConfigurationSetsTheLimitAndTheParentDrop) {
   auto cfg = Vix::makePtr<Routing::Hardware::Config>("hwConfig");
   cfg->maxNumRoutesIs(2);
-  cfg->icmpUnreachableIs(true);
   this->fec(1);
   for (int n = 1; n <= 3; ++n) this->route(this->pfx(n), fecId(1));
   this->start();
-  this->sm_->hwConfigIs(cfg);
+  this->rsm_->hwConfigIs(cfg);
   this->run();
-  EXPECT_EQ(this->sm_->maxRoutes(), 2u);
-  EXPECT_EQ(this->helper_->chip.size(), 2u);
+  EXPECT_EQ(this->rsm_->maxRoutes(), 2u);
+  EXPECT_EQ(this->rh_->chip.size(), 2u);
   EXPECT_EQ(this->unprogrammedCount(), 1u);
-  EXPECT_TRUE(this->helper_->settings["icmpUnreachable"]);
-  EXPECT_FALSE(this->helper_->settings.count("greKeyForwarding"));
-  cfg->greKeyForwardingIs(true);
-  cfg->icmpUnreachableIs(false);
-  EXPECT_TRUE(this->helper_->settings["greKeyForwarding"]);
-  EXPECT_FALSE(this->helper_->settings["icmpUnreachable"]);
   cfg->parentDropRouteIs(true);
-  EXPECT_TRUE(this->sm_->parentDropRoute());
-  // A deletion waits for the configured delay.
-  cfg->deletionDelayIs(1.0);
-  this->unroute(this->pfx(1));
-  this->loop_->runFor(0.5);
-  EXPECT_TRUE(this->handed(this->pfx(1)));
-  this->loop_->runFor(1.0);
-  EXPECT_FALSE(this->handed(this->pfx(1)));
+  EXPECT_TRUE(this->rsm_->parentDropRoute());
 }
 
 // A chip that refuses to take a route out still holds it: the removal is
@@ -544,30 +490,33 @@ TYPED_TEST(RouteSmTest, RefusedDeletionIsRetriedUntilTheChipTakesIt) {
   this->route(this->pfx(2), fecId(1));
   this->start();
   this->run();
-  ASSERT_EQ(this->helper_->chip.size(), 2u);
-  this->helper_->refuseDeletes = true;
+  ASSERT_EQ(this->rh_->chip.size(), 2u);
+  this->rh_->refuseDeletes = true;
   this->unroute(this->pfx(1));
   this->run();
   EXPECT_FALSE(this->handed(this->pfx(1)));
-  EXPECT_EQ(this->sm_->refusedDeletions(), 1u);
+  EXPECT_EQ(this->rsm_->refusedDeletions(), 1u);
   EXPECT_TRUE(this->trace_->contains("Deleting the route since platformRouteUpdateFail is set "));
   this->loop_->runFor(20);
-  EXPECT_EQ(this->helper_->chip.count(this->pfx(1)), 1u);
-  this->helper_->refuseDeletes = false;
+  EXPECT_EQ(this->rh_->chip.count(this->pfx(1)), 1u);
+  this->rh_->refuseDeletes = false;
   this->loop_->runFor(20);
-  EXPECT_EQ(this->helper_->chip.count(this->pfx(1)), 0u);
-  EXPECT_EQ(this->sm_->refusedDeletions(), 0u);
+  EXPECT_EQ(this->rh_->chip.count(this->pfx(1)), 0u);
+  EXPECT_EQ(this->rsm_->refusedDeletions(), 0u);
   // A route back before the chip took its removal is simply handed over.
-  this->helper_->refuseDeletes = true;
+  this->rh_->refuseDeletes = true;
   this->unroute(this->pfx(2));
   this->run();
-  EXPECT_EQ(this->sm_->refusedDeletions(), 1u);
+  EXPECT_EQ(this->rsm_->refusedDeletions(), 1u);
   this->route(this->pfx(2), fecId(1));
   this->run();
-  EXPECT_EQ(this->sm_->refusedDeletions(), 0u);
+  EXPECT_EQ(this->rsm_->refusedDeletions(), 0u);
   EXPECT_TRUE(this->handed(this->pfx(2)));
 }
 
+// A mass withdraw under a deletion delay, on a clock that moves a fixed
+// step per read: the deletions come due together and are worked off in
+// passes, none of which holds the loop past a quantum plus one route.
 class RouteDeletionTest : public RouteSmTest<Nollo::Ipv4> {
  protected:
   static constexpr Vix::Seconds kStep = 1e-6;
@@ -579,23 +528,23 @@ TEST_F(RouteDeletionTest, MassWithdrawIsDeletedInPassesOfOneQuantum) {
   fec(1);
   for (int i = 1; i <= kRoutes; ++i) route(pfx(i), fecId(1));
   start();
-  sm_->tf().levelsIs("");  // 200,000 routes: no trace lines
-  sm_->handleDeletionDelay(1.0);
+  rsm_->tf().levelsIs("");  // 200,000 routes: no trace lines
+  rsm_->handleDeletionDelay(1.0);
   run();
-  ASSERT_EQ(helper_->chip.size(), size_t(kRoutes));
+  ASSERT_EQ(rh_->chip.size(), size_t(kRoutes));
 
   for (int i = 1; i <= kRoutes; ++i) unroute(pfx(i));
   loop_->longestHandlerTimeReset();
   run();
-  EXPECT_TRUE(helper_->chip.empty());
-  EXPECT_EQ(sm_->fibRoutes(), 0u);
-  EXPECT_EQ(sm_->pendingDeletions(), 0u);
+  EXPECT_TRUE(rh_->chip.empty());
+  EXPECT_EQ(rsm_->fibRoutes(), 0u);
+  EXPECT_EQ(rsm_->pendingDeletions(), 0u);
   // A route reads the clock a few times; a thousand reads is far more than
   // one route's share and far less than a pass that ran on.
-  Vix::Seconds const quantum = sm_->routeReviewQuanta();
+  Vix::Seconds const quantum = rsm_->routeReviewQuanta();
   Vix::Seconds const oneRoute = 1000 * kStep;
   EXPECT_LE(loop_->longestHandlerTime(), quantum + oneRoute);
-  auto const& deletions = sm_->deletions();
+  auto const& deletions = rsm_->deletions();
   EXPECT_LE(deletions.longestPass(), quantum + oneRoute);
   // Each route reads the clock at least once, to check the deadline.
   EXPECT_LE(deletions.longestPassItems(), size_t(quantum / kStep) + 1);
@@ -609,17 +558,17 @@ using Route6SmTest = RouteSmTest<Nollo::Ipv6>;
 
 TEST_F(Route6SmTest, OverflowedPrefixIsUnprogrammedExactlyOnce) {
   fec(1);
-  helper_->capacity = 1;
-  helper_->overflow = true;
+  rh_->capacity = 1;
+  rh_->overflow = true;
   route(pfx(1), fecId(1));
   route(pfx(2), fecId(1));
   start();
   run();
-  EXPECT_EQ(sm_->unprogrammedRoutes(), 1u);
+  EXPECT_EQ(rsm_->unprogrammedRoutes(), 1u);
   EXPECT_EQ(vrf_->numUnprogrammedV6Routes(), 1u);
-  EXPECT_EQ(l3_->numUnprogrammedV6Routes(), 1u);
-  EXPECT_EQ(sm_->overflowRoutesForReview(), 0u);
-  EXPECT_EQ(l3_->ip6OverflowRouteSize(), 0u);
+  EXPECT_EQ(l3Status_->numUnprogrammedV6Routes(), 1u);
+  EXPECT_EQ(rsm_->overflowRoutesForReview(), 0u);
+  EXPECT_EQ(l3Status_->ip6OverflowRouteSize(), 0u);
 }
 
 // A FEC refused over maxEcmp is logged once however many routes ask for it,
@@ -643,12 +592,12 @@ TEST_F(Route6SmTest, RoutesOverARefusedFecFollowItsAdjacencyReview) {
   vrf_->adjEntryReviewListIs(fecId(1), AdjReviewType::adjReviewUpdate);
   run();
   Vix::logSinkIs(Vix::makePtr<Vix::StderrLogSink>());
-  auto entry = adj_->adjEntry(fecId(1).value());
+  auto entry = sm_->adjEntry(fecId(1).value());
   ASSERT_TRUE(entry && entry->l2Adj());
   for (int n : {1, 2}) {
     ASSERT_TRUE(handed(pfx(n))) << n;
     EXPECT_EQ(handed(pfx(n))->l2AdjIndex(), entry->l2Adj()->index());
-    EXPECT_EQ(helper_->chip.at(pfx(n)), entry->l2Adj()->index());
+    EXPECT_EQ(rh_->chip.at(pfx(n)), entry->l2Adj()->index());
   }
   EXPECT_EQ(unprogrammedCount(), 0u);
   EXPECT_EQ(logs->records().size(), 1u);
@@ -666,14 +615,14 @@ TEST_F(Route6SmTest, RoutesUnderAnAggregateAreNotHandedOverAlone) {
   run();
   EXPECT_TRUE(handed(aggregate));
   for (int i = 1; i <= 3; ++i) EXPECT_FALSE(handed(pfx(i)));
-  EXPECT_EQ(helper_->chip.size(), 1u);
+  EXPECT_EQ(rh_->chip.size(), 1u);
   route(pfx(4), fecId(1));
   run();
   EXPECT_FALSE(handed(pfx(4)));
   l3Config_->aggregateRoute6Del(aggregate);
   run();
   for (int i = 1; i <= 4; ++i) EXPECT_TRUE(handed(pfx(i)));
-  EXPECT_EQ(helper_->chip.size(), 5u);
+  EXPECT_EQ(rh_->chip.size(), 5u);
 }
 
 TEST_F(Route6SmTest, AFailedTableMoveLeavesTheRouteUnprogrammedNotLost) {
@@ -682,17 +631,17 @@ TEST_F(Route6SmTest, AFailedTableMoveLeavesTheRouteUnprogrammedNotLost) {
   route(pfx(2), fecId(1));
   start();
   run();
-  helper_->failing = {pfx(1)};
+  rh_->failing = {pfx(1)};
   hw_->prefixLenInExactMatchIs(Routing::RoutesInExactMatch(12), true);  // /48
   run();
-  EXPECT_TRUE(sm_->unprogrammed(pfx(1)));
-  EXPECT_FALSE(sm_->unprogrammed(pfx(2)));
+  EXPECT_TRUE(rsm_->unprogrammed(pfx(1)));
+  EXPECT_FALSE(rsm_->unprogrammed(pfx(2)));
   EXPECT_TRUE(handed(pfx(1)));
-  EXPECT_EQ(sm_->fibRoutes(), 2u);
-  helper_->failing.clear();
+  EXPECT_EQ(rsm_->fibRoutes(), 2u);
+  rh_->failing.clear();
   loop_->runFor(11);
-  EXPECT_EQ(sm_->unprogrammedRoutes(), 0u);
-  EXPECT_EQ(helper_->chip.size(), 2u);
+  EXPECT_EQ(rsm_->unprogrammedRoutes(), 0u);
+  EXPECT_EQ(rh_->chip.size(), 2u);
 }
 
 }  // namespace

@@ -130,7 +130,8 @@ TEST_F(RoutingStatusSmTest, EachFamilyFollowsItsOwnRoutingInfoAndRepeatsChangeNo
 }
 
 // No router MAC configured is no router MAC: the chip is never given
-// 00:00:00:00:00:00, and a MAC configured later is programmed at once.
+// 00:00:00:00:00:00, and a MAC configured (or changed) while routing is
+// programmed at once.
 TEST_F(RoutingStatusSmTest, AllZeroRouterMacIsNeverProgrammed) {
   bridging_->routerMacIs(Nollo::EthAddr());
   auto& a = vrf("a", true, false);
@@ -140,6 +141,7 @@ TEST_F(RoutingStatusSmTest, AllZeroRouterMacIsNeverProgrammed) {
   bridging_->routerMacIs(kRouterMac);
   EXPECT_TRUE(helper_->routerMac().enabled);
   EXPECT_EQ(helper_->routerMac().mac, kRouterMac);
+  EXPECT_EQ(l3Status_->routerMac(), kRouterMac);
   // Cleared while routing: the chip lets it go.
   bridging_->routerMacIs(Nollo::EthAddr());
   EXPECT_FALSE(helper_->routerMac().enabled);
@@ -211,15 +213,6 @@ TEST_F(RoutingStatusSmTest, PeerRouterMacNeedsMlagAndRoutingAnywhere) {
 
   a.info4->routingEnabledIs(false);
   EXPECT_FALSE(helper_->peerRouterMac().enabled);
-}
-
-TEST_F(RoutingStatusSmTest, RouterMacChangeReachesTheChipWhileRouting) {
-  vrf("a", true);
-  Nollo::EthAddr const other("00:1c:73:00:00:02");
-  bridging_->routerMacIs(other);
-  EXPECT_EQ(l3Status_->routerMac(), other);
-  EXPECT_EQ(helper_->routerMac().mac, other);
-  EXPECT_TRUE(helper_->routerMac().enabled);
 }
 
 TEST_F(RoutingStatusSmTest, UrpfWithoutTwoStagePlatformKeepsRouting) {
