@@ -209,21 +209,4 @@ TEST_F(ResilientEcmpTest, RouteChangeKeepsSharedNextHopsAndUnsupportedIsPlain) {
   EXPECT_FALSE(chip_->adj().l2AdjTable().has(l2)) << "the released resilient L2 adjacency is deleted";
 }
 
-// A new run over the kept chip builds the same tables and claims them back
-// without a single bucket write.
-TEST_F(ResilientEcmpTest, RestartOverKeptChipRewritesNoBucket) {
-  config_->prefixIs({VrfName("default"), p_}, ResilientEcmpParams{4, 2});
-  fec(1, {nh(1), nh(2), nh(3)});
-  loop_->runUntilIdle();
-  uint64_t l2 = route(p_, 1);
-  uint64_t writes = chip_->adj().softAdjSmHelper().bucketWrites().bucketWrites();
-  res_ = nullptr;
-  stopAdj();
-  startAdj();
-  loop_->runUntilIdle();
-  EXPECT_EQ(route(p_, 1), l2);
-  loop_->runUntilIdle();
-  EXPECT_EQ(chip_->adj().softAdjSmHelper().bucketWrites().bucketWrites(), writes);
-}
-
 }  // namespace

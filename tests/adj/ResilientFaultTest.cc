@@ -5,34 +5,19 @@
 #include <gtest/gtest.h>
 
 #include <map>
-#include <memory>
 #include <set>
-#include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
 
-#include "agent/Agent.h"
-#include "agent/ScenarioRunner.h"
-#include "softchip/SoftChip.h"
+#include "AgentChipFixture.h"
 #include "softchip/adj/BucketWriteCounter.h"
 #include "softchip/adj/SoftAdjSmHelper.h"
-#include "vix/Time.h"
 
 namespace {
 
-class ResilientFaultTest : public ::testing::Test {
+class ResilientFaultTest : public KorTest::AgentChipFixture {
  protected:
-  void SetUp() override {
-    unsetenv("SIMULATION_VMID");
-    unsetenv("KOR_ADJ_REVIEW_INTERVAL");
-    agent_ = std::make_unique<KorAgent::Agent>(Vix::makePtr<Vix::ManualTimeSource>(0.0));
-  }
-  void run(std::string const& text) {
-    std::ostringstream out;
-    KorAgent::ScenarioRunner r(agent_.get(), &out);
-    EXPECT_EQ(r.runText(text), 0u) << out.str();
-  }
   // The chip's L2 adjacency of a default-VRF IPv4 route (null: none).
   Kor::NextHopL2InfoCollection const* routeL2(std::string const& prefix) const {
     auto const& routes = agent_->chip()->l3().route4Table().entries();
@@ -57,8 +42,6 @@ class ResilientFaultTest : public ::testing::Test {
     return out;
   }
   uint64_t bucketWrites() const { return agent_->chip()->adj().softAdjSmHelper().bucketWrites().bucketWrites(); }
-
-  std::unique_ptr<KorAgent::Agent> agent_;
 };
 
 // FEC 1 over `hops` (address, VLAN), each with a MAC entry behind

@@ -11,41 +11,26 @@
 #include <string>
 #include <vector>
 
-#include "agent/Agent.h"
+#include "AgentChipFixture.h"
 #include "agent/chip/ChipModule.h"
-#include "agent/fib/FibModule.h"
 #include "agent/intf/IntfModule.h"
-#include "agent/neigh/NeighbourModule.h"
 #include "agent/routing/RoutingInputsModule.h"
 #include "agent/vrf/VrfModule.h"
-#include "kor/records/L3Status.h"
 #include "quill/RouteStatus.h"
-#include "softchip/SoftChip.h"
 
 namespace {
 
-using KorAgent::Agent;
 using Nollo::IntfId;
 
-KorAgent::FibModule::Via via(std::string const& hop) {
-  KorAgent::FibModule::Via v;
-  v.hop = Nollo::IpGenAddr(hop);
-  v.intf = IntfId::vlan(10);
-  return v;
-}
-
-class RouteRestartPurgeTest : public ::testing::Test {
+class RouteRestartPurgeTest : public KorTest::AgentChipFixture {
  protected:
   void SetUp() override {
-    unsetenv("SIMULATION_VMID");
-    agent_ = std::make_unique<Agent>(Vix::makePtr<Vix::ManualTimeSource>(0.0));
-    agent_->exitFnIs([](int status) { FAIL() << "agent asked to exit with " << status; });
-    agent_->module<KorAgent::VrfModule>().routingIs(def_, true, true, true);
-    agent_->module<KorAgent::IntfModule>().intfAdd(IntfId::vlan(10), std::nullopt, Kor::VlanId(10));
+    AgentChipFixture::SetUp();
+    module<KorAgent::VrfModule>().routingIs(def_, true, true, true);
+    module<KorAgent::IntfModule>().intfAdd(IntfId::vlan(10), std::nullopt, Kor::VlanId(10));
     for (int h = 2; h <= 5; ++h) {
-      auto mac = Nollo::EthAddr::fromUint64(0x001c73000000ull + h);
-      neigh().arpAdd(def_, Nollo::IpGenAddr("10.1.0." + std::to_string(h)), mac, IntfId::vlan(10));
-      neigh().arpAdd(def_, Nollo::IpGenAddr("2001:db8::" + std::to_string(h)), mac, IntfId::vlan(10));
+      arp("default", ("10.1.0." + std::to_string(h)).c_str(), h, IntfId::vlan(10));
+      arp("default", ("2001:db8::" + std::to_string(h)).c_str(), h, IntfId::vlan(10));
     }
     fib().fecAdd(1, {via("10.1.0.2")});
     fib().fecAdd(2, {via("10.1.0.3"), via("10.1.0.4")});
@@ -55,17 +40,13 @@ class RouteRestartPurgeTest : public ::testing::Test {
     fib().routeAdd(def_, Nollo::Ip6Prefix("2001:db8:2::/48"), 6);
   }
 
-  KorAgent::FibModule& fib() { return agent_->module<KorAgent::FibModule>(); }
-  KorAgent::NeighbourModule& neigh() { return agent_->module<KorAgent::NeighbourModule>(); }
+  // A next hop on Vlan10.
+  static KorAgent::FibModule::Via via(char const* hop) { return AgentChipFixture::via(hop, IntfId::vlan(10)); }
   KorAgent::ChipModule& chipModule() { return agent_->module<KorAgent::ChipModule>(); }
   SoftChip::L3Chip& l3() { return agent_->chip()->l3(); }
   void start() {
     agent_->init();
     settle();
-  }
-  void settle() {
-    agent_->runFor(1.0);
-    agent_->runUntilIdle();
   }
   void restart(std::function<void()> const& whileDown = {}) {
     before_ = {l3().route4Table().counters(), l3().route6Table().counters(), l3().route6EmTable().counters()};
@@ -87,7 +68,6 @@ class RouteRestartPurgeTest : public ::testing::Test {
   }
 
   Kor::VrfName def_{"default"};
-  std::unique_ptr<Agent> agent_;
   std::vector<SoftChip::ChipTableBase::WriteCounters> before_;
 };
 
