@@ -2,7 +2,8 @@
 // the group's published members, resolved through the next-hop lists, and
 // follows the group as it changes, goes and comes back; requests by name
 // hold the group's adjacency as well. The adjacency machine runs over the
-// software chip on a manual clock.
+// software chip on a manual clock. A full nhg table and its retry are the
+// nhg_routes scenario's.
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -178,26 +179,6 @@ TEST_F(NexthopGroupTest, UnsupportedHardwareMakesNoAdjacency) {
   loop_->runUntilIdle();
   EXPECT_FALSE(entry(7));
   EXPECT_EQ(chip_->adj().nhgTable().size(), 0u);
-}
-
-// A chip that refuses the group's L2 adjacency (full) keeps it unprogrammed
-// and retries; room makes it install.
-TEST_F(NexthopGroupTest, ChipFullThenRoom) {
-  chip_->adj().nhgTable().capacityIs(0);
-  group("blue", 7, {member("10.0.0.1")});
-  fec(7);
-  loop_->runUntilIdle();
-  ASSERT_TRUE(entry(7));
-  ASSERT_TRUE(entry(7)->l2Adj());
-  EXPECT_NE(entry(7)->l2Adj()->state(), L2AdjState::installed);
-  EXPECT_EQ(sm_->unprogrammedAdjList().size(), 1u);
-  chip_->adj().nhgTable().capacityIs(10);
-  chip_->adj().softAdjSmHelper().recheckResourceFull();
-  for (int i = 0; i < 20 && sm_->unprogrammedAdjList().size(); ++i) {
-    loop_->runFor(1.0);
-  }
-  EXPECT_EQ(entry(7)->l2Adj()->state(), L2AdjState::installed);
-  EXPECT_EQ(chipMembers(7).size(), 1u);
 }
 
 // A request by name holds the group's adjacency without any FEC; the
