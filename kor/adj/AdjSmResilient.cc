@@ -51,12 +51,16 @@ bool AdjSm::reviewResilientAdj6(FecId const& fecId, uint64_t, AdjUpdateType) {
   return ok;
 }
 
+// Called from the route machine's hand-over as well as from the review: an
+// L2 adjacency the chip refused waits in the retry lane, which is armed here
+// since no review pass may be coming to arm it.
 template <class AF>
 void AdjSm::doUpdateResilientAdjEntry(Vix::Ptr<AdjEntry> const& adjEntry, Vix::Ptr<AdjViaT<AF>> const& adjVia) {
   deleteNextHopMappings(adjEntry);
   addAdjViaToAdjEntry<AF>(adjEntry, adjVia);
   createOrUpdateL2Adj(adjEntry, AdjUpdateType::regularAdjUpdate);
   vrfL3Status_->adjEntryReviewCntIs(adjEntry->fecId(), vrfL3Status_->adjEntryReviewCnt(adjEntry->fecId()) + 1);
+  maybeScheduleAdjReview();
 }
 
 template void AdjSm::doUpdateResilientAdjEntry<Nollo::Ipv4>(Vix::Ptr<AdjEntry> const&, Vix::Ptr<AdjVia> const&);

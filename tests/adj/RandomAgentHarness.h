@@ -37,8 +37,14 @@ class RandomAgentHarness : public ::testing::Test {
   // Calls run(seed, steps) once per seed, with a fresh agent and the random
   // generator seeded; steps is KOR_RANDOM_STEPS or defaultSteps.
   void forEachSeed(uint64_t defaultSteps, std::function<void(uint64_t seed, uint64_t steps)> const& run) {
+    forEachSeed(defaultSteps, {}, run);
+  }
+  // `extraSeeds` join the fixed list: seeds that once found a fault.
+  void forEachSeed(uint64_t defaultSteps, std::vector<uint64_t> const& extraSeeds,
+                   std::function<void(uint64_t seed, uint64_t steps)> const& run) {
     uint64_t steps = envNumber("KOR_RANDOM_STEPS", defaultSteps);
     std::vector<uint64_t> seeds{1, 2, 3, 42, 1234, 99991};
+    seeds.insert(seeds.end(), extraSeeds.begin(), extraSeeds.end());
     if (std::getenv("KOR_RANDOM_SEED")) seeds = {envNumber("KOR_RANDOM_SEED", 1)};
     for (uint64_t seed : seeds) {
       rng_.seed(seed);

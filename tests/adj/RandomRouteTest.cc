@@ -558,7 +558,8 @@ class RandomRouteTest : public RandomAgentHarness {
       if ((ready.empty() ? all : ready).count(Nollo::IpGenAddr(h).str())) ++weight[Nollo::IpGenAddr(h).str()];
     auto const* held = agent_->chip()->adj().l2AdjTable().find(route.l2AdjIndex());
     if (!held) {
-      ADD_FAILURE() << "no chip L2 adjacency " << route.l2AdjIndex();
+      ADD_FAILURE() << "no chip L2 adjacency " << route.l2AdjIndex() << "; the tables:\n"
+                    << agent_->show("resilient", false);
       return true;
     }
     auto buckets = SoftChip::BucketWriteCounter::bucketsOf(held);
@@ -598,9 +599,11 @@ class RandomRouteTest : public RandomAgentHarness {
 };
 
 // FECs, neighbours and a first set of routes exist before the library
-// starts; then everything changes under chip faults.
+// starts; then everything changes under chip faults. Besides the harness's
+// seeds: 177 (a resilient table's refused L2 adjacency waited for a retry
+// nothing scheduled).
 TEST_F(RandomRouteTest, RoutesFollowTheFibUnderChipFaults) {
-  forEachSeed(1000, [&](uint64_t seed, uint64_t steps) {
+  forEachSeed(1000, {177}, [&](uint64_t seed, uint64_t steps) {
     build();
     for (int i = 0; i < 30; ++i) {
       fecChange();
