@@ -309,6 +309,7 @@ void VlanHelper::updateVlanDone(VlanId vlan, VlanHwUpdateStatus::Status const& s
   for (auto const& [intf, on] : cfg->removeMap())
     if (u->removeHas(intf)) u->removeDel(intf);
   if (u->genId() != cfg->genId()) {
+    ++vlanRedos_;
     VLAN_TRACE(3, "Redo vlan update for vlan " << vlan << " . State changed while were were programming");
     maybeTriggerHwVlanUpdate(vlan);
     return;

@@ -93,6 +93,8 @@ class KOR_EXPORT VlanHelper : public VlanHelperBase {
   void checkPortStateIs(bool v) { checkPortState_ = v; }
   uint32_t vlansProgrammed() const { return vlansProgrammed_; }
   uint32_t vlanFailures() const { return vlanFailures_; }
+  // Updates programmed again at once because the VLAN changed meanwhile.
+  uint32_t vlanRedos() const { return vlanRedos_; }
   Vix::Seconds retryDelay() const { return retryDelay_; }
   void retryDelayIs(Vix::Seconds d) { retryDelay_ = d; }
 
@@ -131,6 +133,7 @@ class KOR_EXPORT VlanHelper : public VlanHelperBase {
   bool checkPortState_ = false;
   uint32_t vlansProgrammed_ = 0;
   uint32_t vlanFailures_ = 0;
+  uint32_t vlanRedos_ = 0;
   Vix::Seconds retryDelay_ = defaultRetryDelay;
   std::unique_ptr<VixUpdateStatus> statusReactor_;
 };

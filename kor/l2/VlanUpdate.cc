@@ -1,5 +1,7 @@
 #include "kor/l2/VlanUpdate.h"
 
+#include "kor/common/KorAssert.h"
+
 namespace Kor {
 
 namespace {
@@ -17,12 +19,17 @@ void printSet(std::ostream& os, std::map<Nollo::IntfId, bool> const& set, bool t
 
 Vix::Ptr<VlanUpdate> VlanUpdate::snapshot() const {
   auto s = Vix::makePtr<VlanUpdate>(vlanId_);
-  s->add_ = add_;
-  s->ingress_ = ingress_;
-  s->egress_ = egress_;
-  s->remove_ = remove_;
-  s->genId_ = genId_;
+  copyTo(*s);
   return s;
+}
+
+void VlanUpdate::copyTo(VlanUpdate& dst) const {
+  if (!(dst.vlanId() == vlanId())) korAssert("dst->vlanId() == vlanId()");
+  dst.add_ = add_;
+  dst.ingress_ = ingress_;
+  dst.egress_ = egress_;
+  dst.remove_ = remove_;
+  dst.genId_ = genId_;
 }
 
 void VlanUpdate::print(std::ostream& os) const {

@@ -40,6 +40,8 @@ class KOR_EXPORT VlanUpdate : public Vix::Entity {
  public:
   // A copy of the four sets and the genId (what the platform is handed).
   Vix::Ptr<VlanUpdate> snapshot() const;
+  // Overwrites dst, an update of the same VLAN, with this one.
+  void copyTo(VlanUpdate& dst) const;
   // The sets as traced: " adds: [Ethernet1(t)] removes: [] ingress: [...] egress: [...]"
   void print(std::ostream& os) const;
 
