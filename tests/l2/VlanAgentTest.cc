@@ -10,6 +10,7 @@
 #include "agent/ScenarioRunner.h"
 #include "agent/vlan/VlanModule.h"
 #include "softchip/SoftChip.h"
+#include "softchip/l2/SoftVlanHelper.h"
 
 namespace KorTest {
 
