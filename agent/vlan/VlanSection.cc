@@ -97,7 +97,9 @@ void VlanSection::doApplyAdds(Agent& agent, ConfigSection const& nextSection, Co
     if (report.doInput(pointerOf("vlans", std::to_string(kv.first)), [&] { m.vlanAdd(Kor::VlanId(kv.first)); }))
       vlans_[kv.first] = true;
   }
-  for (auto const& [intf, cfg] : next.switchports_) {
+  for (auto const& kv : next.switchports_) {
+    Nollo::IntfId const& intf = kv.first;
+    Bridging::SwitchportConfig const& cfg = kv.second;
     auto it = switchports_.find(intf);
     if (it != switchports_.end() && it->second == cfg) continue;
     if (report.doInput(pointerOf("switchports", intf.str()), [&] { m.switchportIs(intf, cfg); }))

@@ -4,14 +4,10 @@
 // is handed.
 #include <gtest/gtest.h>
 
-#include "kor/common/KorCommonSmData.h"
+#include "VlanChipFixture.h"
 #include "kor/l2/SwitchIntfSm.h"
-#include "softchip/common/ChipRegistry.h"
-#include "softchip/common/FaultInjector.h"
 #include "softchip/l2/SoftSwitchIntfSmHelper.h"
 #include "softchip/l2/SoftVlanHelper.h"
-#include "softchip/l2/VlanChip.h"
-#include "vix/ManualTimeSource.h"
 #include "vix/RangeError.h"
 
 namespace KorTest {
@@ -20,12 +16,10 @@ using Kor::VlanId;
 using Mode = Bridging::SwitchportConfig::Mode;
 using Nollo::IntfId;
 
-class SwitchIntfSmTest : public ::testing::Test {
+class SwitchIntfSmTest : public VlanChipFixture {
  protected:
   SwitchIntfSmTest()
-      : ts_(Vix::makePtr<Vix::ManualTimeSource>(0.0)), loop_(Vix::makePtr<Vix::ActivityLoop>(ts_)),
-        acsd_(Vix::makePtr<Kor::KorCommonSmData>("acsd", loop_)), chip_(registry_, &injector_),
-        config_(Vix::makePtr<Bridging::SwitchIntfConfig>("sic")), vlans_(Vix::makePtr<Bridging::VlanConfig>("vc")) {
+      : config_(Vix::makePtr<Bridging::SwitchIntfConfig>("sic")), vlans_(Vix::makePtr<Bridging::VlanConfig>("vc")) {
     vh_ = Vix::makePtr<SoftChip::SoftVlanHelper>(acsd_, &chip_);
     acsd_->vlanHelperIs(vh_);
     sh_ = Vix::makePtr<SoftChip::SoftSwitchIntfSmHelper>(loop_.ptr(), &chip_);
@@ -37,7 +31,6 @@ class SwitchIntfSmTest : public ::testing::Test {
     sm_ = nullptr;
     acsd_->vlanHelperIs(nullptr);
     vh_ = nullptr;
-    acsd_->doCleanup();
   }
   static Bridging::SwitchportConfig access(uint16_t v) {
     Bridging::SwitchportConfig c;
@@ -76,12 +69,6 @@ class SwitchIntfSmTest : public ::testing::Test {
     acsd_->lagToPortDel(IntfId(lag));
   }
 
-  Vix::Ptr<Vix::ManualTimeSource> ts_;
-  Vix::Ptr<Vix::ActivityLoop> loop_;
-  Vix::Ptr<Kor::KorCommonSmData> acsd_;
-  SoftChip::FaultInjector injector_;
-  SoftChip::ChipRegistry registry_;
-  SoftChip::VlanChip chip_;
   Vix::Ptr<Bridging::SwitchIntfConfig> config_;
   Vix::Ptr<Bridging::VlanConfig> vlans_;
   Vix::Ptr<SoftChip::SoftVlanHelper> vh_;

@@ -4,29 +4,18 @@
 // chip that kept its rows.
 #include <gtest/gtest.h>
 
-#include "kor/common/KorCommonSmData.h"
-#include "softchip/common/ChipRegistry.h"
-#include "softchip/common/FaultInjector.h"
+#include "VlanChipFixture.h"
 #include "softchip/l2/SoftVlanHelper.h"
-#include "softchip/l2/VlanChip.h"
-#include "vix/ManualTimeSource.h"
 
 namespace KorTest {
 
 using Kor::VlanId;
 using Nollo::IntfId;
 
-class VlanHelperTest : public ::testing::Test {
+class VlanHelperTest : public VlanChipFixture {
  protected:
-  VlanHelperTest()
-      : ts_(Vix::makePtr<Vix::ManualTimeSource>(0.0)), loop_(Vix::makePtr<Vix::ActivityLoop>(ts_)),
-        acsd_(Vix::makePtr<Kor::KorCommonSmData>("acsd", loop_)), chip_(registry_, &injector_) {
-    newHelper();
-  }
-  ~VlanHelperTest() override {
-    h_ = nullptr;
-    acsd_->doCleanup();
-  }
+  VlanHelperTest() { newHelper(); }
+  ~VlanHelperTest() override { h_ = nullptr; }
   void newHelper() {
     h_ = nullptr;
     h_ = Vix::makePtr<SoftChip::SoftVlanHelper>(acsd_, &chip_);
@@ -42,12 +31,6 @@ class VlanHelperTest : public ::testing::Test {
   }
   uint64_t rewrites() const { return chip_.vlanTable().counters().creates + chip_.vlanTable().counters().updates; }
 
-  Vix::Ptr<Vix::ManualTimeSource> ts_;
-  Vix::Ptr<Vix::ActivityLoop> loop_;
-  Vix::Ptr<Kor::KorCommonSmData> acsd_;
-  SoftChip::FaultInjector injector_;
-  SoftChip::ChipRegistry registry_;
-  SoftChip::VlanChip chip_;
   Vix::Ptr<SoftChip::SoftVlanHelper> h_;
 };
 
