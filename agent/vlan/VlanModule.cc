@@ -277,6 +277,8 @@ std::vector<AgentModule::InputGroup> VlanModule::inputGroups() const {
     g.lines.push_back(line);
   }
   for (auto const& [vlan, intf] : recirc_) g.lines.push_back("recirc vlan " + std::to_string(vlan.value()) + " " + intf.str());
+  // A switch without VLAN inputs shows no group.
+  if (g.lines.empty()) return {};
   return {g};
 }
 
