@@ -20,6 +20,7 @@
 #include "agent/source/RouteSourceModule.h"
 #include "agent/routing/RoutingInputsModule.h"
 #include "agent/verify/VerifyModule.h"
+#include "agent/vlan/VlanModule.h"
 #include "agent/tunnel/TunnelModule.h"
 #include "agent/nexthop/NexthopModule.h"
 #include "agent/vrf/VrfModule.h"
@@ -90,6 +91,7 @@ void Agent::doListModules() {
   modules_.push_back(std::make_unique<VerifyModule>(this));
   modules_.push_back(std::make_unique<TunnelModule>(this));
   modules_.push_back(std::make_unique<NexthopModule>(this));
+  modules_.push_back(std::make_unique<VlanModule>(this));
 }
 
 Agent::~Agent() {

@@ -21,7 +21,7 @@ TEST(ChipRegistryTest, EveryPartRegistersItsTablesAndHelpersByName) {
   auto chip = Vix::makePtr<SoftChip::SoftChip>();
   std::vector<std::string> names;
   for (auto* t : chip->tables()) names.push_back(t->name());
-  EXPECT_EQ(names, (std::vector<std::string>{"vrf", "sync", "route4", "route6", "route6em", "l2adj", "nhg"}));
+  EXPECT_EQ(names, (std::vector<std::string>{"vrf", "sync", "route4", "route6", "route6em", "l2adj", "nhg", "vlan", "portvlan"}));
   EXPECT_EQ(chip->table("route6em"), &chip->l3().route6EmTable());
   EXPECT_EQ(chip->table("l2adj"), &chip->adj().l2AdjTable());
   EXPECT_EQ(chip->table("route5"), nullptr);
