@@ -80,14 +80,14 @@ NhgSection::Group NhgSection::doParseGroup(ConfigValue const& v) const {
 void NhgSection::doParseRoutes(ConfigValue const& routes, ConfigNames const& names) {
   ConfigRouteTables::forEach(routes, names, [&](Kor::VrfName const& vrf, FibModule::Prefix const& prefix,
                                                  std::string const& text, ConfigValue const& v) {
-      Route r;
-      r.prefix = prefix;
-      v.object({"group"});
-      if (!v.has("group")) v.fail("missing key 'group'");
-      r.group = v.at("group").name();
-      if (!groups_.count(r.group)) v.at("group").fail("no group '" + r.group + "' in /nhg/groups");
-      if (!routes_.emplace(RouteKey{vrf, text}, r).second)
-        v.fail("prefix " + text + " is named twice in vrf '" + vrf.str() + "'");
+    Route r;
+    r.prefix = prefix;
+    v.object({"group"});
+    if (!v.has("group")) v.fail("missing key 'group'");
+    r.group = v.at("group").name();
+    if (!groups_.count(r.group)) v.at("group").fail("no group '" + r.group + "' in /nhg/groups");
+    if (!routes_.emplace(RouteKey{vrf, text}, r).second)
+      v.fail("prefix " + text + " is named twice in vrf '" + vrf.str() + "'");
   });
 }
 
