@@ -30,7 +30,19 @@ void ConfigValue::object(std::initializer_list<char const*> known) const {
   }
 }
 
-ConfigValue ConfigValue::at(char const* key) const { return ConfigValue(json_->at(key), pointer_ / key); }
+// A missing key is this value's error, named where the key should be: the
+// JSON library's own text names no place in the file.
+ConfigValue ConfigValue::at(char const* key) const {
+  if (!json_->is_object()) fail("expected an object, got " + typeText());
+  auto it = json_->find(key);
+  if (it == json_->end()) {
+    std::string reason = "missing key '";
+    reason += key;
+    reason += "'";
+    fail(reason);
+  }
+  return ConfigValue(*it, pointer_ / key);
+}
 
 std::vector<std::pair<std::string, ConfigValue>> ConfigValue::members() const {
   if (!json_->is_object()) fail("expected an object, got " + typeText());

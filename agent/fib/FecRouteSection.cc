@@ -1,5 +1,7 @@
 #include "agent/fib/FecRouteSection.h"
 
+#include "agent/fib/ConfigRouteTables.h"
+
 #include <charconv>
 
 #include "agent/config/ConfigNames.h"
@@ -97,32 +99,27 @@ FecRouteSection::Fec FecRouteSection::doParseFec(ConfigValue const& v, ConfigNam
 }
 
 void FecRouteSection::doParseRoutes(ConfigValue const& routes, ConfigNames const& names) {
-  for (auto const& [vrfKey, table] : routes.members()) {
-    Kor::VrfName const vrf = table.keyParsed<Kor::VrfName>(vrfKey);
-    if (!names.vrfHas(vrf)) table.fail("no VRF '" + vrf.str() + "' in /vrfs");
-    for (auto const& [prefixKey, v] : table.members()) {
-      Route r;
-      if (prefixKey.find(':') != std::string::npos) r.prefix = v.keyParsed<Nollo::Ip6Prefix>(prefixKey);
-      else r.prefix = v.keyParsed<Nollo::IpPrefix>(prefixKey);
-      bool const v6 = std::holds_alternative<Nollo::Ip6Prefix>(r.prefix);
-      std::string const text = v6 ? std::get<Nollo::Ip6Prefix>(r.prefix).str() : std::get<Nollo::IpPrefix>(r.prefix).str();
-      v.object({"fec"});
-      if (!v.has("fec")) v.fail("missing key 'fec'");
-      ConfigValue const fv = v.at("fec");
-      r.fec = fv.unsignedInt(0, kMaxFecId);
-      // A VRF's route machine reads only its own VRF's FEC table of the
-      // prefix's family: any other FEC would leave the route unprogrammed.
-      auto f = fecs_.find(r.fec);
-      if (f == fecs_.end()) fv.fail("no FEC " + std::to_string(r.fec) + " in /fecs");
-      if (f->second.vrf != vrf)
-        fv.fail("FEC " + std::to_string(r.fec) + " is in vrf '" + f->second.vrf.str() + "', not in '" + vrf.str() + "'");
-      if (f->second.v6 != v6)
-        fv.fail("FEC " + std::to_string(r.fec) + " is " + (f->second.v6 ? "IPv6" : "IPv4") + ", the prefix " +
-                (v6 ? "IPv6" : "IPv4"));
-      if (!routes_.emplace(RouteKey{vrf, text}, r).second)
-        v.fail("prefix " + text + " is named twice in vrf '" + vrf.str() + "'");
-    }
-  }
+  ConfigRouteTables::forEach(routes, names, [&](Kor::VrfName const& vrf, FibModule::Prefix const& prefix,
+                                                 std::string const& text, ConfigValue const& v) {
+    Route r;
+    r.prefix = prefix;
+    bool const v6 = std::holds_alternative<Nollo::Ip6Prefix>(r.prefix);
+    v.object({"fec"});
+    if (!v.has("fec")) v.fail("missing key 'fec'");
+    ConfigValue const fv = v.at("fec");
+    r.fec = fv.unsignedInt(0, kMaxFecId);
+    // A VRF's route machine reads only its own VRF's FEC table of the
+    // prefix's family: any other FEC would leave the route unprogrammed.
+    auto f = fecs_.find(r.fec);
+    if (f == fecs_.end()) fv.fail("no FEC " + std::to_string(r.fec) + " in /fecs");
+    if (f->second.vrf != vrf)
+      fv.fail("FEC " + std::to_string(r.fec) + " is in vrf '" + f->second.vrf.str() + "', not in '" + vrf.str() + "'");
+    if (f->second.v6 != v6)
+      fv.fail("FEC " + std::to_string(r.fec) + " is " + (f->second.v6 ? "IPv6" : "IPv4") + ", the prefix " +
+              (v6 ? "IPv6" : "IPv4"));
+    if (!routes_.emplace(RouteKey{vrf, text}, r).second)
+      v.fail("prefix " + text + " is named twice in vrf '" + vrf.str() + "'");
+  });
 }
 
 void FecRouteSection::doApplyRemovals(Agent& agent, ConfigSection const& nextSection, ConfigReport& report) {

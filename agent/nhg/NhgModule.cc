@@ -51,19 +51,21 @@ void NhgModule::groupAdd(std::string const& name, uint64_t id, std::vector<FibMo
   if (paths > Kor::AdjSm::kMaxPaths)
     fail(group + " has " + std::to_string(paths) + " paths, more than the " + std::to_string(Kor::AdjSm::kMaxPaths) +
          " one group can hold");
-  for (auto const& [other, g] : status_->groupMap())
-    if (g.id() == id && other != name) fail("nexthop group id " + std::to_string(id) + " is taken by '" + other + "'");
+  if (auto other = groupNames_.find(id); other != groupNames_.end() && other->second != name)
+    fail("nexthop group id " + std::to_string(id) + " is taken by '" + other->second + "'");
   if (status_->groupHas(name) && status_->groupMap().at(name).id() != id)
     fail(group + " has id " + std::to_string(status_->groupMap().at(name).id()));
   std::vector<NexthopGroup::NexthopGroupEntry> members;
   for (auto const& v : vias) members.emplace_back(v.hop, v.intf, v.vlan, v.weight, v.labels);
   status_->groupIs(name, NexthopGroup::Group(id, std::move(members)));
+  groupNames_[id] = name;
 }
 
 // The group's FECs stay: the routes over them wait, deferred, for a group
 // of that id to be published again.
 void NhgModule::groupDel(std::string const& name) {
   if (!status_->groupHas(name)) fail("no nexthop group '" + name + "'");
+  groupNames_.erase(status_->groupMap().at(name).id());
   status_->groupDel(name);
 }
 
@@ -151,9 +153,8 @@ ShowModel::Cell NhgModule::routeGroupCell(Kor::VrfName const& vrf, Quill::Fib::F
   using M = ShowModel;
   if (fecId.adjType() != Quill::Fib::AdjType::nextHopGroupAdj) return M::raw("null", "");
   uint64_t const id = fecId.index();
-  std::string name;
-  for (auto const& [n, g] : status_->groupMap())
-    if (g.id() == id) name = n;
+  auto named = groupNames_.find(id);
+  std::string const name = named == groupNames_.end() ? std::string() : named->second;
   std::string text = "\n  group ";
   text += name.empty() ? std::string("(not published)") : name;
   text += " id ";

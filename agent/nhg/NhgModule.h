@@ -54,6 +54,9 @@ class NhgModule : public AgentModule {
   ShowModel groupsShow() const;
 
   Vix::Ptr<NexthopGroup::Status> status_;
+  // The published groups' names by id (status_ is by name): a publish
+  // checks its id against the others without a walk over every group.
+  std::map<uint64_t, std::string> groupNames_;
   // The group FECs written: (VRF, IPv6) per group id.
   std::map<uint64_t, std::set<std::pair<Kor::VrfName, bool>>> fecs_;
 };

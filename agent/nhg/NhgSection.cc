@@ -4,6 +4,7 @@
 #include "agent/config/ConfigNames.h"
 #include "agent/config/ConfigReport.h"
 #include "agent/config/ConfigValue.h"
+#include "agent/fib/ConfigRouteTables.h"
 #include "agent/nhg/NhgModule.h"
 #include "kor/adj/AdjSm.h"
 #include "nollo/IpPrefix.h"
@@ -77,24 +78,17 @@ NhgSection::Group NhgSection::doParseGroup(ConfigValue const& v) const {
 }
 
 void NhgSection::doParseRoutes(ConfigValue const& routes, ConfigNames const& names) {
-  for (auto const& [vrfKey, table] : routes.members()) {
-    Kor::VrfName const vrf = table.keyParsed<Kor::VrfName>(vrfKey);
-    if (!names.vrfHas(vrf)) table.fail("no VRF '" + vrf.str() + "' in /vrfs");
-    for (auto const& [prefixKey, v] : table.members()) {
-      Route r;
-      if (prefixKey.find(':') != std::string::npos) r.prefix = v.keyParsed<Nollo::Ip6Prefix>(prefixKey);
-      else r.prefix = v.keyParsed<Nollo::IpPrefix>(prefixKey);
-      std::string const text = std::holds_alternative<Nollo::Ip6Prefix>(r.prefix)
-                                   ? std::get<Nollo::Ip6Prefix>(r.prefix).str()
-                                   : std::get<Nollo::IpPrefix>(r.prefix).str();
-      v.object({"group"});
-      if (!v.has("group")) v.fail("missing key 'group'");
-      r.group = v.at("group").name();
-      if (!groups_.count(r.group)) v.at("group").fail("no group '" + r.group + "' in /nhg/groups");
-      if (!routes_.emplace(RouteKey{vrf, text}, r).second)
-        v.fail("prefix " + text + " is named twice in vrf '" + vrf.str() + "'");
-    }
-  }
+  ConfigRouteTables::forEach(routes, names, [&](Kor::VrfName const& vrf, FibModule::Prefix const& prefix,
+                                                 std::string const& text, ConfigValue const& v) {
+    Route r;
+    r.prefix = prefix;
+    v.object({"group"});
+    if (!v.has("group")) v.fail("missing key 'group'");
+    r.group = v.at("group").name();
+    if (!groups_.count(r.group)) v.at("group").fail("no group '" + r.group + "' in /nhg/groups");
+    if (!routes_.emplace(RouteKey{vrf, text}, r).second)
+      v.fail("prefix " + text + " is named twice in vrf '" + vrf.str() + "'");
+  });
 }
 
 void NhgSection::doApplyRemovals(Agent& agent, ConfigSection const& nextSection, ConfigReport& report) {

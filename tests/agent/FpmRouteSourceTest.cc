@@ -19,7 +19,7 @@
 #include "agent/intf/IntfModule.h"
 #include "agent/neigh/NeighbourModule.h"
 #include "agent/vrf/VrfModule.h"
-#include "agent/FpmRouteSource.h"
+#include "agent/fpm/FpmRouteSource.h"
 #include "feeds/FpmFrameReader.h"
 #include "feeds/NetlinkDecoder.h"
 #include "kor/records/L3Status.h"
@@ -330,7 +330,6 @@ TEST_F(FpmRouteSourceTest, BadRoutesAreCountedLoggedAndChangeNothing) {
   NlRoute local = route("10.31.0.0/16", {hop("10.1.0.2", 10)});
   local.type = 2;
   std::vector<std::pair<NlRoute, char const*>> bad = {
-      {viaObject("10.30.0.0/16", 99), "next-hop object 99 unknown"},
       {route("10.30.0.0/16", {hop("10.1.0.2", 10), hop("10.1.0.3", 42)}), "interface index 42 unknown"},
       {route("10.30.0.0/16", {hop("2001:db8::2", 10)}), "other address family"},
       {route("10.30.0.0/16", {hop("10.1.0.2", 10)}, 7), "no VRF has this table"},

@@ -19,8 +19,8 @@
 #include "agent/fib/FibModule.h"
 #include "agent/intf/IntfModule.h"
 #include "agent/vrf/VrfModule.h"
-#include "agent/FpmRouteSource.h"
-#include "agent/FpmServer.h"
+#include "agent/fpm/FpmRouteSource.h"
+#include "agent/fpm/FpmServer.h"
 #include "feeds/NetlinkEncoder.h"
 #include "vix/Time.h"
 

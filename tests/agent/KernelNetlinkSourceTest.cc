@@ -20,7 +20,7 @@
 #include <vector>
 
 #include "agent/Agent.h"
-#include "agent/FpmRouteSource.h"
+#include "agent/fpm/FpmRouteSource.h"
 #include "agent/fib/FibModule.h"
 #include "agent/intf/IntfModule.h"
 #include "agent/KernelIntfMap.h"

@@ -26,10 +26,9 @@
 //
 // Next-hop groups: while the hardware publishes nexthopGroupSupported, a
 // zebra group object (RTM_NEWNEXTHOP with members) whose members forward is
-// handed to the library as a next-hop group instead of being expanded: name
-// groupName(id) ("fpm-nhg-" and zebra's id), id groupId(id) (zebra's id
-// above kRouteSourceFecBase, clear of the scenario's groups), members
-// resolved as any via with their weights. A route naming it goes over the
+// handed to the library as a next-hop group instead of being expanded
+// (FpmGroupPublisher names and publishes it), members resolved as any via
+// with their weights (FpmNexthopResolver). A route naming it goes over the
 // group's FEC (adjacency type nextHopGroupAdj, index the group id), one per
 // VRF and family like any object FEC. Invariants:
 //  - a group is published while a group FEC built from its object exists
@@ -40,8 +39,12 @@
 //    hops are expanded into FECs in either mode: a group of one path buys
 //    nothing over the object's FEC, which its routes share already;
 //  - the flag changing re-expresses every route over an object FEC of the
-//    other kind (on the next loop turn): each takes its object's FEC of the
-//    new kind, the old FECs go after kFecGrace as any unused FEC.
+//    other kind: the change queues those prefixes on a ReviewLoop, whose
+//    passes (one quantum of the loop each) move each to its object's FEC of
+//    the new kind; the old FECs go after kFecGrace as any unused FEC.
+//
+// A route naming an object not announced (or deleted) is held in
+// FpmHeldRoutes until the object comes, then applied.
 //
 // Fed by FpmServer (decoded messages, connection up and down); interface and
 // VRF names come through the lookups main wires to the kernel's maps; the
@@ -57,6 +60,11 @@
 
 #include "agent/Agent.h"
 #include "agent/fib/FibModule.h"
+#include "agent/fpm/FpmFault.h"
+#include "agent/fpm/FpmGroupPublisher.h"
+#include "agent/fpm/FpmHeldRoutes.h"
+#include "agent/fpm/FpmNexthopResolver.h"
+#include "agent/fpm/FpmPrefixTable.h"
 #include "feeds/NlNexthopObject.h"
 #include "feeds/NlRoute.h"
 #include "kor/common/VrfName.h"
@@ -67,6 +75,7 @@
 #include "vix/Clock.h"
 #include "vix/HashMap.h"
 #include "vix/Log.h"
+#include "vix/ReviewLoop.h"
 
 // Raised once per second at most for skipped routes (the counters have them all).
 VIX_LOG_EXTERN(FPM_ROUTE_SKIPPED);
@@ -76,7 +85,7 @@ namespace KorAgent {
 
 class FpmRouteSource {
  public:
-  using IntfLookup = std::function<std::optional<Nollo::IntfId>(uint32_t ifindex)>;
+  using IntfLookup = FpmNexthopResolver::IntfLookup;
   using VrfLookup = std::function<std::optional<Kor::VrfName>(uint32_t table)>;
   static constexpr uint32_t kMainTable = 254;  // zebra's main table: VRF default
   static constexpr Vix::Seconds kFecGrace = 1.0;
@@ -99,14 +108,12 @@ class FpmRouteSource {
     uint64_t unknownTable = 0, unknownNexthop = 0, unknownIntf = 0, familyMismatch = 0;
     uint64_t unsupported = 0, refused = 0;
     uint64_t connections = 0;
-    // Next-hop groups handed to the library, republished with new members,
-    // withdrawn; routes moved between FEC kinds by a change of the flag.
-    uint64_t groupAdds = 0, groupUpdates = 0, groupDels = 0;
+    // Changes of the flag; routes moved between FEC kinds by them.
     uint64_t modeChanges = 0, routeMoves = 0;
   };
   // The library group a zebra group object becomes in group mode.
-  static std::string groupName(uint32_t nhId);
-  static uint64_t groupId(uint32_t nhId) { return FibModule::kRouteSourceFecBase + nhId; }
+  static std::string groupName(uint32_t nhId) { return FpmGroupPublisher::groupName(nhId); }
+  static uint64_t groupId(uint32_t nhId) { return FpmGroupPublisher::groupId(nhId); }
 
   FpmRouteSource(Agent* agent, IntfLookup intfLookup, VrfLookup vrfLookup);
   FpmRouteSource(FpmRouteSource const&) = delete;
@@ -132,8 +139,15 @@ class FpmRouteSource {
   size_t nexthopObjects() const { return objects_.size(); }
   // Group objects go to the library as next-hop groups (the hardware's
   // nexthopGroupSupported, as last applied).
-  bool groupMode() const { return groupMode_; }
-  size_t groups() const { return groups_; }
+  bool groupMode() const { return publisher_.groupMode(); }
+  size_t groups() const { return publisher_.groups(); }
+  FpmGroupPublisher const& publisher() const { return publisher_; }
+  // Routes waiting for their next-hop object (tests lower the bound).
+  FpmHeldRoutes& held() { return held_; }
+  // Routes a change of the flag queued to move, not moved yet; the moves'
+  // review loop (tests slice it finer).
+  size_t routesToMove() const { return moves_.size(); }
+  auto& moveLoop() { return moves_; }
   // A connection's replay may still remove stale routes: it has sent
   // nothing yet, or its sweep has not run.
   bool sweepPending() const { return replayAwaited_ || sweepClock_.armed(); }
@@ -143,27 +157,10 @@ class FpmRouteSource {
   struct FecEntry;
   struct VrfState;
   struct NhObject;
-  class HwStatusReactor;
-  // A route's FEC and metric; gen: the connection that last sent it; alt:
-  // the prefix has entries of other metrics (VrfState's others).
-  struct Entry {
-    FecEntry* fec = nullptr;
-    uint32_t priority = 0;
-    uint32_t gen : 31 = 0;
-    uint32_t alt : 1 = 0;
-  };
-  struct Candidate {
-    FecEntry* fec;
-    uint32_t priority;
-    uint32_t gen;
-  };
   template <class AF>
-  struct Table {
-    Vix::Ptr<Quill::Fib::RouteStatusT<AF>> fib;
-    Vix::HashMap<Nollo::IpPrefixT<AF>, Entry> routes;
-    // Entries of a prefix not in the FIB (higher metric), lowest first.
-    Vix::HashMap<Nollo::IpPrefixT<AF>, std::vector<Candidate>> others;
-  };
+  using Table = FpmPrefixTable<AF, FecEntry, FpmRouteSource>;
+  template <class, class, class>
+  friend class FpmPrefixTable;
   // An inline next-hop set (sorted) of one VRF and family; empty: the drop FEC.
   struct SetKey {
     uint32_t vrf = 0;
@@ -174,7 +171,16 @@ class FpmRouteSource {
   struct SetKeyHash {
     size_t operator()(SetKey const& k) const noexcept;
   };
-  enum class Fault : uint8_t { none, unknownTable, unknownNexthop, unknownIntf, familyMismatch, unsupported, refused };
+  using Fault = FpmFault;
+  // A prefix of a VRF a change of the flag may move.
+  struct MoveKey {
+    VrfState* vrf = nullptr;
+    FibModule::Prefix prefix;
+    bool operator==(MoveKey const&) const = default;
+  };
+  struct MoveKeyHash {
+    size_t operator()(MoveKey const& k) const noexcept;
+  };
   struct Idle {
     FecEntry* fec;
     Vix::Seconds due;
@@ -183,24 +189,13 @@ class FpmRouteSource {
   template <class AF>
   void doRoute(KorFeeds::NlRoute const& r, Nollo::IpPrefixT<AF> const& prefix);
   template <class AF>
-  void doRouteAdd(Table<AF>& t, Nollo::IpPrefixT<AF> const& p, uint32_t priority, FecEntry* fec);
-  template <class AF>
-  void doRouteDel(Table<AF>& t, Nollo::IpPrefixT<AF> const& p, uint32_t priority);
-  // The lowest-metric entry waiting behind `e` takes the FIB.
-  template <class AF>
-  void doPromote(Table<AF>& t, Nollo::IpPrefixT<AF> const& p, Entry& e);
-  // The prefix's current entry leaves: the next metric takes the FIB, or the
-  // route goes; its FEC loses a user.
-  template <class AF>
-  void doRemoveCurrent(Table<AF>& t, Nollo::IpPrefixT<AF> const& p, Entry& e);
-  template <class AF>
   Fault fecFor(VrfState& vrf, KorFeeds::NlRoute const& r, FecEntry** out, std::string* why);
-  template <class AF>
-  Fault resolveHops(std::vector<KorFeeds::NlNexthop> const& hops, std::vector<FibModule::Via>* vias,
-                    Quill::Fib::FecType* type, std::string* why);
   template <class AF>
   Fault resolveObject(NhObject const& o, std::vector<FibModule::Via>* vias, Quill::Fib::FecType* type,
                       std::string* why);
+  // A route over an unknown object waits for it; false: refused.
+  bool doHold(KorFeeds::NlRoute const& r, std::string const& prefix, std::string const& why);
+  void doReleaseHeld(uint32_t nhId);
   Fault doCreateFec(VrfState& vrf, bool v6, Quill::Fib::FecType type, std::vector<FibModule::Via> const& vias,
                     FecEntry** out, std::string* why);
   // The FEC of object `id` in the VRF and family, made on first use: a group
@@ -209,16 +204,18 @@ class FpmRouteSource {
   Fault objectFec(VrfState& vrf, NhObject& o, FecEntry** out, std::string* why);
   template <class AF>
   Fault doCreateGroupFec(VrfState& vrf, NhObject& o, FecEntry** out, std::string* why);
-  Fault doPublish(NhObject& o, std::vector<FibModule::Via> const& vias, std::string* why);
-  void doWithdraw(NhObject& o);
-  void handleGroupSupported();
-  void doModeChange();
+  void doModeChange(bool on);
   template <class AF>
-  void doReexpress(VrfState& vrf);
+  void doQueueMoves(VrfState& vrf);
+  void handleMovePass();
+  Vix::ReviewAction doMove(MoveKey const& k);
+  template <class AF>
+  void doMoveRoute(VrfState& vrf, Nollo::IpPrefixT<AF> const& p);
   template <class AF>
   FecEntry* reexpressed(VrfState& vrf, FecEntry* fe);
   void doRebuild(FecEntry& fe);
   void doRefreshObject(NhObject& o);
+  void doNexthopAdd(KorFeeds::NlNexthopObject const& o);
   void doNexthopDel(uint32_t id);
   void doMaybeEraseObject(uint32_t id);
   void doParentsIs(uint32_t id, std::vector<KorFeeds::NlNexthopObject::Member> const& members, bool add);
@@ -233,13 +230,11 @@ class FpmRouteSource {
   void doReplayStarted();
   template <class AF>
   void doCollectStale(VrfState& vrf);
-  template <class AF>
-  void doSweepOne(Table<AF>& t, Nollo::IpPrefixT<AF> const& p);
   VrfState* vrfFor(uint32_t table);
   bool stale(uint32_t gen) const { return gen != gen_; }
 
   Agent* agent_;
-  IntfLookup intfLookup_;
+  FpmNexthopResolver resolver_;
   VrfLookup vrfLookup_;
   std::vector<std::unique_ptr<VrfState>> vrfs_;
   Vix::HashMap<uint32_t, VrfState*> tableVrf_;
@@ -271,12 +266,10 @@ class FpmRouteSource {
   // Scratch storage reused by every route, so the hot path does not allocate.
   SetKey key_;
   std::vector<FibModule::Via> vias_;
-  std::vector<KorFeeds::NlNexthop> groupHops_;
-  // Group mode: applied on the loop turn after the flag changed.
-  bool groupMode_ = false;
-  size_t groups_ = 0;  // published now
-  Vix::Clock modeClock_;
-  std::unique_ptr<HwStatusReactor> hwReactor_;
+  FpmGroupPublisher publisher_;
+  FpmHeldRoutes held_;
+  // Prefixes a change of the flag moves, a quantum per pass.
+  Vix::ReviewLoop<MoveKey, bool, MoveKeyHash> moves_;
   Counters counters_;
 };
 

@@ -1,4 +1,4 @@
-#include "agent/FpmServer.h"
+#include "agent/fpm/FpmServer.h"
 
 #include <arpa/inet.h>
 #include <fcntl.h>
@@ -17,7 +17,7 @@
 
 #include "agent/Agent.h"
 #include "agent/source/RouteSourceModule.h"
-#include "agent/FpmRouteSource.h"
+#include "agent/fpm/FpmRouteSource.h"
 #include "vix/Log.h"
 
 VIX_LOG_EVENT(FPM_CONNECTION_ACCEPTED, 5, "FPM connection from %s", "zebra connected to the agent's FPM listener.",

@@ -1,13 +1,11 @@
 #include "agent/fib/FibModule.h"
-#include "agent/FpmRouteSource.h"
+#include "agent/fpm/FpmRouteSource.h"
 
 #include <algorithm>
 #include <exception>
 #include <sstream>
 
 #include "agent/chip/ChipModule.h"
-#include "agent/nhg/NhgModule.h"
-#include "models/routing/hardware/Status.h"
 #include "nollo/Ipv4.h"
 #include "nollo/Ipv6.h"
 #include "quill/FecId.h"
@@ -55,6 +53,8 @@ struct FpmRouteSource::FecEntry {
 };
 
 struct FpmRouteSource::VrfState {
+  VrfState(FpmRouteSource* owner, Kor::VrfName const& n, uint32_t i, FibModule& fib)
+      : name(n), index(i), t4(owner, fib.fibRoutes4(n)), t6(owner, fib.fibRoutes6(n)) {}
   Kor::VrfName name;
   uint32_t index = 0;
   Table<Nollo::Ipv4> t4;
@@ -72,26 +72,12 @@ struct FpmRouteSource::NhObject {
   bool gone = false;               // deleted, kept while FECs or groups use it
   std::vector<uint32_t> parents;   // groups naming it (once per mention)
   std::vector<FecEntry*> fecs;     // FECs built from it, one per VRF and family
-  // Group mode: published as a library group with these members; the
-  // group FECs among `fecs` that hold it.
-  bool published = false;
-  std::vector<FibModule::Via> groupVias;
+  // Group mode: the group FECs among `fecs`, which hold its library group.
   uint32_t groupFecs = 0;
-};
-
-class FpmRouteSource::HwStatusReactor : public Routing::Hardware::Status::Notifiee {
- public:
-  HwStatusReactor(Vix::Ptr<Routing::Hardware::Status> const& s, FpmRouteSource* src)
-      : Notifiee(Vix::Ptr<Routing::Hardware::Status const>(s)), src_(src) {}
-  void handleNexthopGroupSupported() override { src_->handleGroupSupported(); }
-
- private:
-  FpmRouteSource* src_;
 };
 
 namespace {
 
-constexpr uint32_t kGenMask = 0x7fffffff;
 
 uint64_t objectKey(uint32_t vrf, bool v6, uint32_t nhId) {
   return uint64_t(vrf) << 33 | uint64_t(v6) << 32 | nhId;
@@ -110,22 +96,19 @@ size_t FpmRouteSource::SetKeyHash::operator()(SetKey const& k) const noexcept {
   return h;
 }
 
+size_t FpmRouteSource::MoveKeyHash::operator()(MoveKey const& k) const noexcept {
+  return Vix::mixHash(reinterpret_cast<uintptr_t>(k.vrf)) ^ std::hash<FibModule::Prefix>()(k.prefix);
+}
+
 FpmRouteSource::FpmRouteSource(Agent* agent, IntfLookup intfLookup, VrfLookup vrfLookup)
     : agent_(agent),
-      intfLookup_(std::move(intfLookup)),
+      resolver_(std::move(intfLookup)),
       vrfLookup_(std::move(vrfLookup)),
       graceClock_(agent->loop(), [this] { handleGrace(); }),
       sweepClock_(agent->loop(), [this] { handleSweep(); }),
-      modeClock_(agent->loop(), [this] { doModeChange(); }) {
-  auto const& hw = agent_->module<ChipModule>().hwStatus();
-  groupMode_ = hw->nexthopGroupSupported();
-  hwReactor_ = std::make_unique<HwStatusReactor>(hw, this);
-}
-
-std::string FpmRouteSource::groupName(uint32_t nhId) {
-  std::string name = "fpm-nhg-";
-  name += std::to_string(nhId);
-  return name;
+      publisher_(agent, [this](bool on) { doModeChange(on); }),
+      moves_(agent->loop(), [this] { handleMovePass(); }) {
+  moves_.laneAdd([this](MoveKey const& k, bool&) { return doMove(k); });
 }
 
 // What was written stays in the FIB, as a routing agent's table outlives it.
@@ -133,7 +116,7 @@ FpmRouteSource::~FpmRouteSource() = default;
 
 size_t FpmRouteSource::routes() const {
   size_t n = 0;
-  for (auto const& v : vrfs_) n += v->t4.routes.size() + v->t6.routes.size();
+  for (auto const& v : vrfs_) n += v->t4.size() + v->t6.size();
   return n;
 }
 
@@ -147,12 +130,9 @@ FpmRouteSource::VrfState* FpmRouteSource::vrfFor(uint32_t table) {
   for (auto const& s : vrfs_)
     if (s->name == *name) v = s.get();
   if (!v) {
-    vrfs_.push_back(std::make_unique<VrfState>());
+    vrfs_.push_back(
+        std::make_unique<VrfState>(this, *name, uint32_t(vrfs_.size()), agent_->module<FibModule>()));
     v = vrfs_.back().get();
-    v->name = *name;
-    v->index = uint32_t(vrfs_.size() - 1);
-    v->t4.fib = agent_->module<FibModule>().fibRoutes4(*name);
-    v->t6.fib = agent_->module<FibModule>().fibRoutes6(*name);
   }
   tableVrf_[table] = v;
   return v;
@@ -170,130 +150,54 @@ void FpmRouteSource::handle(NlRoute const& r) {
   else doRoute<Nollo::Ipv6>(r, std::get<Nollo::Ip6Prefix>(r.prefix));
 }
 
+// zebra's latest message for a prefix replaces a route held for it.
 template <class AF>
 void FpmRouteSource::doRoute(NlRoute const& r, Nollo::IpPrefixT<AF> const& prefix) {
+  bool const wasHeld = held_.drop(r.table, r.prefix, !r.add);
   VrfState* vrf = vrfFor(r.table);
   if (!vrf) return doSkip(Fault::unknownTable, prefix.str(), r.table, "no VRF has this table");
   auto& t = vrf->template table<AF>();
-  if (!r.add) return doRouteDel(t, prefix, r.priority);
+  if (!r.add) {
+    if (t.del(prefix, r.priority)) ++counters_.routeDels;
+    else if (!wasHeld) ++counters_.routeDelUnknown;
+    return;
+  }
   FecEntry* fe = nullptr;
   std::string why;
-  if (Fault f = fecFor<AF>(*vrf, r, &fe, &why); f != Fault::none) return doSkip(f, prefix.str(), r.table, why);
-  doRouteAdd(t, prefix, r.priority, fe);
+  if (Fault f = fecFor<AF>(*vrf, r, &fe, &why); f != Fault::none) {
+    if (f == Fault::unknownNexthop && r.nhId && doHold(r, prefix.str(), why)) return;
+    return doSkip(f, prefix.str(), r.table, why);
+  }
+  switch (t.add(prefix, r.priority, fe, gen_)) {
+    case Table<AF>::Added::written: ++counters_.routeWrites; break;
+    case Table<AF>::Added::unchanged: ++counters_.routeUnchanged; break;
+    case Table<AF>::Added::shadowed: ++counters_.routeShadowed; break;
+  }
 }
 
-template <class AF>
-void FpmRouteSource::doRouteAdd(Table<AF>& t, Nollo::IpPrefixT<AF> const& p, uint32_t priority, FecEntry* fe) {
-  using Route = Quill::Fib::RouteT<AF>;
-  auto [it, fresh] = t.routes.try_emplace(p);
-  Entry& e = it->second;
-  if (fresh) {
-    e.fec = fe;
-    e.priority = priority;
-    e.gen = gen_;
-    doRef(fe);
-    t.fib->routeIs(Route(p, fe->fecId));
-    ++counters_.routeWrites;
-    return;
-  }
-  if (e.priority == priority) {
-    e.gen = gen_;
-    if (e.fec == fe) {
-      ++counters_.routeUnchanged;
-      return;
+bool FpmRouteSource::doHold(NlRoute const& r, std::string const& prefix, std::string const& why) {
+  if (held_.hold(r, gen_)) return true;
+  std::string full = why;
+  full += "; ";
+  full += std::to_string(held_.size());
+  full += " routes wait for their next-hop objects already";
+  doSkip(Fault::unknownNexthop, prefix, r.table, full);
+  return true;
+}
+
+// Object `id` came (or changed): the routes waiting for it, or for a group
+// it is a member of, are applied as if they came now.
+void FpmRouteSource::doReleaseHeld(uint32_t id) {
+  if (!held_.size()) return;
+  auto it = objects_.find(id);
+  if (it == objects_.end()) return;
+  std::vector<uint32_t> ids{id};
+  ids.insert(ids.end(), it->second->parents.begin(), it->second->parents.end());
+  for (uint32_t w : ids)
+    for (NlRoute const& r : held_.take(w)) {
+      if (auto const* p4 = std::get_if<Nollo::IpPrefix>(&r.prefix)) doRoute<Nollo::Ipv4>(r, *p4);
+      else doRoute<Nollo::Ipv6>(r, std::get<Nollo::Ip6Prefix>(r.prefix));
     }
-    FecEntry* old = e.fec;
-    e.fec = fe;
-    doRef(fe);
-    t.fib->routeIs(Route(p, fe->fecId));
-    ++counters_.routeWrites;
-    doUnref(old);
-    return;
-  }
-  auto& others = t.others[p];
-  if (priority < e.priority) {
-    // The new lowest metric takes the FIB; the old one waits behind it.
-    others.insert(others.begin(), Candidate{e.fec, e.priority, e.gen});
-    e.fec = fe;
-    e.priority = priority;
-    e.gen = gen_;
-    e.alt = 1;
-    doRef(fe);
-    t.fib->routeIs(Route(p, fe->fecId));
-    ++counters_.routeWrites;
-    return;
-  }
-  auto c = std::lower_bound(others.begin(), others.end(), priority,
-                            [](Candidate const& a, uint32_t pr) { return a.priority < pr; });
-  doRef(fe);
-  if (c != others.end() && c->priority == priority) {
-    doUnref(c->fec);
-    c->fec = fe;
-    c->gen = gen_;
-  } else {
-    others.insert(c, Candidate{fe, priority, gen_});
-  }
-  e.alt = 1;
-  ++counters_.routeShadowed;
-}
-
-template <class AF>
-void FpmRouteSource::doRouteDel(Table<AF>& t, Nollo::IpPrefixT<AF> const& p, uint32_t priority) {
-  auto it = t.routes.find(p);
-  if (it == t.routes.end()) {
-    ++counters_.routeDelUnknown;
-    return;
-  }
-  Entry& e = it->second;
-  // A delete without metric takes the route in the FIB, as the kernel's does.
-  if (priority && priority != e.priority) {
-    if (e.alt) {
-      auto& others = t.others.find(p)->second;
-      auto c = std::find_if(others.begin(), others.end(), [&](Candidate const& a) { return a.priority == priority; });
-      if (c != others.end()) {
-        FecEntry* old = c->fec;
-        others.erase(c);
-        if (others.empty()) {
-          t.others.erase(p);
-          e.alt = 0;
-        }
-        doUnref(old);
-        ++counters_.routeDels;
-        return;
-      }
-    }
-    ++counters_.routeDelUnknown;
-    return;
-  }
-  doRemoveCurrent(t, p, e);
-  ++counters_.routeDels;
-}
-
-template <class AF>
-void FpmRouteSource::doRemoveCurrent(Table<AF>& t, Nollo::IpPrefixT<AF> const& p, Entry& e) {
-  FecEntry* old = e.fec;
-  if (e.alt) doPromote(t, p, e);
-  else {
-    t.routes.erase(p);
-    t.fib->routeDel(p);
-  }
-  doUnref(old);
-}
-
-template <class AF>
-void FpmRouteSource::doPromote(Table<AF>& t, Nollo::IpPrefixT<AF> const& p, Entry& e) {
-  auto oit = t.others.find(p);
-  Candidate c = oit->second.front();
-  oit->second.erase(oit->second.begin());
-  if (oit->second.empty()) {
-    t.others.erase(p);
-    e.alt = 0;
-  }
-  bool write = c.fec != e.fec;
-  e.fec = c.fec;
-  e.priority = c.priority;
-  e.gen = c.gen & kGenMask;
-  if (write) t.fib->routeIs(Quill::Fib::RouteT<AF>(p, c.fec->fecId));
 }
 
 // ---------------------------------------------------------------------------
@@ -338,7 +242,7 @@ FpmRouteSource::Fault FpmRouteSource::fecFor(VrfState& vrf, NlRoute const& r, Fe
   FecType type = FecType::drop;
   vias_.clear();
   if (!drop)
-    if (Fault f = resolveHops<AF>(key_.hops, &vias_, &type, why); f != Fault::none) return f;
+    if (Fault f = resolver_.hops<AF>(key_.hops, &vias_, &type, why); f != Fault::none) return f;
   if (Fault f = doCreateFec(vrf, v6, type, vias_, out, why); f != Fault::none) return f;
   (*out)->key = key_;
   setFecs_.try_emplace(key_, *out);
@@ -356,7 +260,7 @@ FpmRouteSource::Fault FpmRouteSource::objectFec(VrfState& vrf, NhObject& o, FecE
   FecType type;
   vias_.clear();
   if (Fault f = resolveObject<AF>(o, &vias_, &type, why); f != Fault::none) return f;
-  bool const group = groupMode_ && !o.o.group.empty() && type == FecType::forward;
+  bool const group = publisher_.groupMode() && !o.o.group.empty() && type == FecType::forward;
   // The flag turned back within the grace: the FEC its routes left is taken
   // again (two group FECs of one VRF and family would share one FIB FEC).
   auto again = std::find_if(o.fecs.begin(), o.fecs.end(),
@@ -382,7 +286,7 @@ FpmRouteSource::Fault FpmRouteSource::objectFec(VrfState& vrf, NhObject& o, FecE
 // machine finds it at the FEC's first review.
 template <class AF>
 FpmRouteSource::Fault FpmRouteSource::doCreateGroupFec(VrfState& vrf, NhObject& o, FecEntry** out, std::string* why) {
-  if (Fault f = doPublish(o, vias_, why); f != Fault::none) return f;
+  if (!publisher_.publish(o.o.id, vias_, why)) return Fault::refused;
   auto fecId = Quill::Fib::FecId::make(Quill::Fib::AdjType::nextHopGroupAdj, groupId(o.o.id));
   agent_->module<FibModule>().entityManager()->forwardingStatus<AF>(vrf.name.str())->fecIs(
       Quill::Fib::FecT<AF>(fecId, FecType::nexthopGroup));
@@ -400,125 +304,16 @@ FpmRouteSource::Fault FpmRouteSource::doCreateGroupFec(VrfState& vrf, NhObject& 
   return Fault::none;
 }
 
-FpmRouteSource::Fault FpmRouteSource::doPublish(NhObject& o, std::vector<FibModule::Via> const& vias,
-                                                std::string* why) {
-  if (o.published && o.groupVias == vias) return Fault::none;
-  try {
-    agent_->module<NhgModule>().groupAdd(groupName(o.o.id), groupId(o.o.id), vias);
-  } catch (std::exception const& e) {
-    *why = e.what();
-    return Fault::refused;
-  }
-  if (o.published) {
-    ++counters_.groupUpdates;
-  } else {
-    ++counters_.groupAdds;
-    ++groups_;
-  }
-  o.published = true;
-  o.groupVias = vias;
-  return Fault::none;
-}
-
-void FpmRouteSource::doWithdraw(NhObject& o) {
-  if (!o.published) return;
-  try {
-    agent_->module<NhgModule>().groupDel(groupName(o.o.id));
-  } catch (std::exception const&) {
-    // Not published any more: nothing to undo.
-  }
-  o.published = false;
-  o.groupVias.clear();
-  --groups_;
-  ++counters_.groupDels;
-}
-
-template <class AF>
-FpmRouteSource::Fault FpmRouteSource::resolveHops(std::vector<NlNexthop> const& hops, std::vector<FibModule::Via>* vias,
-                                                  FecType* type, std::string* why) {
-  constexpr bool v6 = AF::version == 6;
-  auto intfOf = [&](uint32_t ifindex) -> std::optional<Nollo::IntfId> {
-    auto intf = intfLookup_ ? intfLookup_(ifindex) : std::nullopt;
-    if (!intf || intf->isNone()) {
-      *why = "interface index " + std::to_string(ifindex) + " unknown";
-      return std::nullopt;
-    }
-    return intf;
-  };
-  if (hops.size() == 1 && !hops[0].gateway) {
-    // A connected subnet: the next hop is the destination, on the interface.
-    auto intf = intfOf(hops[0].oif);
-    if (!intf) return Fault::unknownIntf;
-    FibModule::Via v;
-    v.hop = Nollo::IpGenAddr(typename AF::Addr{});
-    v.intf = *intf;
-    vias->push_back(std::move(v));
-    *type = FecType::attached;
-    return Fault::none;
-  }
-  for (auto const& h : hops) {
-    if (!h.gateway) {
-      *why = "a next hop without gateway among " + std::to_string(hops.size());
-      return Fault::unsupported;
-    }
-    if (h.gateway->isV6() != v6) {
-      *why = "next hop " + h.gateway->str() + " of the other address family";
-      return Fault::familyMismatch;
-    }
-    auto intf = intfOf(h.oif);
-    if (!intf) return Fault::unknownIntf;
-    FibModule::Via v;
-    v.hop = *h.gateway;
-    v.intf = *intf;
-    v.weight = h.weight;
-    vias->push_back(std::move(v));
-  }
-  *type = FecType::forward;
-  return Fault::none;
-}
-
 template <class AF>
 FpmRouteSource::Fault FpmRouteSource::resolveObject(NhObject const& o, std::vector<FibModule::Via>* vias, FecType* type,
                                                     std::string* why) {
-  if (o.o.blackhole) {
-    *type = FecType::drop;
-    return Fault::none;
-  }
-  groupHops_.clear();
-  if (o.o.group.empty()) {
-    groupHops_.push_back(o.o.nexthop);
-    return resolveHops<AF>(groupHops_, vias, type, why);
-  }
-  size_t blackholes = 0;
-  for (auto const& m : o.o.group) {
-    auto it = objects_.find(m.id);
-    // A deleted member still in a group resolves as it last was.
-    if (it == objects_.end()) {
-      *why = "member " + std::to_string(m.id) + " of group " + std::to_string(o.o.id) + " unknown";
-      return Fault::unknownNexthop;
-    }
-    auto const& mo = it->second->o;
-    if (!mo.group.empty()) {
-      *why = "member " + std::to_string(m.id) + " of group " + std::to_string(o.o.id) + " is a group";
-      return Fault::unsupported;
-    }
-    if (mo.blackhole) {
-      ++blackholes;
-      continue;
-    }
-    NlNexthop h = mo.nexthop;
-    h.weight = m.weight;
-    groupHops_.push_back(h);
-  }
-  if (blackholes == o.o.group.size()) {
-    *type = FecType::drop;
-    return Fault::none;
-  }
-  if (blackholes) {
-    *why = "group " + std::to_string(o.o.id) + " mixes blackhole and forwarding members";
-    return Fault::unsupported;
-  }
-  return resolveHops<AF>(groupHops_, vias, type, why);
+  return resolver_.object<AF>(
+      o.o,
+      [this](uint32_t id) -> NlNexthopObject const* {
+        auto it = objects_.find(id);
+        return it == objects_.end() ? nullptr : &it->second->o;
+      },
+      vias, type, why);
 }
 
 FpmRouteSource::Fault FpmRouteSource::doCreateFec(VrfState& vrf, bool v6, FecType type,
@@ -590,7 +385,7 @@ void FpmRouteSource::doFecDel(FecEntry* fe) {
       NhObject& o = *oit->second;
       o.fecs.erase(std::find(o.fecs.begin(), o.fecs.end(), fe));
       // The group leaves the library with its last FEC: no FEC names it.
-      if (fe->group && --o.groupFecs == 0) doWithdraw(o);
+      if (fe->group && --o.groupFecs == 0) publisher_.withdraw(id);
     }
     fecs_.erase(fe->index);
     doMaybeEraseObject(id);
@@ -607,6 +402,11 @@ void FpmRouteSource::handle(NlNexthopObject const& o) {
   ++messages_;
   if (replayAwaited_) doReplayStarted();
   if (!o.add) return doNexthopDel(o.id);
+  doNexthopAdd(o);
+  doReleaseHeld(o.id);
+}
+
+void FpmRouteSource::doNexthopAdd(NlNexthopObject const& o) {
   auto skip = [&](Fault f, std::string const& why) {
     doSkip(f, o.id, why);
   };
@@ -671,7 +471,7 @@ void FpmRouteSource::doRebuild(FecEntry& fe) {
       f = Fault::unsupported;
       why = "a group of blackhole members is no chip next-hop group";
     }
-    if (f == Fault::none) f = doPublish(o, vias, &why);
+    if (f == Fault::none && !publisher_.publish(o.o.id, vias, &why)) f = Fault::refused;
     if (f == Fault::none) return;
     doCount(f);
     FPM_FEC_KEPT.raise(agent_->loop()->now(), fe.nhId, static_cast<unsigned long long>(fe.fecId.index()),
@@ -744,16 +544,18 @@ void FpmRouteSource::doMaybeEraseObject(uint32_t id) {
 // ---------------------------------------------------------------------------
 // The hardware's next-hop group flag.
 
-// Re-expressing writes routes: done on a loop turn of its own, not inside
-// the hardware status's notification.
-void FpmRouteSource::handleGroupSupported() { modeClock_.timeMinIs(agent_->loop()->now()); }
-
-void FpmRouteSource::doModeChange() {
-  bool const on = agent_->module<ChipModule>().hwStatus()->nexthopGroupSupported();
-  if (on == groupMode_) return;
-  groupMode_ = on;
+// Moving every route in the turn of the change would hold the loop for the
+// whole table: the change only detaches the old kind's FECs and queues the
+// prefixes over them (a key copy each); the moves' review loop writes them a
+// quantum per pass. Until a prefix's pass, its route stays on its old FEC,
+// which the library already treats by the new flag (a route over a group
+// is unprogrammed for that while when the flag goes off). A route zebra sends
+// in the meantime takes the new kind at once; a flag turned back before
+// the moves ended finds the queued prefixes' FECs attached again, and they
+// stay.
+void FpmRouteSource::doModeChange(bool on) {
   ++counters_.modeChanges;
-  // The object FECs of the other kind leave the keys, so the routes below
+  // The object FECs of the other kind leave the keys, so the routes moved
   // take FECs of the new kind under them; the old ones go with their last
   // route, after the grace.
   std::vector<uint64_t> keys;
@@ -768,31 +570,36 @@ void FpmRouteSource::doModeChange() {
   }
   if (keys.empty()) return;
   for (auto const& v : vrfs_) {
-    doReexpress<Nollo::Ipv4>(*v);
-    doReexpress<Nollo::Ipv6>(*v);
+    doQueueMoves<Nollo::Ipv4>(*v);
+    doQueueMoves<Nollo::Ipv6>(*v);
   }
+  moves_.schedule();
 }
 
 template <class AF>
-void FpmRouteSource::doReexpress(VrfState& vrf) {
+void FpmRouteSource::doQueueMoves(VrfState& vrf) {
   auto& t = vrf.template table<AF>();
-  for (auto& [p, e] : t.routes) {
-    if (FecEntry* fe = reexpressed<AF>(vrf, e.fec)) {
-      FecEntry* old = e.fec;
-      e.fec = fe;
-      doRef(fe);
-      t.fib->routeIs(Quill::Fib::RouteT<AF>(p, fe->fecId));
-      doUnref(old);
-      ++counters_.routeMoves;
-    }
+  for (auto const& [p, e] : t.routes()) {
+    bool move = e.fec->detached;
+    if (!move && e.alt)
+      for (auto const& c : t.others(p)) move |= c.fec->detached;
+    if (move) moves_.enqueue(0, MoveKey{&vrf, p});
   }
-  for (auto& [p, others] : t.others)
-    for (auto& c : others)
-      if (FecEntry* fe = reexpressed<AF>(vrf, c.fec)) {
-        doRef(fe);
-        doUnref(c.fec);
-        c.fec = fe;
-      }
+}
+
+void FpmRouteSource::handleMovePass() { moves_.runPass(); }
+
+Vix::ReviewAction FpmRouteSource::doMove(MoveKey const& k) {
+  if (auto const* p4 = std::get_if<Nollo::IpPrefix>(&k.prefix)) doMoveRoute(*k.vrf, *p4);
+  else doMoveRoute(*k.vrf, std::get<Nollo::Ip6Prefix>(k.prefix));
+  return Vix::ReviewAction::done;
+}
+
+// The prefix's entries on a detached FEC take their object's FEC of the
+// kind in force; one whose new FEC cannot be had keeps forwarding as it did.
+template <class AF>
+void FpmRouteSource::doMoveRoute(VrfState& vrf, Nollo::IpPrefixT<AF> const& p) {
+  if (vrf.template table<AF>().move(p, [&](FecEntry* fe) { return reexpressed<AF>(vrf, fe); })) ++counters_.routeMoves;
 }
 
 // The FEC a route on `fe` moves to, or null: `fe` stays (not detached, or
@@ -808,7 +615,8 @@ FpmRouteSource::FecEntry* FpmRouteSource::reexpressed(VrfState& vrf, FecEntry* f
                        vrf.name.str().c_str(), why.c_str());
     return nullptr;
   }
-  return out;
+  // The flag turned back first: `fe` is the object's FEC again.
+  return out == fe ? nullptr : out;
 }
 
 // ---------------------------------------------------------------------------
@@ -816,7 +624,7 @@ FpmRouteSource::FecEntry* FpmRouteSource::reexpressed(VrfState& vrf, FecEntry* f
 
 void FpmRouteSource::handleConnectionUp() {
   ++counters_.connections;
-  gen_ = (gen_ + 1) & kGenMask;
+  gen_ = (gen_ + 1) & Table<Nollo::Ipv4>::kGenMask;
   sweeping_ = false;
   stale4_.clear();
   stale6_.clear();
@@ -846,34 +654,8 @@ void FpmRouteSource::doCollectStale(VrfState& vrf) {
     if constexpr (AF::version == 6) return stale6_;
     else return stale4_;
   }();
-  for (auto const& [p, e] : vrf.template table<AF>().routes)
+  for (auto const& [p, e] : vrf.template table<AF>().routes())
     if (stale(e.gen) || e.alt) out.emplace_back(&vrf, p);
-}
-
-template <class AF>
-void FpmRouteSource::doSweepOne(Table<AF>& t, Nollo::IpPrefixT<AF> const& p) {
-  auto it = t.routes.find(p);
-  if (it == t.routes.end()) return;
-  Entry& e = it->second;
-  if (e.alt) {
-    auto& others = t.others.find(p)->second;
-    for (auto c = others.begin(); c != others.end();) {
-      if (!stale(c->gen)) {
-        ++c;
-        continue;
-      }
-      doUnref(c->fec);
-      c = others.erase(c);
-      ++counters_.routeStale;
-    }
-    if (others.empty()) {
-      t.others.erase(p);
-      e.alt = 0;
-    }
-  }
-  if (!stale(e.gen)) return;
-  doRemoveCurrent(t, p, e);
-  ++counters_.routeStale;
 }
 
 void FpmRouteSource::handleSweep() {
@@ -896,11 +678,11 @@ void FpmRouteSource::handleSweep() {
     if (!stale4_.empty()) {
       auto [v, p] = stale4_.back();
       stale4_.pop_back();
-      doSweepOne(v->t4, p);
+      counters_.routeStale += v->t4.sweep(p, gen_);
     } else {
       auto [v, p] = stale6_.back();
       stale6_.pop_back();
-      doSweepOne(v->t6, p);
+      counters_.routeStale += v->t6.sweep(p, gen_);
     }
   }
   if (!stale4_.empty() || !stale6_.empty()) {
@@ -917,6 +699,9 @@ void FpmRouteSource::handleSweep() {
     ++counters_.nexthopStale;
     doMaybeEraseObject(id);
   }
+  // Routes the old connection left waiting for objects its successor did
+  // not re-send: nothing will release them.
+  held_.dropStale(gen_);
   FPM_STALE_REMOVED.raise(now, static_cast<unsigned long long>(counters_.routeStale - staleAtStart_),
                           static_cast<unsigned long long>(ids.size()));
 }
@@ -949,8 +734,8 @@ void FpmRouteSource::doSkip(Fault f, uint32_t nhId, std::string const& why) {
 std::string FpmRouteSource::show(bool json) const {
   size_t r4 = 0, r6 = 0, idle = 0;
   for (auto const& v : vrfs_) {
-    r4 += v->t4.routes.size();
-    r6 += v->t6.routes.size();
+    r4 += v->t4.size();
+    r6 += v->t6.size();
   }
   for (auto const& [i, fe] : fecs_) idle += fe->refs == 0;
   auto const& c = counters_;
@@ -964,19 +749,25 @@ std::string FpmRouteSource::show(bool json) const {
       {{"unknownTable", c.unknownTable}, {"unknownNexthop", c.unknownNexthop}, {"unknownInterface", c.unknownIntf},
        {"familyMismatch", c.familyMismatch}, {"unsupported", c.unsupported}, {"refused", c.refused}, {nullptr, 0}},
   };
-  std::pair<char const*, uint64_t> const groupsLine[] = {
-      {"held", groups_}, {"adds", c.groupAdds}, {"updates", c.groupUpdates}, {"deletes", c.groupDels},
-      {"modeChanges", c.modeChanges}, {"routeMoves", c.routeMoves}, {nullptr, 0}};
-  char const* const names[] = {"routes", "nexthops", "fecs", "skipped", "groups"};
-  auto line = [&](size_t g) -> std::pair<char const*, uint64_t> const* { return g < 4 ? groups[g] : groupsLine; };
-  char const* const mode = groupMode_ ? "nexthopGroups" : "fecs";
+  auto const& pc = publisher_.counters();
+  auto const& hc = held_.counters();
+  std::pair<char const*, uint64_t> const more[][8] = {
+      {{"held", publisher_.groups()}, {"adds", pc.adds}, {"updates", pc.updates}, {"deletes", pc.dels},
+       {"modeChanges", c.modeChanges}, {"routeMoves", c.routeMoves}, {"routesToMove", moves_.size()}, {nullptr, 0}},
+      {{"waiting", held_.size()}, {"limit", held_.limit()}, {"held", hc.held}, {"released", hc.released},
+       {"replaced", hc.replaced}, {"dropped", hc.dropped}, {"overflow", hc.overflow}, {nullptr, 0}},
+  };
+  char const* const names[] = {"routes", "nexthops", "fecs", "skipped", "groups", "heldRoutes"};
+  auto line = [&](size_t g) -> std::pair<char const*, uint64_t> const* { return g < 4 ? groups[g] : more[g - 4]; };
+  bool const groupMode = publisher_.groupMode();
+  char const* const mode = groupMode ? "nexthopGroups" : "fecs";
   std::ostringstream os;
   if (json) {
     os << "{\"ipv4Routes\": " << r4 << ", \"ipv6Routes\": " << r6 << ", \"fecs\": " << fecs_.size()
        << ", \"idleFecs\": " << idle << ", \"nexthopObjects\": " << objects_.size()
        << ", \"connections\": " << c.connections << ", \"sweepPending\": " << (sweepPending() ? "true" : "false")
        << ", \"mode\": \"" << mode << '"';
-    for (size_t g = 0; g < 5; ++g) {
+    for (size_t g = 0; g < 6; ++g) {
       os << ", \"" << names[g] << "\": {";
       for (size_t i = 0; line(g)[i].first; ++i) os << (i ? ", " : "") << '"' << line(g)[i].first << "\": " << line(g)[i].second;
       os << "}";
@@ -985,11 +776,11 @@ std::string FpmRouteSource::show(bool json) const {
     return os.str();
   }
   os << "fpm routes: ipv4 " << r4 << ", ipv6 " << r6 << "; fecs " << fecs_.size() << " (idle " << idle
-     << "); next-hop objects " << objects_.size() << " as " << (groupMode_ ? "next-hop groups" : "FECs")
+     << "); next-hop objects " << objects_.size() << " as " << (groupMode ? "next-hop groups" : "FECs")
      << "; connections " << c.connections
      << (replayAwaited_ ? "; stale sweep waits for the replay" : sweepPending() ? "; stale sweep pending" : "")
      << "\n";
-  for (size_t g = 0; g < 5; ++g) {
+  for (size_t g = 0; g < 6; ++g) {
     os << "  " << names[g] << ":";
     for (size_t i = 0; line(g)[i].first; ++i) os << (i ? ", " : " ") << line(g)[i].first << " " << line(g)[i].second;
     os << "\n";
