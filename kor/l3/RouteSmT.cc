@@ -11,6 +11,7 @@
 
 #include "kor/common/KorAssert.h"
 #include "kor/l3/RouteChipCheckT.h"
+#include "kor/l3/RouteShowT.h"
 #include "kor/l3/VrfRoot.h"
 #include "nollo/Ip6Hdr.h"
 
@@ -57,6 +58,12 @@ class RouteSmT<AF>::VixVrfL3Status : public Vix::NestedReactor<RouteSmT<AF>, typ
   void handleWaitForRouting6Disabled() override {
     if constexpr (!isV4) this->sm_->handleWaitForRoutingDisabled();
   }
+  void handleSkipRouteReview() override {
+    if constexpr (isV4) this->sm_->handleSkipRouteReview();
+  }
+  void handleSkipRoute6Review() override {
+    if constexpr (!isV4) this->sm_->handleSkipRouteReview();
+  }
 };
 
 template <class AF>
@@ -101,7 +108,7 @@ class RouteSmT<AF>::VixL3Config : public Vix::NestedReactor<RouteSmT<AF>, typena
   void handleAggregateRoute6(Nollo::Ip6Prefix const& p) override {
     if constexpr (!isV4) this->sm_->handleAggregateRoute(p);
   }
-  void handleDeferredRouting() override { this->sm_->handleAggregateRoute(); }
+  void handleDeferredRouting() override { this->sm_->handleDeferredRouting(this->notifier()->deferredRouting()); }
 };
 
 template <class AF>
@@ -159,7 +166,7 @@ RouteSmT<AF>::RouteSmT(Vix::Ptr<KorCommonSmData> const& acsd, VrfRoot* vrfRoot, 
   vixReactors_.template watch<VixVrfL3Status>(in_.vrfL3Status);
   vixReactors_.template watch<VixL3Status>(in_.l3Status);
   vixReactors_.template watch<VixForwardingStatus>(in_.forwardingStatus);
-  if constexpr (!isV4) vixReactors_.template watch<VixL3Config>(in_.l3Config);
+  vixReactors_.template watch<VixL3Config>(in_.l3Config);
   vixReactors_.template watch<VixHwStatus>(in_.routingHwStatus);
 }
 
@@ -183,8 +190,7 @@ RouteSmT<AF>::~RouteSmT() {
     if constexpr (isV4) l3.ipv4FibRoutesDec(fibRoute_.size());
     else l3.ipv6FibRoutesDec(fibRoute_.size());
   }
-  if (!unprogrammedRoute_.empty()) unprogrammedCountIs(-int(unprogrammedRoute_.size()));
-  if (parentDropRoutes_) parentDropCountIs(-int(parentDropRoutes_));
+  counts_.doForget(unprogrammedRoute_.size());
 }
 
 template <class AF>
@@ -192,6 +198,8 @@ void RouteSmT<AF>::handleInitialized() {
   KOR_TRACE_FUNC();
   if (reader_ || !in_.routeStatus) return;
   routingEnabled_ = isV4 ? in_.vrfL3Status->routingEnabled() : in_.vrfL3Status->routing6Enabled();
+  deferralOver_ = routingEnabled_;
+  deferredRoutingEnabled_ = in_.l3Config && in_.l3Config->deferredRouting();
   if (!envVarInitialized_) handleRoutingEnabled(routingEnabled_);
   syncRoutingStateOnInit();
   if constexpr (!isV4) {
@@ -325,26 +333,27 @@ void RouteSmT<AF>::handleRoute(Prefix const& prefix) {
     return;
   }
   bool suspended = isV4 ? in_.l3Status->suspendRouteUpdates() : in_.l3Status->suspendIp6RouteUpdates();
-  if (suspended || !initialized()) {
+  if (suspended || !initialized() || reviewHeld()) {
     if (!initialized()) KOR_TRACE(5, "Received unexpected notification");
-    else KOR_TRACE(8, "Adding prefix to review since route updates suspended");
+    else if (suspended) KOR_TRACE(8, "Adding prefix to review since route updates suspended");
+    else KOR_TRACE(8, "Adding prefix to review since route review skipped");
     enqueueForReview(prefix);
     maybeScheduleRouteReview();
     return;
   }
   review_.erase(prefix);
   ++updatesSeen_;
-  processRouteUpdate(prefix, false, routingEnabled_ ? route : nullptr);
+  processRouteUpdate(prefix, false, routingActive() ? route : nullptr);
 }
 
 template <class AF>
 bool RouteSmT<AF>::setupRoute(Prefix const& prefix, Route const* route) {
   // A route present while routing is on always goes on; whether its record
   // exists matters only to the traces.
-  if (route && routingEnabled_ && !tf().enabled(8)) return true;
+  if (route && routingActive() && !tf().enabled(8)) return true;
   auto it = fibRoute_.find(prefix);
   bool known = it != fibRoute_.end();
-  if (!routingEnabled_ && !known) {
+  if (!routingActive() && !known) {
     KOR_TRACE(8, "Deferred routing not enabled - Returning");
     return false;
   }
@@ -362,15 +371,18 @@ bool RouteSmT<AF>::setupRoute(Prefix const& prefix, Route const* route) {
 
 template <class AF>
 bool RouteSmT<AF>::processRouteUpdate(Prefix const& prefix, bool force) {
-  return processRouteUpdate(prefix, force, routingEnabled_ ? fibEntry(prefix) : nullptr);
+  return processRouteUpdate(prefix, force, routingActive() ? fibEntry(prefix) : nullptr);
 }
 
 template <class AF>
 bool RouteSmT<AF>::processRouteUpdate(Prefix const& prefix, bool force, Route const* route) {
   if (route) {
     // One probe finds the record or makes it.
+    // A route is only read with routing off while it is deferred.
+    if (!routingEnabled_ && !deferredRoutingEnabled_) korAssert("deferredRoutingEnabled()");
     auto [it, fresh] = fibRoute_.try_emplace(prefix);
-    KOR_TRACE(8, "processRouteUpdate " << prefix << ", routePresent: 1, pgmRoute: " << !fresh << ", deferred: false");
+    KOR_TRACE(8, "processRouteUpdate " << prefix << ", routePresent: 1, pgmRoute: " << !fresh
+                                       << ", deferred: " << !routingEnabled_);
     if (route->seqNo() > lastProcessedSeq_) lastProcessedSeq_ = route->seqNo();
     // Re-added before its deletion time: the chip never saw it go.
     if (!deletions_.empty() && deletions_.erase(0, prefix))
@@ -403,14 +415,14 @@ bool RouteSmT<AF>::processRouteUpdate(Prefix const& prefix, bool force, Route co
   }
   auto it = fibRoute_.find(prefix);
   KOR_TRACE(8, "processRouteUpdate " << prefix << ", routePresent: 0, pgmRoute: " << (it != fibRoute_.end())
-                                     << ", deferred: false");
+                                     << ", deferred: " << routingDeferred());
   if (it == fibRoute_.end()) {
     KOR_TRACE(8, "Route " << prefix << " already deleted");
     return true;
   }
   // A deletion waits for its deletion time while routing is on: the routing
   // agent replaces a route by a delete and an add.
-  if (deletionDelay_ > 0 && routingEnabled_) {
+  if (deletionDelay_ > 0 && routingActive()) {
     Vix::Seconds now = acsd()->activityLoop()->now();
     Vix::Seconds const* due = deletions_.find(0, prefix);
     if (!due) {
@@ -436,11 +448,11 @@ void RouteSmT<AF>::deleteFibRoute(Prefix const& prefix) {
   if (it == fibRoute_.end()) return;
   if (it->second.parentDrop()) {
     it->second.parentDropIs(false);
-    parentDropCountIs(-1);
+    counts_.parentDropCountIs(-1);
   }
   updateAdjInfo(prefix, it->second, nullptr, false);
   removeUnprogrammed(prefix);
-  restartNextHopId_.erase(prefix);
+  restartSync_.release(prefix);
   deferredAdjCreation_.erase(prefix);
   if (!deletions_.empty()) deletions_.erase(0, prefix);
   fibRoute_.erase(prefix);
@@ -456,8 +468,9 @@ void RouteSmT<AF>::updateAdjInfo(Prefix const& prefix, FibRoute& fib, Route cons
     KOR_TRACE(8, "Parent drop route. Skip update");
     return;
   }
-  // A FIB entry is only read while routing is on (processRouteUpdate).
-  if (route && !routingEnabled_) korAssert("routeSm()->routingEnabled()");
+  // A FIB entry is only read while routing is on or deferred
+  // (processRouteUpdate).
+  if (route && !routingActive()) korAssert("routeSm()->routingEnabled()");
   AdjInfo const* old = fib.adjInfo();
   KOR_TRACE(8, "updateAdjInfo, prefix: " << prefix << " Old fib adjIndex: " << (old ? FecId(old->fibAdjIndex()) : FecId())
                                          << ", l2 adjIndex: " << (old ? old->l2AdjIndex() : 0)
@@ -506,11 +519,7 @@ void RouteSmT<AF>::updateAdjInfo(Prefix const& prefix, FibRoute& fib, Route cons
         l2 = entry && entry->l2Adj() ? entry->l2Adj()->index() : 0;
         if (entry) fecEntry = entry;
       } else {
-        uint64_t sync = 0;
-        if (!restartNextHopId_.empty()) {
-          auto r = restartNextHopId_.find(prefix);
-          if (r != restartNextHopId_.end()) sync = r->second;
-        }
+        uint64_t sync = restartSync_.claimedNextHop(prefix);
         l2 = adjSm.getL2AdjIndex(fecId, old ? FecId(old->fibAdjIndex()) : FecId(), uint8_t(AF::version), sync,
                                  &fecEntry);
       }
@@ -606,10 +615,8 @@ void RouteSmT<AF>::doUpdateRoute(Prefix const& prefix, FibRoute& fib, Vix::Ptr<A
   // change for the consumers of the hand-over list: a restart that changes
   // nothing wakes none of them.
   bool claimedAsHeld = false;
-  if (newEntry && !old && !restartNextHopId_.empty()) {
-    auto r = restartNextHopId_.find(prefix);
-    claimedAsHeld = r != restartNextHopId_.end() && r->second == newEntry->l2AdjIndex();
-  }
+  if (newEntry && !old && restartSync_.claimed(prefix))
+    claimedAsHeld = restartSync_.claimedNextHop(prefix) == newEntry->l2AdjIndex();
   if (!reviewPendingBump_) {
     reviewPendingBump_ = !claimedAsHeld;
     pendingClock_.timeMinEarlierIs(acsd()->activityLoop()->now());
@@ -770,6 +777,10 @@ void RouteSmT<AF>::runReview() {
     KOR_TRACE(8, "Route updates suspended");
     return;
   }
+  if (reviewHeld()) {
+    KOR_TRACE(8, "Skip route review set, review held");
+    return;
+  }
   reviewRouteChanges();
   if constexpr (!isV4) reviewOverflowRoutes();
   if (disabling_ && fullyDisabled()) actuallyDisableRouting();
@@ -786,7 +797,7 @@ template <class AF>
 void RouteSmT<AF>::reviewRouteChanges() {
   auto* loop = acsd()->activityLoop().ptr();
   Vix::Seconds start = loop->now();
-  if (!routingEnabled_ && fibRoute_.empty()) {
+  if (!routingActive() && fibRoute_.empty()) {
     if (!routesForReviews()) {
       KOR_TRACE(8, "Route review skipped");
       return;
@@ -819,7 +830,7 @@ Vix::ReviewAction RouteSmT<AF>::doReviewRoute(Prefix const& p) {
   // Dequeued first: a change the review itself causes queues it again.
   review_.erase(p);
   processRouteUpdate(p);
-  if (!restartNextHopId_.empty() && restartNextHopId_.erase(p)) KOR_TRACE(8, "Restart nextHopId " << p << " cleared");
+  if (restartSync_.release(p)) KOR_TRACE(8, "Restart nextHopId " << p << " cleared");
   ++updatesProcessed_;
   ++processedInPass_;
   if (reviewHook_) reviewHook_(p);
@@ -859,11 +870,12 @@ void RouteSmT<AF>::reviewOverflowRoutes() {
 }
 
 template <class AF>
-void RouteSmT<AF>::scheduleAllRoutes() {
+void RouteSmT<AF>::scheduleAllRoutes(bool handOverAgain) {
   KOR_TRACE(5, "scheduleAllRoutes " << in_.routeStatus->routeSize());
   for (auto const& kv : in_.routeStatus->routeMap()) {
     if (!kv.second.fecId().isValid()) continue;
-    if (auto it = fibRoute_.find(kv.first); it != fibRoute_.end()) it->second.stateIs(RouteReviewState::changedRoute);
+    if (auto it = fibRoute_.find(kv.first); handOverAgain && it != fibRoute_.end())
+      it->second.stateIs(RouteReviewState::changedRoute);
     enqueueForReview(kv.first);
   }
   maybeScheduleRouteReview();
@@ -887,42 +899,15 @@ void RouteSmT<AF>::doReviewPending() {
 // --- Unprogrammed routes ---
 
 template <class AF>
-void RouteSmT<AF>::unprogrammedCountIs(int delta) {
-  auto& vrf = *in_.vrfL3Status;
-  auto& l3 = *in_.l3Status;
-  if constexpr (isV4) {
-    vrf.numUnprogrammedRoutesIs(uint32_t(int64_t(vrf.numUnprogrammedRoutes()) + delta));
-    l3.ipv4UnProgrammedRoutesIs(uint64_t(int64_t(l3.ipv4UnProgrammedRoutes()) + delta));
-  } else {
-    vrf.numUnprogrammedV6RoutesIs(uint32_t(int64_t(vrf.numUnprogrammedV6Routes()) + delta));
-    l3.ipv6UnProgrammedRoutesIs(uint64_t(int64_t(l3.ipv6UnProgrammedRoutes()) + delta));
-  }
-}
-
-template <class AF>
-void RouteSmT<AF>::parentDropCountIs(int delta) {
-  parentDropRoutes_ = size_t(int64_t(parentDropRoutes_) + delta);
-  auto& vrf = *in_.vrfL3Status;
-  auto& l3 = *in_.l3Status;
-  if constexpr (isV4) {
-    vrf.numParentDropRoutesIs(uint32_t(int64_t(vrf.numParentDropRoutes()) + delta));
-    l3.ipv4ParentDropRoutesIs(uint64_t(int64_t(l3.ipv4ParentDropRoutes()) + delta));
-  } else {
-    vrf.numParentDropV6RoutesIs(uint32_t(int64_t(vrf.numParentDropV6Routes()) + delta));
-    l3.ipv6ParentDropRoutesIs(uint64_t(int64_t(l3.ipv6ParentDropRoutes()) + delta));
-  }
-}
-
-template <class AF>
 void RouteSmT<AF>::addUnprogrammed(Prefix const& prefix) {
   if (!unprogrammedRoute_.enqueue(0, prefix)) return;
-  unprogrammedCountIs(+1);
+  counts_.unprogrammedCountIs(+1);
   scheduleUnprogrammedReview(false);
 }
 
 template <class AF>
 void RouteSmT<AF>::removeUnprogrammed(Prefix const& prefix) {
-  if (unprogrammedRoute_.erase(0, prefix)) unprogrammedCountIs(-1);
+  if (unprogrammedRoute_.erase(0, prefix)) counts_.unprogrammedCountIs(-1);
 }
 
 template <class AF>
@@ -993,7 +978,7 @@ Vix::ReviewAction RouteSmT<AF>::doRetryUnprogrammed(Prefix const& p) {
   auto it = fibRoute_.find(p);
   if (it == fibRoute_.end()) {
     KOR_TRACE(8, "No fib route for prefix " << p);
-    unprogrammedCountIs(-1);
+    counts_.unprogrammedCountIs(-1);
     return Vix::ReviewAction::done;
   }
   if (resourceFull()) {
@@ -1054,7 +1039,7 @@ bool RouteSmT<AF>::programParentDropRoute(Prefix const& prefix) {
   }
   auto it = fibRoute_.find(*parent);
   if (it->second.parentDrop()) return true;
-  if (!initialized() || !routingEnabled_) {
+  if (!initialized() || !routingActive()) {
     KOR_TRACE(3, "Parent route programming failure");
     return false;
   }
@@ -1070,13 +1055,13 @@ bool RouteSmT<AF>::programParentDropRoute(Prefix const& prefix) {
     return false;
   }
   fib.parentDropIs(true);
-  parentDropCountIs(+1);
+  counts_.parentDropCountIs(+1);
   return true;
 }
 
 template <class AF>
 void RouteSmT<AF>::restoreParentDropRoutes() {
-  if (!parentDropRoutes_) return;
+  if (!counts_.parentDropRoutes()) return;
   std::vector<Prefix> parents;
   for (auto const& kv : fibRoute_)
     if (kv.second.parentDrop()) parents.push_back(kv.first);
@@ -1084,7 +1069,7 @@ void RouteSmT<AF>::restoreParentDropRoutes() {
     auto it = fibRoute_.find(p);
     it->second.parentDropIs(false);
     it->second.stateIs(RouteReviewState::changedRoute);
-    parentDropCountIs(-1);
+    counts_.parentDropCountIs(-1);
     enqueueForReview(p);
   }
   maybeScheduleRouteReview();
@@ -1110,23 +1095,36 @@ void RouteSmT<AF>::handleRoutingEnabled(bool enabled) {
     KOR_TRACE(5, "RouteSm not initialized");
     return;
   }
-  KOR_TRACE(5, "RoutingEnabled: " << routingEnabled_ << ", deferred: false");
+  KOR_TRACE(5, "RoutingEnabled: " << routingEnabled_ << ", deferred: " << routingDeferred());
   if (enabled == routingEnabled_ && !disabling_) return;
   if (enabled) {
+    bool const deferred = routingDeferred();
     if (disabling_) {
       // Back on before every route was gone: the review re-checks them all.
       disabling_ = false;
-    } else {
+    } else if (!deferred) {
       enableRoutingWhenFullyDisabled();
     }
+    // Deferred routes are in the chip already: the review finds them up to
+    // date.
     routingEnabled_ = true;
+    deferralOver_ = true;
+    lastRoutingEnabledTime_ = acsd()->activityLoop()->now();
     KOR_TRACE(1, "Routing enabled is now " << routingEnabled_);
-    scheduleAllRoutes();
+    scheduleAllRoutes(!deferred);
     return;
   }
   routingEnabled_ = false;
-  disabling_ = true;
+  lastRoutingDisabledTime_ = acsd()->activityLoop()->now();
   KOR_TRACE(1, "Routing enabled is now " << routingEnabled_);
+  doWithdrawAll();
+}
+
+// Every route leaves the chip through the review: routing went off, or the
+// routes handed over while it was deferred may no longer stay.
+template <class AF>
+void RouteSmT<AF>::doWithdrawAll() {
+  disabling_ = true;
   for (auto& kv : fibRoute_) {
     KOR_TRACE(9, "Schedule deletion for " << kv.first);
     kv.second.stateIs(RouteReviewState::changedRoute);
@@ -1162,10 +1160,21 @@ void RouteSmT<AF>::actuallyDisableRouting() {
 }
 
 // A VRF asked to switch routing off (uRPF start) is told when it is off.
+// Routes it still defers leave the chip first, and its deferral is over:
+// they come back when routing comes on.
 template <class AF>
 void RouteSmT<AF>::handleWaitForRoutingDisabled() {
   auto& vrf = *in_.vrfL3Status;
   bool waiting = isV4 ? vrf.waitForRoutingDisabled() : vrf.waitForRouting6Disabled();
+  if (waiting && !deferralOver_ && !routingEnabled_ && initialized()) {
+    bool deferred = routingDeferred();
+    deferralOver_ = true;
+    if (deferred && !fibRoute_.empty()) {
+      KOR_TRACE(3, "Routing disabled while deferred. Withdraw deferred routes");
+      doWithdrawAll();
+      return;
+    }
+  }
   if (!waiting || routingEnabled_ || disabling_ || !fullyDisabled()) return;
   KOR_TRACE(3, "Turn off wait for routing disabled");
   if constexpr (isV4) vrf.waitForRoutingDisabledIs(false);
@@ -1173,72 +1182,50 @@ void RouteSmT<AF>::handleWaitForRoutingDisabled() {
   in_.l3Status->waitForRoutingDisabledRefCntIs(in_.l3Status->waitForRoutingDisabledRefCnt() + 1);
 }
 
+// Deferred routing switched while routing is not on yet: the routes are
+// taken in, or those handed over leave the chip again.
+template <class AF>
+void RouteSmT<AF>::handleDeferredRouting(bool enabled) {
+  if (enabled != deferredRoutingEnabled_) {
+    bool was = routingDeferred();
+    deferredRoutingEnabled_ = enabled;
+    KOR_TRACE(3, "Deferred routing enabled: " << enabled);
+    if (initialized() && reader_) {
+      if (!was && routingDeferred()) scheduleAllRoutes();
+      else if (was && !routingDeferred() && !fibRoute_.empty()) doWithdrawAll();
+    }
+  }
+  handleAggregateRoute();
+}
+
+// Cleared: the review held back while a uRPF start had routing off runs.
+template <class AF>
+void RouteSmT<AF>::handleSkipRouteReview() {
+  bool skip = isV4 ? in_.vrfL3Status->skipRouteReview() : in_.vrfL3Status->skipRoute6Review();
+  KOR_TRACE(5, "Skip route review: " << skip);
+  if (!skip && initialized()) maybeScheduleRouteReview(true);
+}
+
 // --- Start ---
 
-// The chip still holds the routes of an earlier run: those the FIB still has
-// are handed over again with the next hop they had (so nothing in the chip
-// changes); the others are removed. With routing off every one goes.
-//
-// Routes an earlier run programmed before uRPF was on, or under other
-// exact-match lengths, are not claimed: every one is deleted first and the
-// first pass programs them all again under the new configuration. The
-// record of what they were programmed under is the platform's, kept with
-// the routes (RouteProgrammingRecord).
+// The chip's routes of an earlier run: claimed back or removed (RouteRestartSyncT).
 template <class AF>
 void RouteSmT<AF>::syncRoutingStateOnInit() {
   if (!in_.helper) return;
-  KOR_TRACE(3, "Syncing current state on init");
-  RouteProgrammingRecord const now = programmingRecord();
-  std::optional<RouteProgrammingRecord> const before = in_.helper->programmingRecord(vrfId_);
-  bool const purge = before && now.forcesPurgeFrom(*before);
-  if (purge) {
-    KOR_TRACE(1, "Routes programmed under " << *before << ", now " << now);
-    KOR_TRACE(1, " Force deletion of platform routes if uRPF");
-    KOR_TRACE(1, " is getting enabled or REM config changes on restart");
-    KOR_TRACE(1, " Delete all routes before new REM config takes effect.");
-  }
-  std::vector<Prefix> stale;
-  in_.helper->forEachHardwareRoute(vrfId_, [&](Prefix const& p, uint64_t nextHopId) {
-    if (routingEnabled_ && !purge && fibEntry(p)) {
-      KOR_TRACE(8, "Route " << p << " in routeStatus, nextHop: " << nextHopId);
-      // Kept even without a next hop: a claim the first pass does not take
-      // up is removed at its end.
-      restartNextHopId_[p] = nextHopId;
-      if (p.isDefault()) KOR_TRACE(8, "Updating default route");
-    } else {
-      stale.push_back(p);
-    }
-  });
-  for (auto const& p : stale) {
-    if (!purge) KOR_TRACE(5, "Route " << p << " no longer exists. Delete it");
-    in_.helper->deleteHardwareRoute(vrfId_, p);
-  }
-  // Written after the purge: a restart during it finds the old record and
-  // purges again.
-  if (!before || !(*before == now)) in_.helper->programmingRecordIs(vrfId_, now);
-  KOR_TRACE(3, "Syncing state on init done");
+  restartSync_.doSyncOnInit(*in_.helper, programmingRecord(), routingActive(),
+                            [this](Prefix const& p) { return fibEntry(p) != nullptr; });
 }
 
 template <class AF>
 RouteProgrammingRecord RouteSmT<AF>::programmingRecord() const {
-  RouteProgrammingRecord r;
-  r.urpfEnabled = in_.l3Status->urpfEnabled();
-  if (in_.routingHwStatus) {
-    for (auto const& kv : in_.routingHwStatus->prefixLenInExactMatchMap())
-      if (kv.second) r.exactMatchLengths.push_back(uint8_t(kv.first.bits()));
-    std::sort(r.exactMatchLengths.begin(), r.exactMatchLengths.end());
-  }
-  return r;
+  return RouteRestartSyncT<AF>::recordOf(*in_.l3Status, in_.routingHwStatus.ptr());
 }
 
 // The chip's routes follow a change while the machine runs (uRPF switched,
 // routes moved between the IPv6 tables): the record follows with them.
 template <class AF>
 void RouteSmT<AF>::doRecordProgramming() {
-  if (!reader_ || !in_.helper) return;
-  RouteProgrammingRecord const now = programmingRecord();
-  auto const before = in_.helper->programmingRecord(vrfId_);
-  if (!before || !(*before == now)) in_.helper->programmingRecordIs(vrfId_, now);
+  if (reader_ && in_.helper) restartSync_.doRecord(*in_.helper, programmingRecord());
 }
 
 template <class AF>
@@ -1246,18 +1233,7 @@ void RouteSmT<AF>::maybeEndOfSync() {
   if (!reader_ || !reader_->drained() || routesForReviews()) return;
   if (!reviewComplete_) {
     reviewComplete_ = true;
-    // A chip route claimed at start whose FIB route went before the reader
-    // reached it was never handed over, so no hand-over removal takes it out.
-    // Collected first: a delete can free room and wake the route machines.
-    std::vector<Prefix> gone;
-    for (auto const& [p, nextHopId] : restartNextHopId_)
-      if (!fibRoute(p)) gone.push_back(p);
-    // The next hops an earlier run programmed matter only for the first pass.
-    restartNextHopId_.clear();
-    for (auto const& p : gone) {
-      KOR_TRACE(5, "Route " << p << " deleted during sync. Delete it");
-      if (in_.helper) in_.helper->deleteHardwareRoute(vrfId_, p);
-    }
+    restartSync_.doEndClaims(in_.helper.ptr(), [this](Prefix const& p) { return fibRoute(p) != nullptr; });
   }
   if (!endOfSyncDone()) {
     if constexpr (isV4) in_.vrfL3Status->endOfV4SyncDoneIs(true);
@@ -1310,7 +1286,7 @@ bool RouteSmT<AF>::isContainedByAggrRoute(Prefix const& prefix, bool log) const 
   if constexpr (isV4) {
     return false;
   } else {
-    if (!aggregateTrie_.size() || !in_.l3Config || !in_.l3Config->deferredRouting()) return false;
+    if (!aggregateTrie_.size() || !in_.l3Config || !deferredRoutingEnabled_) return false;
     auto const& aggregates = in_.l3Config->aggregateRoute6Map();
     auto parent = aggregateTrie_.parent(prefix, [&](Prefix const& p) { return aggregates.find(p) != aggregates.end(); });
     if (parent && log) KOR_TRACE(8, "AggrRoute " << *parent << " contains " << prefix);
@@ -1324,7 +1300,7 @@ void RouteSmT<AF>::handleAggregateRoute(Prefix const& prefix) {
     bool added = in_.l3Config && in_.l3Config->aggregateRoute6Has(prefix);
     if (added) aggregateTrie_.add(prefix);
     else aggregateTrie_.del(prefix);
-    if (!in_.l3Config || !in_.l3Config->deferredRouting()) {
+    if (!deferredRoutingEnabled_) {
       KOR_TRACE(5, "Deferred Routing NOT enabled - Returning");
       return;
     }
@@ -1445,6 +1421,35 @@ void RouteSmT<AF>::verifyAllRoutes() {
     }
     chip.routeIs(kv.first, kv.second.adjInfo(), unprogrammedRoute_.contains(0, kv.first));
   }
+  // Behind the records: the FIB and the hand-over list. Once the initial
+  // sync is over and nothing waits for review, a FIB route with no record
+  // was lost on its way in; a hand-over entry of the VRF with neither a
+  // record nor a FIB route leaked on its way out.
+  auto fault = [&](std::string const& what) {
+    ++bad;
+    KOR_TRACE(1, what);
+    KOR_VERIFY_REPORT(KorTypes::verifyFail, what);
+  };
+  bool suspended = isV4 ? l3.suspendRouteUpdates() : l3.suspendIp6RouteUpdates();
+  if (routingActive() && endOfSyncDone() && !routesForReviews() && !suspended && !reviewHeld()) {
+    for (auto const& kv : in_.routeStatus->routeMap()) {
+      if (!kv.second.fecId().isValid() || fibRoute_.find(kv.first) != fibRoute_.end()) continue;
+      std::string what = "Route not in trie but in shmem: ";
+      what += kv.first.str();
+      fault(what);
+    }
+  }
+  auto leaked = [&](Key const& key) {
+    if (key.vrfId != vrfId_ || fibRoute_.find(key.prefix) != fibRoute_.end() || fibEntry(key.prefix)) return;
+    std::string what = "Route not in trie and shmem: ";
+    what += key.prefix.str();
+    fault(what);
+  };
+  if constexpr (isV4) {
+    for (auto const& kv : l3.adjInfoListMap()) leaked(kv.first);
+  } else {
+    for (auto const& kv : l3.adjInfo6ListMap()) leaked(kv.first);
+  }
   auto faults = chip.faults(endOfSyncDone());
   for (auto const& f : faults) KOR_VERIFY_REPORT(KorTypes::verifyFail, f);
   if (!bad && faults.empty())
@@ -1453,51 +1458,20 @@ void RouteSmT<AF>::verifyAllRoutes() {
 
 template <class AF>
 void RouteSmT<AF>::showFibRoutes(std::ostream& out, std::optional<Prefix> prefix) const {
-  std::map<Prefix, Route> sorted;
-  for (auto const& kv : in_.routeStatus->routeMap())
-    if (kv.second.fecId().isValid() && (!prefix || *prefix == kv.first)) sorted.emplace(kv.first, kv.second);
-  if (prefix && sorted.empty()) out << "Route " << *prefix << " not in the FIB\n";
-  for (auto const& [p, r] : sorted) out << p << " fec " << r.fecId() << " seq " << r.seqNo() << "\n";
+  RouteShowT<AF>::showFibRoutes(out, *in_.routeStatus, prefix);
 }
 
 template <class AF>
 void RouteSmT<AF>::showKorRoutes(std::ostream& out, std::optional<Prefix> prefix) const {
-  std::map<Prefix, FibRoute const*> sorted;
-  for (auto const& kv : fibRoute_)
-    if (!prefix || *prefix == kv.first) sorted.emplace(kv.first, &kv.second);
-  if (prefix && sorted.empty()) out << "Route " << *prefix << " has no record\n";
-  for (auto const& [p, fib] : sorted) {
-    out << p << " ";
-    if (AdjInfo const* a = fib->adjInfo()) {
-      out << a->routeType() << " fec " << FecId(a->fibAdjIndex()) << " l2adj " << a->l2AdjIndex()
-          << (a->vias() ? " vias" : "");
-    } else {
-      out << "no adjacency information";
-    }
-    if (unprogrammedRoute_.contains(p)) out << " unprogrammed";
-    if (fib->parentDrop()) out << " parent-drop";
-    out << "\n";
-  }
+  RouteShowT<AF>(fibRoute_, unprogrammedRoute_).showKorRoutes(out, prefix);
 }
 
 template <class AF>
 void RouteSmT<AF>::doShowRoutesUnprogrammedInVrf(std::ostream& out, VrfName const& vrfName) const {
-  uint32_t unprogrammed = isV4 ? in_.vrfL3Status->numUnprogrammedRoutes() : in_.vrfL3Status->numUnprogrammedV6Routes();
-  uint32_t parentDrop = isV4 ? in_.vrfL3Status->numParentDropRoutes() : in_.vrfL3Status->numParentDropV6Routes();
-  char buf[160];
-  std::snprintf(buf, sizeof(buf), "Vrf: %s\n", vrfName.str().c_str());
-  out << buf;
-  if (unprogrammed == 0) {
-    out << "No unprogrammed routes\n";
-    return;
-  }
-  std::snprintf(buf, sizeof(buf), "Num unprogrammed routes: %d\n", int(unprogrammed));
-  out << buf;
-  std::snprintf(buf, sizeof(buf), "Num parent drop routes: %d\n\n", int(parentDrop));
-  out << buf;
-  std::map<Prefix, bool> sorted;
-  unprogrammedRoute_.lane(0).forEach([&](Prefix const& p, bool) { sorted.emplace(p, true); });
-  for (auto const& kv : sorted) out << kv.first << "\n";
+  auto const& vrf = *in_.vrfL3Status;
+  RouteShowT<AF>(fibRoute_, unprogrammedRoute_)
+      .showUnprogrammed(out, vrfName, isV4 ? vrf.numUnprogrammedRoutes() : vrf.numUnprogrammedV6Routes(),
+                        isV4 ? vrf.numParentDropRoutes() : vrf.numParentDropV6Routes());
 }
 
 template class RouteSmT<Nollo::Ipv4>;

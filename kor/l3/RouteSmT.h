@@ -54,6 +54,8 @@
 #include "kor/l3/FibRouteT.h"
 #include "kor/records/L3Status.h"
 #include "kor/records/RouteProgrammingRecord.h"
+#include "kor/l3/RouteCountsT.h"
+#include "kor/l3/RouteRestartSyncT.h"
 #include "kor/l3/RoutingTrieT.h"
 #include "kor/l3/TableType.h"
 #include "kor/records/VrfAndPrefixT.h"
@@ -161,6 +163,20 @@ class RouteSmT : public KorBaseSm {
 
   // State.
   bool routingEnabled() const { return routingEnabled_; }
+  // Deferred routing (L3Config::deferredRouting): a VRF whose routing has not
+  // come on yet hands its routes over all the same, so the chip is full
+  // when routing comes on. It ends when routing first comes on, or when a
+  // uRPF start asks the VRF to switch routing off; from then on routing off
+  // means no routes. Without it, routes wait for routing ("Deferred routing
+  // not enabled - Returning") and are all reviewed when it comes on. The
+  // same flag lets IPv6 aggregate routes cover their more specific routes.
+  bool deferredRoutingEnabled() const { return deferredRoutingEnabled_; }
+  // Routing is off and the routes are handed over nonetheless.
+  bool routingDeferred() const {
+    return deferredRoutingEnabled_ && !routingEnabled_ && !deferralOver_ && !disabling_;
+  }
+  Vix::Seconds lastRoutingEnabledTime() const { return lastRoutingEnabledTime_; }
+  Vix::Seconds lastRoutingDisabledTime() const { return lastRoutingDisabledTime_; }
   bool reviewComplete() const { return reviewComplete_; }
   bool endOfSyncDone() const;
   size_t fibRoutes() const { return fibRoute_.size(); }
@@ -174,7 +190,7 @@ class RouteSmT : public KorBaseSm {
   bool routeForReview(Prefix const& p) const { return review_.contains(p); }
   size_t unprogrammedRoutes() const { return unprogrammedRoute_.size(); }
   bool unprogrammed(Prefix const& p) const { return unprogrammedRoute_.contains(0, p); }
-  size_t parentDropRoutes() const { return parentDropRoutes_; }
+  size_t parentDropRoutes() const { return counts_.parentDropRoutes(); }
   size_t overflowRoutesForReview() const { return overflowRoutesForReview_.size(); }
   size_t pendingDeletions() const { return deletions_.size(); }
   // Deletions the chip refused, announced again until it takes them.
@@ -202,6 +218,13 @@ class RouteSmT : public KorBaseSm {
   // Inputs.
   void handleRoute(Prefix const& prefix);
   void handleRoutingEnabled(bool enabled);
+  void handleDeferredRouting(bool enabled);
+  // VrfL3Status::skipRouteReview / skipRoute6Review: set while a uRPF start
+  // has switched routing off. Reviews that only take routes out go on (the
+  // start waits for them); a review that would hand routes over - routing
+  // switched back on before the start is done - and the notifications of
+  // such routes wait until the flag clears, then run at once.
+  void handleSkipRouteReview();
   void handleRoutingResourceFull();
   void handlePrefixWalk(FecId const& fecId);
   void handleFec(FecId const& fecId);
@@ -264,7 +287,9 @@ class RouteSmT : public KorBaseSm {
   Vix::ReviewAction doRetryUnprogrammed(Prefix const& prefix);
   void runRefusedDeletions();
   Vix::ReviewAction doRetryDeletion(Prefix const& prefix);
-  void scheduleAllRoutes();
+  // Every FIB route reviewed; handOverAgain: records handed over again even
+  // when nothing changed (not after deferral: those are current).
+  void scheduleAllRoutes(bool handOverAgain = true);
   void doReviewPending();
 
   // Unprogrammed routes.
@@ -276,6 +301,13 @@ class RouteSmT : public KorBaseSm {
 
   // Routing on/off, start, sync.
   void enableRoutingWhenFullyDisabled();
+  void doWithdrawAll();
+  // Routes are read and handed over: routing on, or deferred.
+  bool routingActive() const { return routingEnabled_ || routingDeferred(); }
+  bool reviewHeld() const {
+    bool skip = isV4 ? in_.vrfL3Status->skipRouteReview() : in_.vrfL3Status->skipRoute6Review();
+    return skip && routingActive();
+  }
   void actuallyDisableRouting();
   bool fullyDisabled() const;
   void syncRoutingStateOnInit();
@@ -286,8 +318,6 @@ class RouteSmT : public KorBaseSm {
   void maybeEndOfSync();
   void maybeAckSequence();
   bool resourceFull() const;
-  void unprogrammedCountIs(int delta);
-  void parentDropCountIs(int delta);
 
   VrfRoot* vrfRoot_;
   VrfId vrfId_;
@@ -302,6 +332,11 @@ class RouteSmT : public KorBaseSm {
   Vix::Ptr<Routing::Hardware::Config const> hwConfig_;
 
   bool routingEnabled_ = false;
+  bool deferredRoutingEnabled_ = false;
+  // Routing came on once, or a uRPF start switched it off: no more deferral.
+  bool deferralOver_ = false;
+  Vix::Seconds lastRoutingEnabledTime_ = 0;
+  Vix::Seconds lastRoutingDisabledTime_ = 0;
   bool disabling_ = false;
   bool batchMode_ = false;
   bool envVarInitialized_ = false;
@@ -322,7 +357,7 @@ class RouteSmT : public KorBaseSm {
   Vix::Seconds nextDeletionDue_ = 0;
 
   Vix::HashMap<Prefix, FibRoute> fibRoute_;
-  Vix::HashMap<Prefix, uint64_t> restartNextHopId_;
+  RouteRestartSyncT<AF> restartSync_{tf(), vrfId_};
   Vix::HashMap<Prefix, uint64_t> deferredAdjCreation_;
   Vix::HashMap<Prefix, bool> overflowRoutesForReview_;
   // The exact-match lengths the routes were last placed by.
@@ -334,7 +369,7 @@ class RouteSmT : public KorBaseSm {
   RoutingTrieT<AF> trie_;
   RoutingTrieT<AF> aggregateTrie_;
   AdjInfoPool adjInfoPool_;
-  size_t parentDropRoutes_ = 0;
+  RouteCountsT<AF> counts_{in_.vrfL3Status, in_.l3Status};
   uint64_t lastProcessedSeq_ = 0;
 
   uint64_t updatesSeen_ = 0;
