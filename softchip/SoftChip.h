@@ -16,6 +16,7 @@
 #include "softchip/common/ChipRegistry.h"
 #include "softchip/common/FaultInjector.h"
 #include "softchip/l3/L3Chip.h"
+#include "softchip/l2/XlateChip.h"
 #include "vix/Ptr.h"
 
 namespace SoftChip {
@@ -44,6 +45,8 @@ class SoftChip : public Vix::PtrInterface {
   L3Chip const& l3() const { return l3_; }
   AdjChip& adj() { return adj_; }
   AdjChip const& adj() const { return adj_; }
+  XlateChip& xlate() { return xlate_; }
+  XlateChip const& xlate() const { return xlate_; }
 
  private:
   FaultInjector injector_;
@@ -52,6 +55,7 @@ class SoftChip : public Vix::PtrInterface {
   // routes, then L2 adjacencies.
   L3Chip l3_;
   AdjChip adj_;
+  XlateChip xlate_;
 };
 
 }  // namespace SoftChip
