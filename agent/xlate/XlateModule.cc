@@ -195,6 +195,7 @@ ShowModel XlateModule::translationShow() const {
     }
   json += ']';
   m.fieldAdd("unprogrammed", "unprogrammed:", M::raw(json, unprogrammed.empty() ? " none" : unprogrammed));
+  m.lineAdd("\n");
   return m;
 }
 
