@@ -24,6 +24,7 @@
 #include "agent/tunnel/TunnelModule.h"
 #include "agent/nexthop/NexthopModule.h"
 #include "agent/vrf/VrfModule.h"
+#include "agent/xlate/XlateModule.h"
 #include "kor/adj/L2AdjHelper.h"
 #include "kor/common/KorCommonSmData.h"
 #include "kor/records/L3Status.h"
@@ -92,6 +93,7 @@ void Agent::doListModules() {
   modules_.push_back(std::make_unique<TunnelModule>(this));
   modules_.push_back(std::make_unique<NexthopModule>(this));
   modules_.push_back(std::make_unique<VlanModule>(this));
+  modules_.push_back(std::make_unique<XlateModule>(this));
 }
 
 Agent::~Agent() {

@@ -17,6 +17,7 @@
 #include "softchip/common/FaultInjector.h"
 #include "softchip/l2/VlanChip.h"
 #include "softchip/l3/L3Chip.h"
+#include "softchip/l2/XlateChip.h"
 #include "vix/Ptr.h"
 
 namespace SoftChip {
@@ -47,6 +48,8 @@ class SoftChip : public Vix::PtrInterface {
   AdjChip const& adj() const { return adj_; }
   VlanChip& vlan() { return vlan_; }
   VlanChip const& vlan() const { return vlan_; }
+  XlateChip& xlate() { return xlate_; }
+  XlateChip const& xlate() const { return xlate_; }
 
  private:
   FaultInjector injector_;
@@ -56,6 +59,7 @@ class SoftChip : public Vix::PtrInterface {
   L3Chip l3_;
   AdjChip adj_;
   VlanChip vlan_;
+  XlateChip xlate_;
 };
 
 }  // namespace SoftChip
