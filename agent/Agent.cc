@@ -18,6 +18,7 @@
 #include "agent/neigh/NeighbourModule.h"
 #include "agent/resil/ResilientModule.h"
 #include "agent/source/RouteSourceModule.h"
+#include "agent/stp/StpModule.h"
 #include "agent/routing/RoutingInputsModule.h"
 #include "agent/verify/VerifyModule.h"
 #include "agent/tunnel/TunnelModule.h"
@@ -90,6 +91,7 @@ void Agent::doListModules() {
   modules_.push_back(std::make_unique<VerifyModule>(this));
   modules_.push_back(std::make_unique<TunnelModule>(this));
   modules_.push_back(std::make_unique<NexthopModule>(this));
+  modules_.push_back(std::make_unique<StpModule>(this));
 }
 
 Agent::~Agent() {
