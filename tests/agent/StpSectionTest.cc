@@ -26,7 +26,8 @@ class StpSectionTest : public KorTest::ConfigFileFixture {
  protected:
   Json show() { return Json::parse(agent_.show("stp", true)); }
   std::string vlansOf(std::string const& topo) {
-    for (auto const& t : show()["topologies"])
+    Json const s = show();
+    for (auto const& t : s["topologies"])
       if (t["name"] == topo) return t["vlans"];
     return "absent";
   }
