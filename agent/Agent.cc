@@ -18,6 +18,7 @@
 #include "agent/neigh/NeighbourModule.h"
 #include "agent/resil/ResilientModule.h"
 #include "agent/source/RouteSourceModule.h"
+#include "agent/stp/StpModule.h"
 #include "agent/routing/RoutingInputsModule.h"
 #include "agent/verify/VerifyModule.h"
 #include "agent/vlan/VlanModule.h"
@@ -94,6 +95,7 @@ void Agent::doListModules() {
   modules_.push_back(std::make_unique<NexthopModule>(this));
   modules_.push_back(std::make_unique<VlanModule>(this));
   modules_.push_back(std::make_unique<XlateModule>(this));
+  modules_.push_back(std::make_unique<StpModule>(this));
 }
 
 Agent::~Agent() {

@@ -16,6 +16,7 @@
 #include "softchip/common/ChipRegistry.h"
 #include "softchip/common/FaultInjector.h"
 #include "softchip/l2/VlanChip.h"
+#include "softchip/l2/StpChip.h"
 #include "softchip/l3/L3Chip.h"
 #include "softchip/l2/XlateChip.h"
 #include "vix/Ptr.h"
@@ -50,6 +51,8 @@ class SoftChip : public Vix::PtrInterface {
   VlanChip const& vlan() const { return vlan_; }
   XlateChip& xlate() { return xlate_; }
   XlateChip const& xlate() const { return xlate_; }
+  StpChip& stp() { return stp_; }
+  StpChip const& stp() const { return stp_; }
 
  private:
   FaultInjector injector_;
@@ -60,6 +63,7 @@ class SoftChip : public Vix::PtrInterface {
   AdjChip adj_;
   VlanChip vlan_;
   XlateChip xlate_;
+  StpChip stp_;
 };
 
 }  // namespace SoftChip
