@@ -2,7 +2,8 @@
 
 namespace SoftChip {
 
-SoftChip::SoftChip() : l3_(this, registry_, &injector_), adj_(this, registry_, &injector_) {}
+SoftChip::SoftChip() : l3_(this, registry_, &injector_), adj_(this, registry_, &injector_),
+      lag_(this, registry_, &injector_) {}
 
 SoftChip::~SoftChip() = default;
 

@@ -15,6 +15,7 @@
 #include "softchip/adj/AdjChip.h"
 #include "softchip/common/ChipRegistry.h"
 #include "softchip/common/FaultInjector.h"
+#include "softchip/l2/LagChip.h"
 #include "softchip/l3/L3Chip.h"
 #include "vix/Ptr.h"
 
@@ -44,6 +45,8 @@ class SoftChip : public Vix::PtrInterface {
   L3Chip const& l3() const { return l3_; }
   AdjChip& adj() { return adj_; }
   AdjChip const& adj() const { return adj_; }
+  LagChip& lag() { return lag_; }
+  LagChip const& lag() const { return lag_; }
 
  private:
   FaultInjector injector_;
@@ -52,6 +55,7 @@ class SoftChip : public Vix::PtrInterface {
   // routes, then L2 adjacencies.
   L3Chip l3_;
   AdjChip adj_;
+  LagChip lag_;
 };
 
 }  // namespace SoftChip
