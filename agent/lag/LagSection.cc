@@ -60,7 +60,10 @@ void LagSection::doApplyRemovals(Agent& agent, ConfigSection const& nextSection,
 
 void LagSection::doApplyAdds(Agent& agent, ConfigSection const& nextSection, ConfigReport& report) {
   auto const& next = static_cast<LagSection const&>(nextSection);
-  for (auto const& [lag, want] : next.lags_) {
+  for (auto const& kv : next.lags_) {
+    // Named, not bound: clang 14 does not capture structured bindings.
+    Nollo::IntfId const& lag = kv.first;
+    auto const& want = kv.second;
     auto const& have = lags_[lag];
     auto const joining = minus(want, have);
     if (!joining.empty() && report.doInput(lagPointer(lag), [&] { agent.module<LagModule>().lagAdd(lag, joining); }))

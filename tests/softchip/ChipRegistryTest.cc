@@ -21,7 +21,7 @@ TEST(ChipRegistryTest, EveryPartRegistersItsTablesAndHelpersByName) {
   auto chip = Vix::makePtr<SoftChip::SoftChip>();
   std::vector<std::string> names;
   for (auto* t : chip->tables()) names.push_back(t->name());
-  EXPECT_EQ(names, (std::vector<std::string>{"vrf", "sync", "route4", "route6", "route6em", "l2adj", "nhg"}));
+  EXPECT_EQ(names, (std::vector<std::string>{"vrf", "sync", "route4", "route6", "route6em", "l2adj", "nhg", "lag"}));
   EXPECT_EQ(chip->table("route6em"), &chip->l3().route6EmTable());
   EXPECT_EQ(chip->table("l2adj"), &chip->adj().l2AdjTable());
   EXPECT_EQ(chip->table("route5"), nullptr);
@@ -32,7 +32,8 @@ TEST(ChipRegistryTest, EveryPartRegistersItsTablesAndHelpersByName) {
   EXPECT_EQ(reg.helper("RouteSmHelper"), chip->l3().routeSmHelper().ptr());
   EXPECT_EQ(reg.helper("Route6SmHelper"), chip->l3().route6SmHelper().ptr());
   EXPECT_EQ(reg.helper("AdjSmHelper"), chip->adj().adjSmHelper().ptr());
-  EXPECT_EQ(reg.helpers().size(), 5u);
+  EXPECT_EQ(reg.helper("SoftLagHelper"), chip->lag().lagHelper().ptr());
+  EXPECT_EQ(reg.helpers().size(), 6u);
   EXPECT_EQ(reg.helper("MacSmHelper"), nullptr);
 }
 

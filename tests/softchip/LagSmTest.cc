@@ -201,16 +201,19 @@ TEST_F(LagSmTest, ALagTheChipRefusesIsASoftwareLagUntilRoomComesBack) {
   // Its members change while it waits; the retry writes the latest.
   lag(po(2), {eth(2)});
   dir_->intfStatusDel(po(1));
+  ASSERT_TRUE(chipLag(po(2)));
   EXPECT_EQ(*chipLag(po(2)), KorPortList({eth(2)}));
   EXPECT_EQ(acsd_->lagToLagType(po(2)), Kor::hardwareLag);
   EXPECT_EQ(chip().chipId(po(2)), 2u);
 
-  // A failing chip: retried when the fault goes.
+  // A failing chip (with room): retried when the fault goes.
+  chip().lagTable().capacityIs(SoftChip::ChipTableBase::kUnlimited);
   chip_->injector().kindFaultIs("lag", ChipAnswer::fail);
   lag(po(3), {eth(5)});
   EXPECT_EQ(acsd_->lagToLagType(po(3)), Kor::softwareLag);
   chip_->injector().faultsDelAll();
   chip().softLagHelper().recheckRefused();
+  ASSERT_TRUE(chipLag(po(3)));
   EXPECT_EQ(*chipLag(po(3)), KorPortList({eth(5)}));
   EXPECT_EQ(acsd_->lagToLagType(po(3)), Kor::hardwareLag);
 }
@@ -247,7 +250,9 @@ TEST(LagChipTest, MemberForIsStableSpreadAndMovesOnlyTheFlowsOfALeavingMember) {
   for (auto const& [m, n] : perMember) EXPECT_GT(n, 800) << m;
   lags.lagTable().write(po(1), KorPortList({eth(1), eth(3)}));
   for (auto const& [flow, m] : first)
-    if (m != eth(2)) EXPECT_EQ(lags.memberFor(po(1), flow * 0x9e37), m);
+    if (m != eth(2)) {
+      EXPECT_EQ(lags.memberFor(po(1), flow * 0x9e37), m);
+    }
   EXPECT_FALSE(lags.memberFor(po(9), 1));
 }
 
