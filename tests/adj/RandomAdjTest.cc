@@ -23,6 +23,7 @@
 #include <vector>
 
 #include "tests/adj/RandomAgentHarness.h"
+#include "agent/lag/LagModule.h"
 #include "kor/records/AdjEntry.h"
 #include "kor/adj/AdjSm.h"
 #include "kor/records/L3Status.h"
