@@ -13,6 +13,7 @@
 #include "agent/fib/FibModule.h"
 #include "agent/nhg/NhgModule.h"
 #include "agent/intf/IntfModule.h"
+#include "agent/lag/LagModule.h"
 #include "agent/life/IdleWatch.h"
 #include "agent/life/LifeModule.h"
 #include "agent/neigh/NeighbourModule.h"
@@ -82,6 +83,7 @@ void Agent::doListModules() {
   // statements and `help` follow this order too.
   modules_.push_back(std::make_unique<LifeModule>(this));
   modules_.push_back(std::make_unique<IntfModule>(this));
+  modules_.push_back(std::make_unique<LagModule>(this));
   modules_.push_back(std::make_unique<NeighbourModule>(this));
   modules_.push_back(std::make_unique<ChipModule>(this));
   modules_.push_back(std::make_unique<FibModule>(this));

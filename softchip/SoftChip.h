@@ -15,10 +15,11 @@
 #include "softchip/adj/AdjChip.h"
 #include "softchip/common/ChipRegistry.h"
 #include "softchip/common/FaultInjector.h"
-#include "softchip/l2/VlanChip.h"
+#include "softchip/l2/LagChip.h"
 #include "softchip/l2/StpChip.h"
-#include "softchip/l3/L3Chip.h"
+#include "softchip/l2/VlanChip.h"
 #include "softchip/l2/XlateChip.h"
+#include "softchip/l3/L3Chip.h"
 #include "vix/Ptr.h"
 
 namespace SoftChip {
@@ -53,6 +54,8 @@ class SoftChip : public Vix::PtrInterface {
   XlateChip const& xlate() const { return xlate_; }
   StpChip& stp() { return stp_; }
   StpChip const& stp() const { return stp_; }
+  LagChip& lag() { return lag_; }
+  LagChip const& lag() const { return lag_; }
 
  private:
   FaultInjector injector_;
@@ -61,6 +64,7 @@ class SoftChip : public Vix::PtrInterface {
   // routes, then L2 adjacencies.
   L3Chip l3_;
   AdjChip adj_;
+  LagChip lag_;
   VlanChip vlan_;
   XlateChip xlate_;
   StpChip stp_;

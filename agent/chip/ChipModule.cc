@@ -69,6 +69,7 @@ void ChipModule::chipRulesChanged() {
   auto* chip = agent_->chip();
   chip->adj().softAdjSmHelper().recheckResourceFull();
   chip->l3().softVrfHelper().recheckResourceFull();
+  chip->lag().softLagHelper().recheckRefused();
   if (auto const& resolver = chip->l3().routeResolver()) resolver->doRecheckResourceFull();
 }
 

@@ -6,7 +6,6 @@
 #include "agent/StatementTable.h"
 #include "agent/intf/InterfaceSection.h"
 #include "agent/vrf/VrfModule.h"
-#include "kor/common/KorCommonSmData.h"
 #include "kor/records/L3Status.h"
 
 namespace KorAgent {
@@ -74,46 +73,6 @@ void IntfModule::intfVlanIs(Nollo::IntfId const& intf, std::optional<Kor::VlanId
   else table.vlanIdDel(intf);
 }
 
-void IntfModule::doCreateHelpers() {
-  auto* acsd = agent_->commonData();
-  for (auto const& [lag, ports] : lags_) {
-    acsd->lagToPortIs(lag, ports);
-    for (auto const& p : ports) acsd->portToLagIs(p, lag);
-  }
-}
-
-void IntfModule::lagAdd(Nollo::IntfId const& lag, std::vector<Nollo::IntfId> const& ports) {
-  if (!lag.isPortChannel()) fail(lag.str() + " is not a port channel");
-  for (auto const& p : ports) {
-    if (!p.isEthernet()) fail(p.str() + " is not an Ethernet port");
-    for (auto const& [other, members] : lags_)
-      if (members.has(p)) fail(p.str() + " is already a member of " + other.str());
-  }
-  auto* acsd = agent_->commonData();
-  auto& members = lags_[lag];
-  for (auto const& p : ports) members.portAdd(p);
-  acsd->lagToPortIs(lag, members);
-  for (auto const& p : ports) acsd->portToLagIs(p, lag);
-}
-
-void IntfModule::lagDel(Nollo::IntfId const& lag, std::vector<Nollo::IntfId> const& ports) {
-  auto it = lags_.find(lag);
-  if (it == lags_.end()) fail("no port channel " + lag.str());
-  for (auto const& p : ports)
-    if (!it->second.has(p)) fail(p.str() + " is not a member of " + lag.str());
-  auto* acsd = agent_->commonData();
-  for (auto const& p : ports) {
-    it->second.portDel(p);
-    acsd->portToLagDel(p);
-  }
-  if (it->second.empty()) {
-    lags_.erase(it);
-    acsd->lagToPortDel(lag);
-  } else {
-    acsd->lagToPortIs(lag, it->second);
-  }
-}
-
 void IntfModule::configSectionsAdd(std::vector<std::unique_ptr<ConfigSection>>& out) const {
   out.push_back(std::make_unique<InterfaceSection>());
 }
@@ -153,22 +112,10 @@ void IntfModule::statementsAdd(StatementTable& t) {
                     if (v != "none") vlan = A::parseVlan(v);
                     return [=, this](std::ostream&) { intfVlanIs(intf, vlan); };
                   }});
-  auto lagOp = [this](char const* op, char const* help, void (IntfModule::*fn)(Nollo::IntfId const&,
-                                                                                 std::vector<Nollo::IntfId> const&)) {
-    return Statement{{"lag", op}, "LAG PORT...", help, true, [this, fn](A& a) -> Statement::Apply {
-                       Nollo::IntfId lag(a.next("port-channel name"));
-                       std::vector<Nollo::IntfId> ports;
-                       do ports.emplace_back(a.next("port name"));
-                       while (a.more());
-                       return [=, this](std::ostream&) { (this->*fn)(lag, ports); };
-                     }};
-  };
-  t.statementAdd(lagOp("add", "Ethernet ports join a port channel", &IntfModule::lagAdd));
-  t.statementAdd(lagOp("del", "they leave it; the port channel goes with its last member", &IntfModule::lagDel));
 }
 
 std::vector<AgentModule::InputGroup> IntfModule::inputGroups() const {
-  InputGroup intfs{20, "interfaces", {}}, lags{50, "lags", {}};
+  InputGroup intfs{20, "interfaces", {}};
   for (auto const& [intf, vrf] : intfs_) {
     std::string s = intf.str();
     if (!vrf.empty()) s += " vrf " + vrf;
@@ -178,17 +125,7 @@ std::vector<AgentModule::InputGroup> IntfModule::inputGroups() const {
     if (!st.operUp) s += " down";
     intfs.lines.push_back(s);
   }
-  for (auto const& [lag, ports] : lags_) {
-    std::string s = lag.str() + ":";
-    // Appended in two steps: g++ 12 at -O3 warns falsely (-Wrestrict) on a
-    // temporary " " + name here.
-    for (auto const& p : ports) {
-      s += ' ';
-      s += p.str();
-    }
-    lags.lines.push_back(s);
-  }
-  return {intfs, lags};
+  return {intfs};
 }
 
 }  // namespace KorAgent

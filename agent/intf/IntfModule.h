@@ -1,16 +1,13 @@
 #pragma once
-// Interfaces and LAG membership: adds and removes interfaces (their VRF,
-// VLAN, routed flag and link state in the IP, VLAN and interface status
-// entities) and the members of port channels. Its part of the library's
-// creation is the common data's LAG maps (lagToPort, portToLag), given to
-// every new common data before any state machine reads them.
+// Interfaces: adds and removes interfaces (their VRF, VLAN, routed flag and
+// link state in the IP, VLAN and interface status entities). LAG membership
+// is the LAG module's.
 #include <map>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "agent/AgentModule.h"
-#include "kor/common/KorPortList.h"
 #include "kor/common/VlanId.h"
 #include "kor/common/VrfName.h"
 #include "models/interface/AllIntfStatusDir.h"
@@ -31,9 +28,6 @@ class IntfModule : public AgentModule {
   void intfDel(Nollo::IntfId const& intf);
   void intfLinkIs(Nollo::IntfId const& intf, bool up);
   void intfVlanIs(Nollo::IntfId const& intf, std::optional<Kor::VlanId> const& vlan);
-  // LAG membership: ports join or leave a port channel.
-  void lagAdd(Nollo::IntfId const& lag, std::vector<Nollo::IntfId> const& ports);
-  void lagDel(Nollo::IntfId const& lag, std::vector<Nollo::IntfId> const& ports);
 
   Vix::Ptr<IntfVlanId::Table> const& intfVlanIdTable() const { return intfVlanIdTable_; }
   Vix::Ptr<Ip::Status> const& ipStatus() const { return ipStatus_; }
@@ -43,7 +37,6 @@ class IntfModule : public AgentModule {
   void configSectionsAdd(std::vector<std::unique_ptr<ConfigSection>>& out) const override;
   void statementsAdd(StatementTable& t) override;
   std::vector<InputGroup> inputGroups() const override;
-  void doCreateHelpers() override;
 
  private:
   void checkAdded(Nollo::IntfId const& intf) const;
@@ -55,8 +48,6 @@ class IntfModule : public AgentModule {
   Vix::Ptr<Interface::AllIntfStatusDir> allIntfStatusDir_;
   // Interfaces added, with their VRF ("" for none).
   std::map<Nollo::IntfId, std::string> intfs_;
-  // LAG membership (port channel -> member ports).
-  std::map<Nollo::IntfId, Kor::KorPortList> lags_;
 };
 
 }  // namespace KorAgent

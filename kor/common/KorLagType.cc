@@ -1,5 +1,7 @@
 #include "kor/common/KorLagType.h"
 
+#include <cstdio>
+
 namespace Kor {
 
 std::ostream& operator<<(std::ostream& os, KorLagType v) {
@@ -9,7 +11,9 @@ std::ostream& operator<<(std::ostream& os, KorLagType v) {
     case KorLagType::hardwareLag:
       return os << "hardwareLag";
   }
-  return os << "KorLagType(" << static_cast<int>(v) << ")";
+  char text[32];
+  std::snprintf(text, sizeof text, "KorLagType(%d)", static_cast<int>(v));
+  return os << text;
 }
 
 }  // namespace Kor

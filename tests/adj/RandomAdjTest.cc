@@ -23,6 +23,7 @@
 #include <vector>
 
 #include "tests/adj/RandomAgentHarness.h"
+#include "agent/lag/LagModule.h"
 #include "kor/records/AdjEntry.h"
 #include "kor/adj/AdjSm.h"
 #include "kor/records/L3Status.h"
@@ -148,7 +149,7 @@ class RandomAdjTest : public RandomAgentHarness {
       agent_->module<KorAgent::IntfModule>().intfAdd(IntfId::ethernet(p), std::nullopt, std::nullopt);
       m_.up[IntfId::ethernet(p)] = true;
     }
-    agent_->module<KorAgent::IntfModule>().lagAdd(IntfId::portChannel(1), {IntfId::ethernet(3), IntfId::ethernet(4)});
+    agent_->module<KorAgent::LagModule>().lagAdd(IntfId::portChannel(1), {IntfId::ethernet(3), IntfId::ethernet(4)});
     m_.portToLag[IntfId::ethernet(3)] = IntfId::portChannel(1);
     m_.portToLag[IntfId::ethernet(4)] = IntfId::portChannel(1);
   }
@@ -242,10 +243,10 @@ class RandomAdjTest : public RandomAgentHarness {
   void lagChange() {
     IntfId p = IntfId::ethernet(4), lag = IntfId::portChannel(1);
     if (m_.portToLag.count(p)) {
-      agent_->module<KorAgent::IntfModule>().lagDel(lag, {p});
+      agent_->module<KorAgent::LagModule>().lagDel(lag, {p});
       m_.portToLag.erase(p);
     } else {
-      agent_->module<KorAgent::IntfModule>().lagAdd(lag, {p});
+      agent_->module<KorAgent::LagModule>().lagAdd(lag, {p});
       m_.portToLag[p] = lag;
     }
   }

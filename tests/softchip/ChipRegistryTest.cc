@@ -35,7 +35,8 @@ TEST(ChipRegistryTest, EveryPartRegistersItsTablesAndHelpersByName) {
   EXPECT_EQ(reg.helper("AdjSmHelper"), chip->adj().adjSmHelper().ptr());
   EXPECT_EQ(reg.helper("VlanMappingSmHelper"), chip->xlate().vlanMappingSmHelper().ptr());
   EXPECT_EQ(reg.helper("VlanPhyIntfSmHelper"), chip->xlate().vlanPhyIntfSmHelper().ptr());
-  EXPECT_EQ(reg.helpers().size(), 7u);
+  EXPECT_EQ(reg.helper("SoftLagHelper"), chip->lag().lagHelper().ptr());
+  EXPECT_EQ(reg.helpers().size(), 8u);
   EXPECT_EQ(reg.helper("MacSmHelper"), nullptr);
 }
 
