@@ -32,7 +32,7 @@ class SoftChip;
 
 class SoftLagHelper : public KorHelper::KorHelperLagSm {
  public:
-  explicit SoftLagHelper(SoftChip* chip) : KorHelperLagSm("SoftLagHelper"), chip_(chip) {}
+  explicit SoftLagHelper(SoftChip* chip) : KorHelperLagSm(), chip_(chip) {}
 
   void maybeCreateLag(Nollo::IntfId const& lag) override;
   void maybeDestroyLag(Nollo::IntfId const& lag) override;

@@ -17,7 +17,7 @@ class StpChip;
 
 class SoftTopoHelper : public Kor::TopoHelper {
  public:
-  explicit SoftTopoHelper(StpChip* chip) : TopoHelper("SoftTopoHelper"), chip_(chip) {}
+  explicit SoftTopoHelper(StpChip* chip) : TopoHelper(), chip_(chip) {}
 
   void hwInit() override {}
   bool verify() override;

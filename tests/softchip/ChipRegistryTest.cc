@@ -21,8 +21,9 @@ TEST(ChipRegistryTest, EveryPartRegistersItsTablesAndHelpersByName) {
   auto chip = Vix::makePtr<SoftChip::SoftChip>();
   std::vector<std::string> names;
   for (auto* t : chip->tables()) names.push_back(t->name());
-  EXPECT_EQ(names, (std::vector<std::string>{"vrf", "sync", "route4", "route6", "route6em", "l2adj", "nhg", "vlan", "portvlan",
-                                               "xlate-ingress", "xlate-egress", "vlan-fid"}));
+  EXPECT_EQ(names, (std::vector<std::string>{"vrf", "sync", "route4", "route6", "route6em", "l2adj", "nhg", "lag", "vlan",
+                                               "portvlan", "xlate-ingress", "xlate-egress", "vlan-fid", "topo",
+                                               "stpstate"}));
   EXPECT_EQ(chip->table("route6em"), &chip->l3().route6EmTable());
   EXPECT_EQ(chip->table("l2adj"), &chip->adj().l2AdjTable());
   EXPECT_EQ(chip->table("route5"), nullptr);
@@ -35,8 +36,9 @@ TEST(ChipRegistryTest, EveryPartRegistersItsTablesAndHelpersByName) {
   EXPECT_EQ(reg.helper("AdjSmHelper"), chip->adj().adjSmHelper().ptr());
   EXPECT_EQ(reg.helper("VlanMappingSmHelper"), chip->xlate().vlanMappingSmHelper().ptr());
   EXPECT_EQ(reg.helper("VlanPhyIntfSmHelper"), chip->xlate().vlanPhyIntfSmHelper().ptr());
-  EXPECT_EQ(reg.helper("SoftLagHelper"), chip->lag().lagHelper().ptr());
-  EXPECT_EQ(reg.helpers().size(), 8u);
+  EXPECT_EQ(reg.helper("KorHelperLagSm"), chip->lag().lagHelper().ptr());
+  EXPECT_EQ(reg.helper("TopoHelper"), chip->stp().topoHelper().ptr());
+  EXPECT_EQ(reg.helpers().size(), 9u);
   EXPECT_EQ(reg.helper("MacSmHelper"), nullptr);
 }
 
