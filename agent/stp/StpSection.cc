@@ -57,7 +57,9 @@ void StpSection::doApplyRemovals(Agent& agent, ConfigSection const& nextSection,
 void StpSection::doApplyAdds(Agent& agent, ConfigSection const& nextSection, ConfigReport& report) {
   auto const& next = static_cast<StpSection const&>(nextSection);
   StpModule& stp = agent.module<StpModule>();
-  for (auto const& [name, vlans] : next.topologies_) {
+  for (auto const& kv : next.topologies_) {
+    auto const& name = kv.first;
+    auto const& vlans = kv.second;
     if (topologies_.count(name)) continue;
     if (report.doInput(pointerOf(name), [&] { stp.topologyAdd(name, vlans); })) topologies_[name] = vlans;
   }

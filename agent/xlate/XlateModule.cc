@@ -169,7 +169,9 @@ ShowModel XlateModule::translationShow() const {
   m.tableAdd("ports", "  ",
              {M::col("port", "", 16), M::col("from", " ", 16), M::col("direction", " ", 15), M::col("match", " ", 9),
               M::col("state", " ")});
-  for (auto const& [port, s] : xlateStatus_->xlateStatusMap()) {
+  for (auto const& kv : xlateStatus_->xlateStatusMap()) {
+    auto const& port = kv.first;
+    auto const& s = kv.second;
     auto row = [&](char const* dir, std::string const& match, S::State st) {
       m.rowAdd({M::str(port.str()), M::str(s.configFrom.str()), M::str(dir), M::str(match),
                 M::str(S::stateName(st))});

@@ -70,7 +70,9 @@ void XlateSection::doApplyRemovals(Agent& agent, ConfigSection const& nextSectio
 }
 
 void XlateSection::doApplyAdds(Agent& agent, ConfigSection const& nextSection, ConfigReport& report) {
-  for (auto const& [intf, cfg] : static_cast<XlateSection const&>(nextSection).configs_) {
+  for (auto const& kv : static_cast<XlateSection const&>(nextSection).configs_) {
+    auto const& intf = kv.first;
+    auto const& cfg = kv.second;
     auto it = configs_.find(intf);
     if (it != configs_.end() && it->second == cfg) continue;
     if (report.doInput(pointerOf(intf), [&] { agent.module<XlateModule>().xlateConfig()->intfConfigIs(intf, cfg); }))
