@@ -1,6 +1,7 @@
 #include "softchip/packet/PacketPath.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "softchip/SoftChip.h"
 
@@ -143,27 +144,23 @@ PacketResult PacketPath::walk(Frame const& frame) const {
   PortToLag const lags = lagsHeld();
   auto const inLag = lags.find(frame.inPort);
   std::set<Nollo::IntfId> lagsOut;
-  // Why each port that was a candidate sent nothing: the first by port
-  // names the drop when no copy left at all.
-  std::map<Nollo::IntfId, std::string> refused;
+  std::vector<std::pair<Nollo::IntfId, Nollo::IntfId>> targets;  // port, the LAG it stands for
   for (auto const& port : doLookupDestinations(frame, *r.fid, *row)) {
     if (port == frame.inPort) continue;
     auto const lag = lags.find(port);
-    if (lag != lags.end()) {
-      if (inLag == lags.end() || inLag->second != lag->second) lagsOut.insert(lag->second);
-      continue;
-    }
-    std::string why;
-    if (auto copy = doEgress(port, {}, vlan, *row, c.payload, why)) r.copies.push_back(std::move(*copy));
-    else refused.emplace(port, std::move(why));
+    if (lag == lags.end()) targets.emplace_back(port, Nollo::IntfId());
+    else if (inLag == lags.end() || inLag->second != lag->second) lagsOut.insert(lag->second);
   }
   // One copy per LAG, on the member the flow hash picks among all members.
-  for (auto const& lag : lagsOut) {
-    auto const member = chip_.lag().memberFor(lag, frame.flowHash);
-    if (!member) continue;
+  for (auto const& lag : lagsOut)
+    if (auto const member = chip_.lag().memberFor(lag, frame.flowHash)) targets.emplace_back(*member, lag);
+  // Why each target sent nothing: the first by port names the drop when
+  // no copy left at all.
+  std::map<Nollo::IntfId, std::string> refused;
+  for (auto const& [port, lag] : targets) {
     std::string why;
-    if (auto copy = doEgress(*member, lag, vlan, *row, c.payload, why)) r.copies.push_back(std::move(*copy));
-    else refused.emplace(*member, std::move(why));
+    if (auto copy = doEgress(port, lag, vlan, *row, c.payload, why)) r.copies.push_back(std::move(*copy));
+    else refused.emplace(port, std::move(why));
   }
   std::sort(r.copies.begin(), r.copies.end());
   if (r.copies.empty()) {

@@ -4,7 +4,8 @@
 // left - why ("ingress port Ethernet1 not in vlan 10", "port Ethernet3 not
 // forwarding in vlan 10", ...; docs/packet-path.md lists them). `fid` is
 // the filtering database the VLAN learns in (the VLAN itself unless the
-// chip's vlan-fid table shares one); unset when the frame found no VLAN.
+// chip's vlan-fid table shares one). Both are set once the frame passed
+// the ingress checks (VLAN held, port in its ingress set, forwarding).
 // `show`-style text and JSON come from the agent.
 #include <cstdint>
 #include <optional>

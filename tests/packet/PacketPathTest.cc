@@ -43,16 +43,6 @@ TEST_F(PacketPathTest, ClassifiesByTpidModeAndNativeVlan) {
   EXPECT_EQ(r.drop, "tagged frame on access port Ethernet3");
 }
 
-TEST_F(PacketPathTest, PortTpidDecidesWhatIsReadAndWritten) {
-  portIs(eth(2), Mode::trunk, 1, 0x88a8);
-  // A 0x8100 tag on the 0x88a8 port is payload; its own TPID classifies.
-  EXPECT_EQ(walk(eth(2), {{0x8100, 10}}).drop, "vlan 1 not in chip");
-  auto r = walk(eth(2), {{0x88a8, 10}});
-  EXPECT_EQ(r.vlan, 10);
-  // Out of it, the port's TPID is written; the other trunk writes its own.
-  EXPECT_EQ(walk(eth(3)).copies, (Copies{out(eth(1), {{0x8100, 10}}), out(eth(2), {{0x88a8, 10}})}));
-}
-
 TEST_F(PacketPathTest, TunnelPortPushesAndPopsTheOuterTag) {
   portIs(eth(5), Mode::dot1qTunnel, 30);
   portIs(eth(6), Mode::dot1qTunnel, 30);
