@@ -25,6 +25,7 @@
 #include "agent/vlan/VlanModule.h"
 #include "agent/tunnel/TunnelModule.h"
 #include "agent/nexthop/NexthopModule.h"
+#include "agent/packet/PacketModule.h"
 #include "agent/vrf/VrfModule.h"
 #include "agent/xlate/XlateModule.h"
 #include "kor/adj/L2AdjHelper.h"
@@ -98,6 +99,7 @@ void Agent::doListModules() {
   modules_.push_back(std::make_unique<VlanModule>(this));
   modules_.push_back(std::make_unique<XlateModule>(this));
   modules_.push_back(std::make_unique<StpModule>(this));
+  modules_.push_back(std::make_unique<PacketModule>(this));
 }
 
 Agent::~Agent() {

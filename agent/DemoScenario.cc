@@ -56,6 +56,34 @@ cmd AR6 a
 show l2adj
 show routes
 show chip
+echo == layer 2: VLANs 100 and 200, a trunk (native 200), an access port, a LAG, one blocked port
+intf add Ethernet11
+intf add Ethernet12
+intf add Ethernet13
+intf add Ethernet14
+intf add Ethernet15
+vlan add 100,200
+switchport Ethernet11 mode trunk
+switchport Ethernet11 trunk allowed vlan 100,200
+switchport Ethernet11 trunk native vlan 200
+switchport Ethernet12 access vlan 100
+switchport Port-Channel7 mode trunk
+switchport Port-Channel7 trunk allowed vlan 100,200
+lag add Port-Channel7 Ethernet13 Ethernet14
+switchport Ethernet15 access vlan 200
+stp topology add MST1 vlan 100,200
+stp port Ethernet11 topology MST1 state forwarding
+stp port Ethernet12 topology MST1 state forwarding
+stp port Port-Channel7 topology MST1 state forwarding
+stp port Ethernet15 topology MST1 state discarding
+run until idle
+echo == a flood from the access port: tagged on the trunks, one copy on the LAG member the hash picks
+packet in Ethernet12 dst ff:ff:ff:ff:ff:ff src 00:1c:73:00:01:01 hash 0
+packet in Ethernet12 dst ff:ff:ff:ff:ff:ff src 00:1c:73:00:01:01 hash 4
+echo == untagged on the trunk is its native VLAN; the blocked port gets nothing, and sends nothing
+packet in Ethernet11 dst ff:ff:ff:ff:ff:ff src 00:1c:73:00:01:02
+packet in Ethernet13 vlan 200 dst ff:ff:ff:ff:ff:ff src 00:1c:73:00:01:03
+packet in Ethernet15 dst ff:ff:ff:ff:ff:ff src 00:1c:73:00:01:04
 )";
 }
 

@@ -20,6 +20,9 @@ if [ $rc -gt 1 ]; then
   exit 1
 fi
 if ! diff -u "$expected" "$out"; then
-  echo "output differs from $expected (regenerate with: $agent $scn > $expected, then review)" >&2
+  # The demo is what a plain `kor-agent` prints; a scenario is its file's run.
+  regen="$agent $scn"
+  [ "$scn" = "--demo" ] && regen="$agent"
+  echo "output differs from $expected (regenerate with: $regen > $expected, then review)" >&2
   exit 1
 fi
