@@ -12,7 +12,8 @@
 //   frame tagged with its own TPID; a dot1q-tunnel port puts every frame,
 //   tags and all, into its access VLAN and never translates on ingress;
 // - ingress translation: outer+inner before outer-only for tagged frames,
-//   the native pair for untagged ones in its VLAN;
+//   the native pair for untagged ones in its VLAN; a native pair mapping a
+//   VLAN to itself is no translation;
 // - the port must be a member of the (translated) VLAN and forwarding in it;
 // - the frame floods to every other member forwarding in the VLAN, one copy
 //   per LAG, never back to the ingress port's LAG; a tagged member sends the
@@ -137,7 +138,7 @@ struct L2Model {
       if (k == x.egress.end()) k = x.egress.find({vlan, 0});
       if (k != x.egress.end()) wire = k->second;
       tags.push_back({tpid, wire});
-    } else if (x.nativeEgress && x.nativeEgress->first == vlan) {
+    } else if (x.nativeEgress && x.nativeEgress->first == vlan && x.nativeEgress->second != vlan) {
       tags.push_back({tpid, x.nativeEgress->second});
     }
     tags.insert(tags.end(), payload.begin(), payload.end());
