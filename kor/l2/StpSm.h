@@ -17,8 +17,8 @@
 // regular topologies are deleted from the platform, one topology
 // "TapAggTopo" holds every VLAN (1-4094) with every known port forwarding
 // (the ports the protocol reports in any topology, the common data's
-// interfaces and LAG members), and the regular handlers ignore their
-// events. Going back deletes it and rebuilds the regular topologies from
+// interfaces and LAG members; an interface that appears later joins them),
+// and the regular handlers ignore their events. Going back deletes it and rebuilds the regular topologies from
 // the configuration and the protocol's status, as a start does. Moving
 // between two modes that are both regular (normal, diagnostic...) changes
 // nothing on the platform.
@@ -78,6 +78,7 @@ class KOR_EXPORT StpSm : public KorBaseSm {
   void handlePortState(std::string const& topo, Nollo::IntfId const& intf);
   void handleFlushRequest(std::string const& topo, Nollo::IntfId const& intf);
   void handlePortToLag(Nollo::IntfId const& intf);
+  void handleIntf(Nollo::IntfId const& intf);
   void handleOperationalMode();
   // Platform hook for BPDU trapping: the helper's bpduTrappingIs, whose
   // default reports the hook unimplemented. Asked only when trapping is

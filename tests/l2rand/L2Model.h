@@ -5,11 +5,13 @@
 // port states, the operational mode), and what a frame does over it,
 // computed from that configuration alone - never from the library or the
 // chip. The frame rules are the packet path's documented ones:
-// - a port takes its LAG's switchport and translation configuration; a port
-//   without a configuration is unknown to the chip (nothing enters, nothing
-//   leaves);
-// - a tag whose TPID is not the port's is payload; an access port drops a
-//   frame tagged with its own TPID; a dot1q-tunnel port puts every frame,
+// - a port takes its LAG's switchport and translation configuration (not
+//   when the chip leaves it to another agent: then it is in no LAG); a port
+//   without a configuration, or removed, is unknown to the chip (nothing
+//   enters, nothing leaves);
+// - a tag whose TPID is not the port's is payload; a priority tag (VID 0)
+//   with it is taken off; an access port drops a frame tagged with its own
+//   TPID; a dot1q-tunnel port puts every frame,
 //   tags and all, into its access VLAN and never translates on ingress;
 // - ingress translation: outer+inner before outer-only for tagged frames,
 //   the native pair for untagged ones in its VLAN; a native pair mapping a
@@ -75,7 +77,9 @@ struct L2Model {
   std::set<uint16_t> vlans;
   std::map<std::string, PortCfg> switchports;  // Ethernet port or port channel
   std::map<std::string, XlateCfg> xlates;
-  std::map<std::string, std::string> lagOf;  // member -> port channel
+  std::map<std::string, std::string> lagOf;  // member -> port channel, as the LAG status lists it
+  std::set<std::string> unmanaged;           // ports the chip leaves to another agent: in no LAG
+  std::set<std::string> gone;                // ports removed from the agent's interfaces
   std::set<std::string> topologies;
   std::map<uint16_t, std::string> vlanTopo;
   std::map<std::pair<std::string, std::string>, std::string> states;  // (intf, topology) -> state
@@ -84,9 +88,11 @@ struct L2Model {
   // The interface whose configuration the port uses.
   std::string source(std::string const& port) const {
     auto it = lagOf.find(port);
-    return it == lagOf.end() ? port : it->second;
+    return it == lagOf.end() || unmanaged.count(port) ? port : it->second;
   }
+  // A removed port has no configuration in the chip.
   PortCfg const* cfg(std::string const& port) const {
+    if (gone.count(port)) return nullptr;
     auto it = switchports.find(source(port));
     return it == switchports.end() ? nullptr : &it->second;
   }
@@ -97,7 +103,7 @@ struct L2Model {
   std::set<std::string> members(std::string const& lag) const {
     std::set<std::string> out;
     for (auto const& [p, l] : lagOf)
-      if (l == lag) out.insert(p);
+      if (l == lag && !unmanaged.count(p)) out.insert(p);
     return out;
   }
 
@@ -154,6 +160,11 @@ struct L2Model {
     if (c->mode != Mode::tunnel) {
       XlateCfg x = xlate(in);
       bool own = !payload.empty() && payload.front().tpid == c->tpid;
+      if (own && payload.front().vid == 0) {
+        // A priority tag: taken off, the frame is untagged.
+        payload.erase(payload.begin());
+        own = false;
+      }
       if (own) {
         if (c->mode == Mode::access) return out;
         vlan = payload.front().vid;

@@ -3,37 +3,21 @@
 // a pair is no translation, so it leaves nothing in the chip, a frame sent
 // untagged in that VLAN stays untagged, and a later pair for another VLAN
 // is the port's only native entry.
-#include <gtest/gtest.h>
-
 #include <map>
 
-#include "agent/Agent.h"
-#include "softchip/SoftChip.h"
-#include "softchip/packet/PacketPath.h"
-#include "vix/ManualTimeSource.h"
+#include "tests/l2rand/L2AgentFixture.h"
 
 namespace {
 
 using Nollo::IntfId;
 
-class NativeXlateTest : public ::testing::Test {
+class NativeXlateTest : public L2AgentFixture {
  protected:
+  // Ethernet1 sends VLAN 20 untagged (its native VLAN); Ethernet2 is a
+  // trunk carrying it tagged.
   void SetUp() override {
-    agent_.exitFnIs([](int status) { FAIL() << "agent asked to exit with " << status; });
-    // Ethernet1 sends VLAN 20 untagged (its native VLAN); Ethernet2 is a
-    // trunk carrying it tagged.
-    for (char const* line : {"intf add Ethernet1", "intf add Ethernet2", "vlan add 10,20,30",
-                             "switchport Ethernet1 mode trunk", "switchport Ethernet1 trunk native vlan 20",
-                             "switchport Ethernet2 mode trunk"})
-      say(line);
-    agent_.init();
-    agent_.runUntilIdle();
-  }
-
-  void say(std::string const& line) {
-    std::string answer = agent_.channel(-1, line);
-    ASSERT_EQ(answer.rfind("line ", 0), std::string::npos) << line << ": " << answer;
-    agent_.runUntilIdle();
+    start({"intf add Ethernet1", "intf add Ethernet2", "vlan add 10,20,30", "switchport Ethernet1 mode trunk",
+           "switchport Ethernet1 trunk native vlan 20", "switchport Ethernet2 mode trunk"});
   }
 
   // Ethernet1's native entries in the chip's egress table: VLAN -> tag.
@@ -46,18 +30,12 @@ class NativeXlateTest : public ::testing::Test {
 
   // The tags a frame tagged 20 on Ethernet2 leaves Ethernet1 with.
   std::vector<SoftChip::FrameTag> tagsOut() const {
-    SoftChip::Frame f;
-    f.inPort = IntfId("Ethernet2");
-    f.tags = {{0x8100, 20}};
-    auto r = SoftChip::PacketPath(*agent_.chip()).walk(f);
+    auto r = walk("Ethernet2", {{0x8100, 20}});
     for (auto const& c : r.copies)
       if (c.port == IntfId("Ethernet1")) return c.tags;
     ADD_FAILURE() << "no copy out of Ethernet1: " << r.drop;
     return {};
   }
-
-  Vix::Ptr<Vix::ManualTimeSource> ts_ = Vix::makePtr<Vix::ManualTimeSource>(0.0);
-  KorAgent::Agent agent_{ts_};
 };
 
 TEST_F(NativeXlateTest, PairToItselfIsNoTranslation) {
