@@ -5,32 +5,35 @@
 // is the port's only native entry.
 #include <map>
 
-#include "tests/l2rand/L2AgentFixture.h"
+#include "softchip/packet/PacketPath.h"
+#include "tests/adj/AgentChipFixture.h"
 
 namespace {
 
-using Nollo::IntfId;
-
-class NativeXlateTest : public L2AgentFixture {
+class NativeXlateTest : public KorTest::AgentChipFixture {
  protected:
   // Ethernet1 sends VLAN 20 untagged (its native VLAN); Ethernet2 is a
   // trunk carrying it tagged.
   void SetUp() override {
-    start({"intf add Ethernet1", "intf add Ethernet2", "vlan add 10,20,30", "switchport Ethernet1 mode trunk",
-           "switchport Ethernet1 trunk native vlan 20", "switchport Ethernet2 mode trunk"});
+    AgentChipFixture::SetUp();
+    run("intf add Ethernet1\nintf add Ethernet2\nvlan add 10,20,30\nswitchport Ethernet1 mode trunk\n"
+        "switchport Ethernet1 trunk native vlan 20\nswitchport Ethernet2 mode trunk\ninit\nrun until idle\n");
   }
 
   // Ethernet1's native entries in the chip's egress table: VLAN -> tag.
   std::map<uint16_t, uint16_t> egressNatives() const {
     std::map<uint16_t, uint16_t> out;
-    for (auto const& [k, to] : agent_.chip()->xlate().egressTable().entries())
+    for (auto const& [k, to] : agent_->chip()->xlate().egressTable().entries())
       if (k.port == IntfId("Ethernet1") && k.native) out[k.match.outerVlan()] = to;
     return out;
   }
 
   // The tags a frame tagged 20 on Ethernet2 leaves Ethernet1 with.
   std::vector<SoftChip::FrameTag> tagsOut() const {
-    auto r = walk("Ethernet2", {{0x8100, 20}});
+    SoftChip::Frame f;
+    f.inPort = IntfId("Ethernet2");
+    f.tags = {{0x8100, 20}};
+    auto r = SoftChip::PacketPath(*agent_->chip()).walk(f);
     for (auto const& c : r.copies)
       if (c.port == IntfId("Ethernet1")) return c.tags;
     ADD_FAILURE() << "no copy out of Ethernet1: " << r.drop;
@@ -39,24 +42,24 @@ class NativeXlateTest : public L2AgentFixture {
 };
 
 TEST_F(NativeXlateTest, PairToItselfIsNoTranslation) {
-  say("vlan translation Ethernet1 native egress 20 to 20");
+  run("vlan translation Ethernet1 native egress 20 to 20\nrun until idle\n");
   EXPECT_TRUE(egressNatives().empty());
   EXPECT_TRUE(tagsOut().empty());
 
   // A pair for another VLAN is the port's one native entry.
-  say("vlan translation Ethernet1 native egress 10 to 30");
+  run("vlan translation Ethernet1 native egress 10 to 30\nrun until idle\n");
   EXPECT_EQ(egressNatives(), (std::map<uint16_t, uint16_t>{{10, 30}}));
 
   // Back to the identity and removed: nothing stays behind.
-  say("vlan translation Ethernet1 native egress 20 to 20");
-  say("vlan translation del Ethernet1 native egress");
+  run("vlan translation Ethernet1 native egress 20 to 20\nvlan translation del Ethernet1 native egress\n"
+      "run until idle\n");
   EXPECT_TRUE(egressNatives().empty());
   EXPECT_TRUE(tagsOut().empty());
 
   // A real pair still tags, and goes when removed.
-  say("vlan translation Ethernet1 native egress 20 to 30");
+  run("vlan translation Ethernet1 native egress 20 to 30\nrun until idle\n");
   EXPECT_EQ(tagsOut(), (std::vector<SoftChip::FrameTag>{{0x8100, 30}}));
-  say("vlan translation del Ethernet1 native egress");
+  run("vlan translation del Ethernet1 native egress\nrun until idle\n");
   EXPECT_TRUE(tagsOut().empty());
 }
 

@@ -1,11 +1,12 @@
 // Randomized test of layer 2 driven through the agent's statements: VLANs
 // added and removed, switchports changing mode, access, allowed and native
-// VLANs and TPID, ports joining, leaving and moving between LAGs, VLAN
-// translations (ingress, egress, with and without inner tag, native pairs),
-// spanning-tree topologies with their VLANs and the protocol's port states,
-// tap-aggregation mode and back - while the chip answers late, refuses
-// (faults, small tables) or fails VLAN updates. Then every fault is
-// cleared, the tables raised and the loop run idle past every retry.
+// VLANs and TPID, ports joining, leaving and moving between LAGs, left to
+// another agent or removed, VLAN translations (ingress, egress, with and
+// without inner tag, native pairs), spanning-tree topologies with their
+// VLANs and the protocol's port states, tap-aggregation mode and back -
+// while the chip answers late, refuses (faults, small tables) or fails VLAN
+// updates. Then every fault is cleared, the tables raised and the loop run
+// idle past every retry.
 //
 // The end state is judged against the test's own model (L2Model.h), built
 // from the configuration the test applied: the chip's tables (VLAN
@@ -16,6 +17,7 @@
 // Seeds: a fixed list by default; KOR_RANDOM_SEED=N runs that seed only and
 // KOR_RANDOM_STEPS=N changes the number of random changes per run (1000), e.g.
 //   KOR_RANDOM_SEED=77 KOR_RANDOM_STEPS=1000 ./l2rand_tests
+// KOR_RANDOM_LOG=1 prints a failing run's statements and the chip's tables.
 #include <gtest/gtest.h>
 
 #include <sstream>
