@@ -164,7 +164,7 @@ void StpSm::doUnmapVlan(VlanId vlan) {
   TopoSm* sm = topoSm(topo);
   if (it->second.inHw() && sm && sm->topoId() && !topoHelper_->delVlanFromTopo(sm->topoId(), vlan)) {
     KOR_TRACE(1, "vlan " << vlan << " stays in " << topo << ": refused by the platform, asked again later");
-    vlanUnmapPending_[vlan] = sm->topoId();
+    vlanUnmapPending_.emplace(vlan, sm->topoId());
   }
   map.mappedVlanDel(vlan);
 }

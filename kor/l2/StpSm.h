@@ -27,6 +27,7 @@
 #include <map>
 #include <set>
 #include <string>
+#include <utility>
 
 #include "kor/common/HwOperationalMode.h"
 #include "kor/common/KorBaseSm.h"
@@ -59,7 +60,7 @@ class KOR_EXPORT StpSm : public KorBaseSm {
   std::map<std::string, Vix::Ptr<TopoSm>> const& topoSmMap() const { return topoSm_; }
   std::map<std::string, TopoToVlanMap> const& topoToVlanMap() const { return topoToVlanMap_; }
   std::map<VlanId, std::string> const& vlanToTopoSmMap() const { return vlanToTopoSmMap_; }
-  std::map<VlanId, int> const& vlanUnmapPending() const { return vlanUnmapPending_; }
+  std::set<std::pair<VlanId, int>> const& vlanUnmapPending() const { return vlanUnmapPending_; }
   int tapAggTopoId() const { return tapAggTopoId_; }
   // Every known port, and whether the platform took it forwarding in TapAggTopo.
   std::map<Nollo::IntfId, bool> const& tapAggPorts() const { return tapAggPorts_; }
@@ -114,9 +115,11 @@ class KOR_EXPORT StpSm : public KorBaseSm {
   std::map<std::string, Vix::Ptr<TopoSm>> topoSm_;
   std::map<std::string, TopoToVlanMap> topoToVlanMap_;
   std::map<VlanId, std::string> vlanToTopoSmMap_;
-  // VLANs moved away whose removal from their old hardware topology (id)
-  // the platform refused: asked again on each verification pass.
-  std::map<VlanId, int> vlanUnmapPending_;
+  // (VLAN, hardware topology id) pairs: VLANs moved away whose removal from
+  // that old topology the platform refused, asked again on each
+  // verification pass. Keyed by both: a VLAN moved on again may wait to
+  // leave two topologies, and forgetting the first would leave it there.
+  std::set<std::pair<VlanId, int>> vlanUnmapPending_;
   int tapAggTopoId_ = 0;
   std::bitset<VlanId::max + 1> tapAggVlans_;
   std::map<Nollo::IntfId, bool> tapAggPorts_;
