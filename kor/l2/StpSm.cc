@@ -35,6 +35,7 @@ class StpSm::VixCommonData : public Vix::NestedReactor<StpSm, KorCommonSmData::N
  public:
   void handleOperationalMode() override { sm_->handleOperationalMode(); }
   void handlePortToLag(Nollo::IntfId const& intf) override { sm_->handlePortToLag(intf); }
+  void handleIntf(Nollo::IntfId const& intf) override { sm_->handleIntf(intf); }
 };
 
 StpSm::StpSm(Vix::Ptr<KorCommonSmData> const& acsd, Vix::Ptr<Bridging::Topology::Config const> const& brTopoConfig,
@@ -163,7 +164,7 @@ void StpSm::doUnmapVlan(VlanId vlan) {
   TopoSm* sm = topoSm(topo);
   if (it->second.inHw() && sm && sm->topoId() && !topoHelper_->delVlanFromTopo(sm->topoId(), vlan)) {
     KOR_TRACE(1, "vlan " << vlan << " stays in " << topo << ": refused by the platform, asked again later");
-    vlanUnmapPending_[vlan] = sm->topoId();
+    vlanUnmapPending_.emplace(vlan, sm->topoId());
   }
   map.mappedVlanDel(vlan);
 }
@@ -238,6 +239,14 @@ void StpSm::handlePortToLag(Nollo::IntfId const& intf) {
     return;
   }
   for (auto const& [name, sm] : topoSm_) sm->handlePortToLag(intf);
+}
+
+// A port that appears while tap aggregation holds spanning tree aside
+// forwards like every port known when the mode began; in the regular mode
+// the protocol's reports decide, so nothing happens here.
+void StpSm::handleIntf(Nollo::IntfId const& intf) {
+  if (!initialized() || !tapAggMode()) return;
+  if (acsd()->intfHas(intf)) doTapAggPortAdd(intf);
 }
 
 void StpSm::handleOperationalMode() {

@@ -17,8 +17,8 @@
 // regular topologies are deleted from the platform, one topology
 // "TapAggTopo" holds every VLAN (1-4094) with every known port forwarding
 // (the ports the protocol reports in any topology, the common data's
-// interfaces and LAG members), and the regular handlers ignore their
-// events. Going back deletes it and rebuilds the regular topologies from
+// interfaces and LAG members; an interface that appears later joins them),
+// and the regular handlers ignore their events. Going back deletes it and rebuilds the regular topologies from
 // the configuration and the protocol's status, as a start does. Moving
 // between two modes that are both regular (normal, diagnostic...) changes
 // nothing on the platform.
@@ -27,6 +27,7 @@
 #include <map>
 #include <set>
 #include <string>
+#include <utility>
 
 #include "kor/common/HwOperationalMode.h"
 #include "kor/common/KorBaseSm.h"
@@ -59,7 +60,7 @@ class KOR_EXPORT StpSm : public KorBaseSm {
   std::map<std::string, Vix::Ptr<TopoSm>> const& topoSmMap() const { return topoSm_; }
   std::map<std::string, TopoToVlanMap> const& topoToVlanMap() const { return topoToVlanMap_; }
   std::map<VlanId, std::string> const& vlanToTopoSmMap() const { return vlanToTopoSmMap_; }
-  std::map<VlanId, int> const& vlanUnmapPending() const { return vlanUnmapPending_; }
+  std::set<std::pair<VlanId, int>> const& vlanUnmapPending() const { return vlanUnmapPending_; }
   int tapAggTopoId() const { return tapAggTopoId_; }
   // Every known port, and whether the platform took it forwarding in TapAggTopo.
   std::map<Nollo::IntfId, bool> const& tapAggPorts() const { return tapAggPorts_; }
@@ -78,6 +79,7 @@ class KOR_EXPORT StpSm : public KorBaseSm {
   void handlePortState(std::string const& topo, Nollo::IntfId const& intf);
   void handleFlushRequest(std::string const& topo, Nollo::IntfId const& intf);
   void handlePortToLag(Nollo::IntfId const& intf);
+  void handleIntf(Nollo::IntfId const& intf);
   void handleOperationalMode();
   // Platform hook for BPDU trapping: the helper's bpduTrappingIs, whose
   // default reports the hook unimplemented. Asked only when trapping is
@@ -113,9 +115,11 @@ class KOR_EXPORT StpSm : public KorBaseSm {
   std::map<std::string, Vix::Ptr<TopoSm>> topoSm_;
   std::map<std::string, TopoToVlanMap> topoToVlanMap_;
   std::map<VlanId, std::string> vlanToTopoSmMap_;
-  // VLANs moved away whose removal from their old hardware topology (id)
-  // the platform refused: asked again on each verification pass.
-  std::map<VlanId, int> vlanUnmapPending_;
+  // (VLAN, hardware topology id) pairs: VLANs moved away whose removal from
+  // that old topology the platform refused, asked again on each
+  // verification pass. Keyed by both: a VLAN moved on again may wait to
+  // leave two topologies, and forgetting the first would leave it there.
+  std::set<std::pair<VlanId, int>> vlanUnmapPending_;
   int tapAggTopoId_ = 0;
   std::bitset<VlanId::max + 1> tapAggVlans_;
   std::map<Nollo::IntfId, bool> tapAggPorts_;

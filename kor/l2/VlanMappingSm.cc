@@ -310,6 +310,14 @@ KorTypes::HwXlateResult VlanMappingSm::doAddNative(Nollo::IntfId const& port, bo
   // The chip holds one native translation per port and direction: the old
   // one is deleted (back to the identity record) before a new one is added.
   KOR_ASSERT(hwXlate->nativeVlanId() == hwXlate->mappedVlanId());
+  // A pair mapping the native VLAN to itself is the identity record: no
+  // translation, so nothing is written. Written, it would be an entry that
+  // is never deleted (identity records are not) and that a later pair
+  // would sit beside, and an egress entry tags what it should not.
+  if (nativeVlan == mappedVlan) {
+    *hwXlate = HwVlanXlate(nativeVlan, mappedVlan);
+    return KorTypes::success_;
+  }
   KOR_TRACE(5, port << " : Adding Translation from " << nativeVlan << " to " << mappedVlan);
   auto const res = egress ? helper_->doAddEgressNativeVlanTranslation(port, nativeVlan, mappedVlan)
                           : helper_->doAddIngressNativeVlanTranslation(port, nativeVlan, mappedVlan);
