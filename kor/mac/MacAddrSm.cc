@@ -105,6 +105,10 @@ MacAddrSm::MacAddrSm(Vix::Ptr<KorCommonSmData> const& acsd, Vix::Ptr<KorTypes::M
         return doProgram(m, fdbEntry(m.key).has_value()) ? Vix::ReviewAction::done : Vix::ReviewAction::keep;
       },
       Vix::LaneKind::retry);
+  // Refused entries are retried when room may have come back (retryNow
+  // after a removal or a flush), never by a timed round: a round starts
+  // only when asked.
+  review_.retryPeriodIs(kRetryOnlyWhenAsked);
   vixReactors_.watch<VixMacTable>(macTable_);
   vixReactors_.watch<VixRouterMacTable>(routerMacTable_);
   vixReactors_.watch<VixBridgingConfig>(bridgingConfig_);

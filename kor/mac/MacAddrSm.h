@@ -148,6 +148,7 @@ class KOR_EXPORT MacAddrSm : public KorBaseSm {
   static constexpr size_t kReviewLane = 0;
   static constexpr size_t kUpdateLane = 1;
   static constexpr size_t kFullLane = 2;
+  static constexpr Vix::Seconds kRetryOnlyWhenAsked = 1e12;
 
   void runReview();
   Vix::ReviewAction doExecute(ModifyMacEntry const& m);
