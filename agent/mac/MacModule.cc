@@ -19,10 +19,21 @@ namespace {
 
 using Key = KorTypes::MacAddressTableEntry::Key;
 
-std::string where(Kor::VlanId vlan, Nollo::EthAddr const& mac) {
-  std::string s = mac.str();
+// "<before><mac> in vlan <vlan><after>", built by appending (g++ 12 at -O3
+// warns falsely, -Wrestrict, on "literal" + std::string).
+std::string where(char const* before, Kor::VlanId vlan, Nollo::EthAddr const& mac, char const* after = "") {
+  std::string s = before;
+  s += mac.str();
   s += " in vlan ";
   s += std::to_string(vlan.value());
+  s += after;
+  return s;
+}
+
+std::string notUnicast(Nollo::EthAddr const& mac) {
+  std::string s = "static MAC ";
+  s += mac.str();
+  s += " is not a unicast address";
   return s;
 }
 }  // namespace
@@ -52,21 +63,21 @@ void MacModule::learn(Kor::VlanId vlan, Nollo::EthAddr const& mac, Nollo::IntfId
   if (intf.isNone()) fail("empty interface name");
   Key const key(mac, vlan);
   bool const had = helper_->learnedTable()->macEntryHas(key);
-  if (fresh && had) fail("MAC " + where(vlan, mac) + " already learned");
-  if (!fresh && !had) fail("no MAC " + where(vlan, mac));
+  if (fresh && had) fail(where("MAC ", vlan, mac, " already learned"));
+  if (!fresh && !had) fail(where("no MAC ", vlan, mac));
   if (!helper_->learningOn(intf)) fail(intf.str() + " does not learn");
   uint32_t moves = 0;
   if (auto e = helper_->learnedTable()->macEntry(key)) moves = e->moves() + (e->intf() == intf ? 0 : 1);
-  if (!helper_->learn(key, intf, moves)) fail("the chip refused MAC " + where(vlan, mac) + ": table full or static");
+  if (!helper_->learn(key, intf, moves)) fail(where("the chip refused MAC ", vlan, mac, ": table full or static"));
 }
 
 void MacModule::age(Kor::VlanId vlan, Nollo::EthAddr const& mac) {
-  if (!helper_->age(Key(mac, vlan))) fail("no MAC " + where(vlan, mac));
+  if (!helper_->age(Key(mac, vlan))) fail(where("no MAC ", vlan, mac));
 }
 
 void MacModule::staticAdd(Kor::VlanId vlan, Nollo::EthAddr const& mac, Nollo::IntfId const& intf) {
   if (intf.isNone()) fail("empty interface name");
-  if (mac.isMulticast()) fail("static MAC " + mac.str() + " is not a unicast address");
+  if (mac.isMulticast()) fail(notUnicast(mac));
   auto cfg = bridgingConfig_->fdbConfig(vlan.value());
   if (!cfg) cfg = bridgingConfig_->newFdbConfig(vlan.value());
   cfg->configuredHostIs(mac, Bridging::ConfiguredHost{intf, Bridging::EntryType::configuredStaticMac});
@@ -74,7 +85,7 @@ void MacModule::staticAdd(Kor::VlanId vlan, Nollo::EthAddr const& mac, Nollo::In
 
 void MacModule::staticDel(Kor::VlanId vlan, Nollo::EthAddr const& mac) {
   auto cfg = bridgingConfig_->fdbConfig(vlan.value());
-  if (!cfg || !cfg->configuredHostHas(mac)) fail("no static MAC " + where(vlan, mac));
+  if (!cfg || !cfg->configuredHostHas(mac)) fail(where("no static MAC ", vlan, mac));
   cfg->configuredHostDel(mac);
   if (cfg->configuredHostSize() == 0) bridgingConfig_->fdbConfigDel(vlan.value());
 }

@@ -37,7 +37,12 @@ void MacSection::parse(ConfigValue const& doc, ConfigNames&) {
       }
       for (auto const& [macText, intfValue] : hosts.members()) {
         Nollo::EthAddr const mac = intfValue.keyParsed<Nollo::EthAddr>(macText);
-        if (mac.isMulticast()) intfValue.fail("static MAC " + mac.str() + " is not a unicast address");
+        if (mac.isMulticast()) {
+          std::string m = "static MAC ";
+          m += mac.str();
+          m += " is not a unicast address";
+          intfValue.fail(m);
+        }
         static_[{vlan, mac}] = intfValue.parsed<Nollo::IntfId>();
       }
     }

@@ -49,7 +49,7 @@ class KOR_EXPORT KorHelperMacAddrSm : public Kor::KorBaseHelper {
     unimplemented(kClass, "addLearntLocalAndRemoveRemoteHost");
   }
 
-  virtual void flushAll() { unimplemented(kClass, "flushAll"); }
+  virtual void flushAll() { korAssert("Call to unimplemented function KorMacAddrSmHelper::flushAll"); }
   virtual void flushVlan(uint16_t /*vlan*/) { unimplemented(kClass, "flushVlan"); }
   // vlan 0: every VLAN of the port.
   virtual void flushVlanPort(int /*vlan*/, Nollo::IntfId const& /*intf*/) { unimplemented(kClass, "flushVlanPort"); }

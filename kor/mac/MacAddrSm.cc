@@ -6,15 +6,15 @@
 
 namespace Kor {
 
+// The explanation and the recommended action are kept on one line each:
+// they are the event's texts as operators search for them.
+// clang-format off
 VIX_LOG_EVENT(ETH_MACADDRBANKFULL, 3,
               "Unable to program %s host table entry for MAC address %s in VLAN %d due to hardware resource exhaustion",
-              "The specified MAC address could not be programmed into the switching ASIC due to hash collisions in a "
-              "bucket. Packets destined to the address will be flooded.",
-              "Reduce the number of host table entries that need to be programmed into the switching ASIC. One or more "
-              "of the following steps might be helpful: 1. Reduce the number of static mac entries. 2. Clear dynamic "
-              "mac table entries. 3. Introduce additional layer 3 boundaries to reduce the number of MAC addresses. "
-              "Please contact your technical support representative if you need additional assistance.",
+              "The specified MAC address could not be programmed into the switching ASIC due to hash collisions in a bucket. Packets destined to the address will be flooded.",
+              "Reduce the number of host table entries that need to be programmed into the switching ASIC. One or more of the following steps might be helpful: 1. Reduce the number of static mac entries. 2. Clear dynamic mac table entries. 3. Introduce additional layer 3 boundaries to reduce the number of MAC addresses. Please contact your technical support representative if you need additional assistance.",
               60);
+// clang-format on
 
 namespace {
 
@@ -170,7 +170,8 @@ void MacAddrSm::handleInitialized() {
   for (auto const& [k, e] : macTable_->macEntryMap()) queue(k);
   for (auto const& [k, e] : routerMacTable_->macEntryMap()) queue(k);
   for (auto const& [fid, cfg] : bridgingConfig_->fdbConfigMap())
-    for (auto const& [mac, host] : cfg->configuredHostMap()) queue(Key(mac, VlanId(fid)));
+    if (fdbConfig_.count(fid))
+      for (auto const& [mac, host] : cfg->configuredHostMap()) queue(Key(mac, VlanId(fid)));
   for (auto const& [fid, fdb] : bridgingStatus_->fdbStatusMap())
     for (auto const& [mac, host] : fdb->learnedHostMap()) queue(Key(mac, VlanId(fid)));
   review_.schedule();
@@ -215,6 +216,10 @@ void MacAddrSm::handleRouterMacEntry(Key const& key) {
 }
 
 void MacAddrSm::handleFdbConfig(uint16_t fid) {
+  if (fid < VlanId::min || fid > VlanId::max) {
+    KOR_TRACE(3, "fdbConfig " << fid << ": VlanId::value < 1 or > 4094 not allowed");
+    return;
+  }
   auto cfg = bridgingConfig_->fdbConfig(fid);
   auto& r = fdbConfig_[fid];
   if (r && r->notifier() == cfg) return;
@@ -434,7 +439,7 @@ Vix::ReviewAction MacAddrSm::doExecute(ModifyMacEntry const& m) {
     case addLearntRemote:
       if (cur && isRemote(cur->entryType)) cleanupRemoteMac(m.key);
       addToFdbStatus(m.key, m.intf, m.moves, m.entryType);
-      incRemoteRefcount(m.key, m.tunnelId);
+      incRemoteRefcount(m.key, m.tunnelId, m.entryType);
       break;
     case addLearntLocalAndRemoveRemote:
       cleanupRemoteMac(m.key);
@@ -478,7 +483,7 @@ bool MacAddrSm::doProgram(ModifyMacEntry const& m, bool isUpdate) {
   }
   if (m.action == addConfiguredRemote) {
     cleanupRemoteMac(m.key);
-    incRemoteRefcount(m.key, m.tunnelId);
+    incRemoteRefcount(m.key, m.tunnelId, m.entryType);
   }
   addToFdbStatus(m.key, m.intf, m.moves, m.entryType);
   return true;
@@ -515,7 +520,8 @@ void MacAddrSm::maybeDeleteFdbStatus(uint16_t fid) {
   bridgingStatus_->fdbStatusDel(fid);
 }
 
-void MacAddrSm::incRemoteRefcount(Key const& key, uint32_t tunnelId) {
+void MacAddrSm::incRemoteRefcount(Key const& key, uint32_t tunnelId, EntryType entryType) {
+  if (!isRemote(entryType)) korAssert("isRemote( entryType )");
   remoteEntry_[key] = tunnelId;
   ++vlanRemoteMacRefcount_[key.vlanId().value()];
   ++remoteNextHopIdRefcount_[tunnelId];

@@ -161,7 +161,7 @@ class KOR_EXPORT MacAddrSm : public KorBaseSm {
   bool checkIgnoreEvent(Key const& key, Nollo::IntfId const& intf, Bridging::EntryType type) const;
   void detectRemoteLocalMove(Key const& key, bool learnedRemote, ModifyMacEntry& m) const;
   uint32_t maybeUpdateMoveCount(Key const& key, Seqno32 seq);
-  void incRemoteRefcount(Key const& key, uint32_t tunnelId);
+  void incRemoteRefcount(Key const& key, uint32_t tunnelId, Bridging::EntryType entryType);
   void cleanupRemoteMac(Key const& key);
   void doReportFull(ModifyMacEntry const& m);
   bool isPeerLink(Nollo::IntfId const& intf) const;

@@ -141,6 +141,12 @@ TEST_F(MacAddrSmTest, StaticEntryIsNeverReplacedAndComesBackAfterAging) {
   EXPECT_GT(helper_->counters().adds, adds);
   EXPECT_TRUE(chip(key(10, 1)));
 
+  // A filtering database out of the VLAN range is refused with its text.
+  config_->newFdbConfig(4095)->configuredHostIs(mac(2), Bridging::ConfiguredHost{eth(1)});
+  run();
+  EXPECT_TRUE(trace_->contains("fdbConfig 4095: VlanId::value < 1 or > 4094 not allowed"));
+  EXPECT_EQ(helper_->hosts().size(), 1u);
+
   // A flush leaves it alone; removing it from the configuration does not.
   flush(0);
   run();
