@@ -14,6 +14,7 @@
 #include "agent/nhg/NhgModule.h"
 #include "agent/intf/IntfModule.h"
 #include "agent/lag/LagModule.h"
+#include "agent/mac/MacModule.h"
 #include "agent/life/IdleWatch.h"
 #include "agent/life/LifeModule.h"
 #include "agent/neigh/NeighbourModule.h"
@@ -100,6 +101,7 @@ void Agent::doListModules() {
   modules_.push_back(std::make_unique<XlateModule>(this));
   modules_.push_back(std::make_unique<StpModule>(this));
   modules_.push_back(std::make_unique<PacketModule>(this));
+  modules_.push_back(std::make_unique<MacModule>(this));
 }
 
 Agent::~Agent() {

@@ -3,6 +3,7 @@
 #include <stdexcept>
 
 #include "agent/Agent.h"
+#include "agent/mac/MacModule.h"
 #include "agent/ShowRenderer.h"
 #include "agent/StatementTable.h"
 #include "agent/intf/IntfModule.h"
@@ -100,27 +101,17 @@ void NeighbourModule::arpDel(Kor::VrfName const& vrf, Nollo::IpGenAddr const& ip
   if (!found) fail("no ARP entry " + ip.str() + " on " + intf.str() + " in vrf '" + vrf.str() + "'");
 }
 
+// The chip learns, moves and ages: the MAC module's learned table, from
+// which the MAC table machine writes the bridging status.
 void NeighbourModule::macAdd(Kor::VlanId vlan, Nollo::EthAddr const& mac, Nollo::IntfId const& intf) {
-  if (intf.isNone()) fail("empty interface name");
-  auto& bridging = *bridgingStatus_;
-  auto fdb = bridging.fdbStatus(vlan.value());
-  if (fdb && fdb->learnedHostHas(mac)) fail("MAC " + mac.str() + " already in vlan " + std::to_string(vlan.value()));
-  if (!fdb) fdb = bridging.newFdbStatus(vlan.value());
-  fdb->learnedHostIs(mac, Bridging::LearnedHost{intf, Bridging::EntryType::learnedDynamicMac});
+  agent_->module<MacModule>().learn(vlan, mac, intf, true);
 }
 
 void NeighbourModule::macMove(Kor::VlanId vlan, Nollo::EthAddr const& mac, Nollo::IntfId const& intf) {
-  if (intf.isNone()) fail("empty interface name");
-  auto fdb = bridgingStatus_->fdbStatus(vlan.value());
-  if (!fdb || !fdb->learnedHostHas(mac)) fail("no MAC " + mac.str() + " in vlan " + std::to_string(vlan.value()));
-  fdb->learnedHostIs(mac, Bridging::LearnedHost{intf, Bridging::EntryType::learnedDynamicMac});
+  agent_->module<MacModule>().learn(vlan, mac, intf, false);
 }
 
-void NeighbourModule::macDel(Kor::VlanId vlan, Nollo::EthAddr const& mac) {
-  auto fdb = bridgingStatus_->fdbStatus(vlan.value());
-  if (!fdb || !fdb->learnedHostHas(mac)) fail("no MAC " + mac.str() + " in vlan " + std::to_string(vlan.value()));
-  fdb->learnedHostDel(mac);
-}
+void NeighbourModule::macDel(Kor::VlanId vlan, Nollo::EthAddr const& mac) { agent_->module<MacModule>().age(vlan, mac); }
 
 void NeighbourModule::statementsAdd(StatementTable& t) {
   using A = StatementArgs;

@@ -165,7 +165,7 @@ TEST_F(ConfigFileTest, ABadFileIsRefusedWholeNamingTheValueAndNothingIsApplied) 
       {edit(good, R"("vlan": 10)", R"("vlna": 10)"),
        "/interfaces/Vlan10/vlna: unknown key 'vlna' (known here: vrf, vlan, routed, link)"},
       {edit(good, R"("hardware")", R"("hardwear")"),
-       "/hardwear: unknown key 'hardwear' (known here: hardware, knobs, routing, vrfs, resilient, interfaces, vlans, switchports, vlanTranslations, lags, tunnels, fecs, routes, nhg, stp)"},
+       "/hardwear: unknown key 'hardwear' (known here: hardware, knobs, routing, vrfs, resilient, interfaces, vlans, switchports, vlanTranslations, lags, tunnels, macs, fecs, routes, nhg, stp)"},
       {edit(good, R"("Ethernet1": {},)", R"("Ethernet1": {}, "Ethernet1": {},)"),
        "/interfaces/Ethernet1: duplicate key 'Ethernet1'"},
       {edit(good, R"("0.0.0.0/0": { "fec": 4 })", R"("0.0.0.0/0": { "fec": 7 })"),
@@ -278,7 +278,7 @@ TEST_F(ConfigFileTest, TheReloadStatementNeedsAFileAndAnswersWhatItApplied) {
 
 TEST_F(ConfigFileTest, TheExampleConfigurationIsGood) {
   auto sections = ConfigFile(KOR_DOCS_DIR "/examples/switch.json", agent_).read();
-  EXPECT_EQ(sections.size(), 12u);
+  EXPECT_EQ(sections.size(), 13u);
 }
 
 }  // namespace
