@@ -3,7 +3,9 @@
 namespace SoftChip {
 
 SoftSwitchIntfSmHelper::SoftSwitchIntfSmHelper(Vix::ActivityLoop* loop, VlanChip* chip)
-    : SwitchIntfSmHelper("switchIntfSmHelper"), chip_(chip), retry_(loop, [this] { doRetry(); }) {}
+    : SwitchIntfSmHelper("switchIntfSmHelper"), chip_(chip), retry_(loop, [this] { doRetry(); }) {
+  for (auto const& [intf, row] : chip_->portVlanTable().entries()) unclaimed_.insert(intf);
+}
 
 void SoftSwitchIntfSmHelper::doSetDefaultVlan(Nollo::IntfId const& intf, uint16_t vlan) {
   wanted_[intf].defaultVlan = vlan;
@@ -17,7 +19,9 @@ void SoftSwitchIntfSmHelper::doSetPortTpid(Nollo::IntfId const& intf, Kor::KorPo
 
 void SoftSwitchIntfSmHelper::doApplyConfig(Nollo::IntfId const& intf) {
   auto const& row = wanted_[intf];
-  if (chip_->portVlanTable().write(intf, row) == ChipAnswer::success) {
+  unclaimed_.erase(intf);
+  auto const* held = chip_->portVlanTable().find(intf);
+  if ((held && *held == row) || chip_->portVlanTable().write(intf, row) == ChipAnswer::success) {
     refused_.erase(intf);
     return;
   }
@@ -29,6 +33,13 @@ void SoftSwitchIntfSmHelper::doCleanup(Nollo::IntfId const& intf) {
   wanted_.erase(intf);
   refused_.erase(intf);
   chip_->portVlanTable().erase(intf);
+}
+
+void SoftSwitchIntfSmHelper::doEndSync() {
+  if (syncEnded_) return;
+  syncEnded_ = true;
+  for (auto const& intf : unclaimed_) chip_->portVlanTable().erase(intf);
+  unclaimed_.clear();
 }
 
 void SoftSwitchIntfSmHelper::doRetry() {

@@ -3,7 +3,13 @@
 // VLAN, tagging mode and TPID into the "portvlan" table. A refused write
 // keeps the port's wanted row and is tried again retryPeriod later until the
 // table takes it; refused() lists the ports waiting. One per library life.
+//
+// A row the chip already holds as wanted is not written again (a re-apply
+// with nothing changed, or a restart claiming the row back). The rows the
+// chip held when this helper was made are unclaimed until a port applies
+// its configuration; doEndSync erases those still unclaimed.
 #include <map>
+#include <set>
 
 #include "kor/helpers/SwitchIntfSmHelper.h"
 #include "softchip/l2/VlanChip.h"
@@ -24,6 +30,7 @@ class SoftSwitchIntfSmHelper : public KorHelper::SwitchIntfSmHelper {
   void doSetPortTpid(Nollo::IntfId const& intf, Kor::KorPortVlanTpidData const& tpid) override;
   void doCleanup(Nollo::IntfId const& intf) override;
   void handleVerify() override {}
+  void doEndSync() override;
 
   std::map<Nollo::IntfId, ChipPortVlan> const& refused() const { return refused_; }
 
@@ -34,6 +41,8 @@ class SoftSwitchIntfSmHelper : public KorHelper::SwitchIntfSmHelper {
   // The rows being built by the calls of one apply, written by doApplyConfig.
   std::map<Nollo::IntfId, ChipPortVlan> wanted_;
   std::map<Nollo::IntfId, ChipPortVlan> refused_;
+  std::set<Nollo::IntfId> unclaimed_;
+  bool syncEnded_ = false;
   Vix::Clock retry_;
 };
 
