@@ -83,6 +83,23 @@ TEST_F(VlanVerifyTest, ARowChangedBehindTheLibrarysBackIsReportedAndACleanPassIs
   EXPECT_TRUE(verifyFaults().empty());
 }
 
+TEST_F(VlanVerifyTest, APortRowChangedOrAddedBehindTheLibrarysBackIsReported) {
+  run("intf add Ethernet1\nintf add Ethernet2\nvlan add 10\nswitchport Ethernet1 access vlan 10\n"
+      "switchport Ethernet2 mode trunk\ninit\nrun until idle\n");
+  EXPECT_TRUE(verifyFaults().empty());
+  auto& ports = agent_.chip()->vlan().portVlanTable();
+  auto row = *ports.find(Nollo::IntfId("Ethernet1"));
+  row.defaultVlan = 20;
+  ports.write(Nollo::IntfId("Ethernet1"), row);
+  ports.write(Nollo::IntfId("Ethernet9"), row);
+  EXPECT_EQ(verifyFaults(), std::vector<std::string>{"port VLAN rows differ from the chip: Ethernet1 differs, "
+                                                     "Ethernet9 unknown to the library"});
+  ports.erase(Nollo::IntfId("Ethernet9"));
+  row.defaultVlan = 10;
+  ports.write(Nollo::IntfId("Ethernet1"), row);
+  EXPECT_TRUE(verifyFaults().empty());
+}
+
 TEST_F(VlanVerifyTest, AVlanBeingProgrammedIsComparedOnceItSettles) {
   run("intf add Ethernet1\nvlan add 10,20\nswitchport Ethernet1 access vlan 10\n"
       "init\nrun until idle\nchip delay vlan 50ms\nswitchport Ethernet1 access vlan 20\nrun 20ms\n");
