@@ -163,4 +163,19 @@ TEST_F(L2RestartTest, ALagRemovedWhileDownIsTheOnlyLagRemovedAndItsMembersLeaveT
   EXPECT_TRUE(verifyFaults().empty());
 }
 
+TEST_F(L2RestartTest, SpanningTreeStatesAndTopologiesHeldAsConfiguredAreNotRewritten) {
+  run("stp topology add mst1 vlan 20,30\nstp port Ethernet1 topology mst1 state forwarding\n"
+      "stp port Ethernet2 topology mst1 state discarding\nrun until idle\n");
+  auto& stp = agent_.chip()->stp();
+  ASSERT_EQ(stp.stpStateTable().size(), 2u);
+  auto states = stp.stpStateTable().counters();
+  auto topos = stp.topoTable().counters();
+  restartWith({});
+  auto s = since(stp.stpStateTable().counters(), states);
+  auto t = since(stp.topoTable().counters(), topos);
+  EXPECT_EQ(s.changes() + s.syncs, 0u) << s.syncs << " syncs";
+  EXPECT_EQ(t.changes() + t.syncs, 0u) << t.syncs << " syncs";
+  EXPECT_EQ(stp.stpStateTable().size(), 2u);
+}
+
 }  // namespace KorTest
