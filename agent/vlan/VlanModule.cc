@@ -104,7 +104,7 @@ void VlanModule::doCreateHelpers() {
   vlanHelper_->hwInit();
   acsd->vlanHelperIs(vlanHelper_);
   for (auto const& [vlan, intf] : recirc_) vlanHelper_->recircFeatureIs(vlan, intf, true);
-  switchIntfHelper_ = Vix::makePtr<SoftChip::SoftSwitchIntfSmHelper>(agent_->loop(), &agent_->chip()->vlan());
+  switchIntfHelper_ = Vix::makePtr<SoftChip::SoftSwitchIntfSmHelper>(agent_->loop(), &agent_->chip()->vlan(), acsd);
   auto const& dir = agent_->module<IntfModule>().allIntfStatusDir();
   intfWatch_ = std::make_unique<IntfWatch>(dir, this);
   for (auto const& kv : dir->intfStatusMap()) acsd->intfIs(kv.first, true);

@@ -117,7 +117,8 @@ void VerifySm::doReport(VerifyOutput const& o) {
 
 void VerifySm::handleVerifyOutput() {
   auto const& vd = acsd()->verifyData();
-  if (!vd) return;
+  // A pass that found nothing wrong has nothing to tell.
+  if (!vd || vd->verifyOutput().verifyResult() == KorTypes::verifySuccess) return;
   std::ostringstream os;
   os << vd->verifyOutput();
   KOR_VERIFY_OUTPUT.raise(clock_.now(), os.str().c_str());

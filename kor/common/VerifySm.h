@@ -18,6 +18,8 @@
 // result, a person asking "what disagrees" needs the whole list. doVerify()
 // runs a pass at once (the `verify` statement and the "VA" command code) and
 // answers that list; it publishes the same VerifyData as a requested run.
+// A changed output is logged (KOR_VERIFY_OUTPUT) only when it is not a
+// success: a clean pass is silent.
 #include <vector>
 
 #include <memory>

@@ -30,6 +30,9 @@ class KOR_EXPORT SwitchIntfSmHelper : public Kor::KorBaseHelper {
   }
   virtual void doCleanup(Nollo::IntfId const&) { unimplemented("SwitchIntfSm", "doCleanup"); }
   virtual void handleVerify() { unimplemented("SwitchIntfSm", "handleVerify"); }
+  // Every configured port has been applied once: what the platform kept
+  // from an earlier run and no port claimed may go.
+  virtual void doEndSync() {}
 };
 
 }  // namespace KorHelper

@@ -6,6 +6,23 @@
 
 namespace Kor {
 
+namespace {
+// A port's membership in one VLAN under its configuration: tagged or not,
+// or none. Access and dot1q-tunnel ports are untagged in their access VLAN;
+// a trunk is tagged in each allowed VLAN, untagged in its native one. Only
+// configured VLANs count.
+std::optional<bool> membershipOf(Bridging::VlanConfig const& vlans, Bridging::SwitchportConfig const& cfg,
+                                 uint16_t vlan) {
+  if (!vlans.vlanHas(vlan)) return std::nullopt;
+  if (cfg.mode != Bridging::SwitchportConfig::Mode::trunk) {
+    if (VlanId(cfg.accessVlan).value() != vlan) return std::nullopt;
+    return false;
+  }
+  if (!cfg.allowedAll && !cfg.allowedVlans.count(vlan)) return std::nullopt;
+  return VlanId(vlan) != VlanId(cfg.nativeVlan);
+}
+}  // namespace
+
 class SwitchIntfSm::VixSwitchIntfConfig
     : public Vix::NestedReactor<SwitchIntfSm, Bridging::SwitchIntfConfig::Notifiee> {
  public:
@@ -34,6 +51,7 @@ SwitchIntfSm::SwitchIntfSm(Vix::Ptr<KorCommonSmData> const& acsd,
   vixReactors_.watch<VixSwitchIntfConfig>(config_);
   vixReactors_.watch<VixVlanConfig>(vlanConfig_);
   vixReactors_.watch<VixAcsd>(acsd);
+  acsd->verifiableSmAdd(this);
 }
 
 SwitchIntfSm::~SwitchIntfSm() = default;
@@ -54,6 +72,10 @@ VlanHelperBase* SwitchIntfSm::vlanHelper() const {
 void SwitchIntfSm::handleInitialized() {
   for (auto const& [vlan, on] : vlanConfig_->vlanMap()) vlanHelper()->doMaybeCreateVlan(VlanId(vlan));
   for (auto const& [intf, cfg] : config_->switchIntfConfigMap()) handleSwitchIntfConfig(intf);
+  // Every configured VLAN and port has been asked for: what the chip kept
+  // from an earlier run and nobody claimed may go.
+  vlanHelper()->doEndSync();
+  helper_->doEndSync();
 }
 
 std::optional<Bridging::SwitchportConfig> SwitchIntfSm::activeConfig(Nollo::IntfId const& intf) {
@@ -82,12 +104,32 @@ void SwitchIntfSm::handleSwitchIntfConfig(Nollo::IntfId const& intf) {
 
 void SwitchIntfSm::handleVlan(uint16_t vlan) {
   if (!initialized()) return;
-  if (vlanConfig_->vlanHas(vlan)) vlanHelper()->doMaybeCreateVlan(VlanId(vlan));
-  std::vector<Nollo::IntfId> ports;
-  for (auto const& [intf, a] : applied_) ports.push_back(intf);
+  auto* vh = vlanHelper();
+  if (vlanConfig_->vlanHas(vlan)) vh->doMaybeCreateVlan(VlanId(vlan));
+  // One VLAN came or went: each applied port changes in that VLAN only, so
+  // a burst of N VLANs costs N x ports, not N x ports x VLANs. A port not
+  // yet applied, or whose configuration went, gets the whole doApply.
+  std::vector<Nollo::IntfId> whole;
   for (auto const& [intf, cfg] : config_->switchIntfConfigMap())
-    if (!intf.isPortChannel() && !applied_.count(intf)) ports.push_back(intf);
-  for (auto const& intf : ports) doApply(intf);
+    if (!intf.isPortChannel() && !applied_.count(intf)) whole.push_back(intf);
+  for (auto& [intf, a] : applied_) {
+    auto cfg = activeConfig(intf);
+    if (!cfg) {
+      whole.push_back(intf);
+      continue;
+    }
+    auto want = membershipOf(*vlanConfig_, *cfg, vlan);
+    auto it = a.vlans.find(VlanId(vlan));
+    if (!want) {
+      if (it == a.vlans.end()) continue;
+      vh->doRemovePortFromVlan(intf, VlanId(vlan));
+      a.vlans.erase(it);
+    } else if (it == a.vlans.end() || it->second != *want) {
+      vh->doAddPortToVlan(intf, VlanId(vlan), *want, true, true);
+      a.vlans[VlanId(vlan)] = *want;
+    }
+  }
+  for (auto const& intf : whole) doApply(intf);
 }
 
 void SwitchIntfSm::handleIntf(Nollo::IntfId const& intf) {
@@ -118,17 +160,15 @@ void SwitchIntfSm::handleLagToPort(Nollo::IntfId const& lag) {
 }
 
 std::map<VlanId, bool> SwitchIntfSm::doMembership(Bridging::SwitchportConfig const& cfg) const {
-  using Mode = Bridging::SwitchportConfig::Mode;
   std::map<VlanId, bool> out;
-  if (cfg.mode != Mode::trunk) {
+  if (cfg.mode != Bridging::SwitchportConfig::Mode::trunk) {
     VlanId v(cfg.accessVlan);
-    if (vlanConfig_->vlanHas(v.value())) out[v] = false;
+    if (auto tagged = membershipOf(*vlanConfig_, cfg, v.value())) out[v] = *tagged;
     return out;
   }
-  VlanId native(cfg.nativeVlan);
-  auto allowed = [&](uint16_t v) { return cfg.allowedAll || cfg.allowedVlans.count(v); };
+  (void)VlanId(cfg.nativeVlan);
   for (auto const& [v, on] : vlanConfig_->vlanMap())
-    if (allowed(v)) out[VlanId(v)] = VlanId(v) != native;
+    if (auto tagged = membershipOf(*vlanConfig_, cfg, v)) out.emplace_hint(out.end(), VlanId(v), *tagged);
   return out;
 }
 
@@ -217,6 +257,7 @@ void SwitchIntfSm::handleVerify() {
     if (!cfg || doMembership(*cfg) != a.vlans)
       KOR_VERIFY_REPORT(KorTypes::verifyFail, intf.str() + " membership differs from its configuration");
   }
+  vlanHelper()->verify();
   helper_->handleVerify();
 }
 

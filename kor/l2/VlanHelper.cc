@@ -3,6 +3,7 @@
 #include <sstream>
 
 #include "kor/common/KorCommonSmData.h"
+#include "kor/common/VerifyOutput.h"
 #include "vix/Trace.h"
 
 #define VLAN_TRACE(level, expr) VIX_TRACE(tf_, level, expr)
@@ -36,6 +37,13 @@ void VlanHelper::doCreateHwVlan(VlanId) { korAssert("Call to unimplemented funct
 void VlanHelper::doUpdateVlan(VlanId) { korAssert("Call to unimplemented function VlanHelper::doUpdateVlan"); }
 void VlanHelper::doUpdateVlanFid(VlanId, uint32_t) {
   korAssert("Call to unimplemented function VlanHelper::doUpdateVlanFid");
+}
+
+void VlanHelper::doDestroyHwVlan(VlanId) { korAssert("Call to unimplemented function VlanHelper::doDestroyHwVlan"); }
+
+void VlanHelper::doVerifyReport(KorTypes::KorVerifyStatus status, std::string const& description,
+                                char const* function) {
+  acsd_->verifyReport(VerifyOutput(description, "VlanHelper.cc", 0, function, status));
 }
 
 void VlanHelper::showVlanUpdateRequest(std::ostream& os) const {
@@ -90,6 +98,7 @@ void VlanHelper::doMaybeCreateVlan(VlanId vlan) {
   bool created = createdVlan_.count(vlan) != 0;
   VLAN_TRACE(5, __func__ << " vlanid: " << vlan << " created already ? " << created);
   if (created) return;
+  if (unclaimed_.erase(vlan)) VLAN_TRACE(5, "vlan " << vlan << " claimed back from the chip");
   VLAN_TRACE(2, "Creating vlanid: " << vlan);
   doCreateHwVlan(vlan);
   createdVlan_[vlan] = true;
@@ -129,6 +138,16 @@ void VlanHelper::doAddPortToVlan(Nollo::IntfId const& intf, VlanId vlan, bool ta
       VLAN_TRACE(5, "Not Adding because of port state" << " intf " << intf << " vlan " << vlan);
       return;
     }
+  }
+  // Held as asked, with nothing pending for the port: nothing to program
+  // (a restart's claim, or a repeated request).
+  auto pending = vlanUpdate(vlan);
+  bool touched = pending && (pending->addHas(intf) || pending->removeHas(intf) || pending->ingressHas(intf) ||
+                             pending->egressHas(intf));
+  if (auto c = vlanCache(vlan); !touched && c && c->memberHas(intf) && c->member(intf) == tagged &&
+                                c->ingressHas(intf) == ingress && c->egressHas(intf) == egress) {
+    VLAN_TRACE(6, "vlan " << vlan << " port " << intf << " held as asked");
+    return;
   }
   auto u = doVlanUpdate(vlan);
   doPutPort(*u, intf, w);
@@ -191,6 +210,72 @@ void VlanHelper::recircFeatureIs(VlanId vlan, Nollo::IntfId const& intf, bool on
   auto c = doCache(vlan);
   if (on) c->recircFeatureIs(intf, true);
   else c->recircFeatureDel(intf);
+}
+
+void VlanHelper::doClaimHwVlan(VlanId vlan, std::map<Nollo::IntfId, bool> const& members,
+                               std::set<Nollo::IntfId> const& ingress, std::set<Nollo::IntfId> const& egress) {
+  if (syncEnded_ || createdVlan_.count(vlan)) return;
+  VLAN_TRACE(5, "vlan " << vlan << " held by the chip: " << members.size() << " members");
+  unclaimed_.insert(vlan);
+  auto c = doCache(vlan);
+  for (auto const& [intf, tagged] : members) {
+    c->memberIs(intf, tagged);
+    auto m = doMembership(intf);
+    if (tagged) m->taggedVlanIs(vlan, true);
+    else m->untaggedVlanIs(vlan, true);
+  }
+  for (auto const& intf : ingress) {
+    c->ingressIs(intf, true);
+    doMembership(intf)->ingressVlanIs(vlan, true);
+  }
+  for (auto const& intf : egress) {
+    c->egressIs(intf, true);
+    doMembership(intf)->egressVlanIs(vlan, true);
+  }
+}
+
+void VlanHelper::doEndSync() {
+  if (syncEnded_) return;
+  syncEnded_ = true;
+  // VLANs nobody created: out of the chip, the cache and the memberships.
+  for (VlanId vlan : unclaimed_) {
+    VLAN_TRACE(2, "Removing unclaimed vlanid: " << vlan);
+    if (auto c = vlanCache(vlan)) {
+      for (auto const& [intf, tagged] : c->memberMap()) {
+        auto it = membership_.find(intf);
+        if (it == membership_.end()) continue;
+        auto& m = *it->second;
+        m.taggedVlanDel(vlan);
+        m.untaggedVlanDel(vlan);
+        m.ingressVlanDel(vlan);
+        m.egressVlanDel(vlan);
+        if (m.empty()) membership_.erase(it);
+      }
+    }
+    vlanCache_.erase(vlan);
+    vlanUpdate_.erase(vlan);
+    doDestroyHwVlan(vlan);
+  }
+  unclaimed_.clear();
+  // Held ports nobody asked for leave their VLAN by an ordinary update.
+  for (auto const& [vlan, c] : vlanCache_) {
+    auto w = wished_.find(vlan);
+    auto u = vlanUpdate(vlan);
+    std::set<Nollo::IntfId> held;
+    for (auto const& [intf, tagged] : c->memberMap()) held.insert(intf);
+    for (auto const& [intf, on] : c->ingressMap()) held.insert(intf);
+    for (auto const& [intf, on] : c->egressMap()) held.insert(intf);
+    bool changed = false;
+    for (auto const& intf : held) {
+      if ((w != wished_.end() && w->second.count(intf)) || c->recircFeature(intf)) continue;
+      if (u && (u->addHas(intf) || u->removeHas(intf))) continue;
+      VLAN_TRACE(5, "vlan " << vlan << " removing unclaimed port " << intf);
+      if (!u) u = doVlanUpdate(vlan);
+      doTakePortOut(*u, intf);
+      changed = true;
+    }
+    if (changed) doChanged(*u);
+  }
 }
 
 void VlanHelper::maybeTriggerHwVlanUpdate(VlanId vlan) {

@@ -22,6 +22,16 @@
 // than the refused one) and the VLAN retried retryDelay later. Nothing
 // refused is lost; a failure is counted in vlanFailures.
 //
+// Restart over a kept chip: before the first pass the platform hands over
+// what the chip holds per VLAN (doClaimHwVlan). That goes into the cache and
+// the port memberships as confirmed state, so that the new run's requests
+// ask only for differences: doMaybeCreateVlan of a held VLAN writes nothing,
+// and doAddPortToVlan of a port held as asked (and with nothing pending)
+// changes nothing. doEndSync, after the configuration's first full pass,
+// removes what nobody claimed: held VLANs nobody created (doDestroyHwVlan)
+// and held ports nobody asked for (an ordinary update), recirculation ports
+// excepted.
+//
 // Invariants: updateConfig holds a VLAN exactly while its update is in
 // flight; a VlanUpdate's genId only grows, also across a VlanUpdate that was
 // completed and dropped (a new one starts at the last answered genId); the
@@ -31,8 +41,11 @@
 #include <map>
 #include <memory>
 #include <ostream>
+#include <set>
+#include <string>
 
 #include "kor/common/KorExport.h"
+#include "kor/common/KorVerifyStatus.h"
 #include "kor/l2/PortForwarding.h"
 #include "kor/l2/PortVlanMembership.h"
 #include "kor/l2/VlanCache.h"
@@ -62,6 +75,8 @@ class KOR_EXPORT VlanHelper : public VlanHelperBase {
   // Program updateConfig()->vlan(vlan); answer later through updateStatus.
   virtual void doUpdateVlan(VlanId vlan);
   virtual void doUpdateVlanFid(VlanId vlan, uint32_t fid);
+  // Remove a VLAN the chip kept from an earlier run and nobody claimed.
+  virtual void doDestroyHwVlan(VlanId vlan);
   virtual bool hwResourcesAvailable() const { return true; }
   // The updates in flight, one line each.
   virtual void showVlanUpdateRequest(std::ostream& os) const;
@@ -76,6 +91,13 @@ class KOR_EXPORT VlanHelper : public VlanHelperBase {
   void updateVlanDone(VlanId vlan, VlanHwUpdateStatus::Status const& status);
   // The port serves the recirculation feature in the VLAN: never removed.
   void recircFeatureIs(VlanId vlan, Nollo::IntfId const& intf, bool on);
+  // The chip holds this VLAN from an earlier run (called from hwInit).
+  void doClaimHwVlan(VlanId vlan, std::map<Nollo::IntfId, bool> const& members,
+                     std::set<Nollo::IntfId> const& ingress, std::set<Nollo::IntfId> const& egress);
+  // The first full pass is over: what was held and not claimed goes.
+  void doEndSync() override;
+  // VLANs held from an earlier run and not claimed yet.
+  std::set<VlanId> const& unclaimedVlan() const { return unclaimed_; }
 
   Vix::Ptr<VlanHwUpdateConfig> const& updateConfig() const { return updateConfig_; }
   Vix::Ptr<VlanHwUpdateStatus> const& updateStatus() const { return updateStatus_; }
@@ -99,6 +121,10 @@ class KOR_EXPORT VlanHelper : public VlanHelperBase {
   void retryDelayIs(Vix::Seconds d) { retryDelay_ = d; }
 
   Vix::TraceFacility& tf() { return tf_; }
+
+ protected:
+  // A verification report of this helper (from verify()).
+  void doVerifyReport(KorTypes::KorVerifyStatus status, std::string const& description, char const* function);
 
  private:
   class VixUpdateStatus;
@@ -135,6 +161,8 @@ class KOR_EXPORT VlanHelper : public VlanHelperBase {
   uint32_t vlanFailures_ = 0;
   uint32_t vlanRedos_ = 0;
   Vix::Seconds retryDelay_ = defaultRetryDelay;
+  std::set<VlanId> unclaimed_;
+  bool syncEnded_ = false;
   std::unique_ptr<VixUpdateStatus> statusReactor_;
 };
 

@@ -20,6 +20,9 @@ class KOR_EXPORT VlanHelperBase : public KorBaseHelper {
   virtual void doRemovePortFromVlan(Nollo::IntfId const& intf, VlanId vlan);
   virtual void doHandlePortState(Nollo::IntfId const& intf, VlanId vlan, bool forwarding);
   virtual void setPortsBlocked(VlanId vlan);
+  // The configuration's first full pass is done: what the platform kept
+  // from an earlier run and nobody claimed may go.
+  virtual void doEndSync() {}
   // Self-verification of what the platform holds.
   virtual void verify();
 };

@@ -11,7 +11,13 @@
 // VLANs in one notification cascade), short against the time a chip takes
 // to program a VLAN. A trigger with a delay of its own (the retry after a
 // refused update) moves the clock only earlier, never later.
+// A pass hands over at most passQuanta VLANs (in VLAN order) and, when more
+// are pending, arms the clock for now again: the loop is never held for a
+// whole table of VLANs, and other work (the chip's answers) runs between
+// the passes. The VLANs left stay pending, so a trigger meanwhile still
+// makes one update per VLAN.
 // Invariant: state() is busy exactly while the clock is armed.
+#include <cstddef>
 #include <functional>
 #include <set>
 
@@ -26,6 +32,7 @@ namespace Kor {
 class KOR_EXPORT VlanUpdater {
  public:
   static constexpr Vix::Seconds defaultDeferredTime = 0.01;
+  static constexpr size_t defaultPassQuanta = 128;
   using Handler = std::function<void(VlanId)>;
 
   VlanUpdater(Vix::ActivityLoop* loop, Handler handler);
@@ -33,6 +40,8 @@ class KOR_EXPORT VlanUpdater {
   VlanUpdaterState state() const { return state_; }
   Vix::Seconds deferredTime() const { return deferredTime_; }
   void deferredTimeIs(Vix::Seconds t) { deferredTime_ = t; }
+  size_t passQuanta() const { return passQuanta_; }
+  void passQuantaIs(size_t n) { passQuanta_ = n ? n : 1; }
   Vix::Clock const& clockInput() const { return clock_; }
   std::set<VlanId> const& pending() const { return pending_; }
 
@@ -45,6 +54,7 @@ class KOR_EXPORT VlanUpdater {
  private:
   Handler handler_;
   Vix::Seconds deferredTime_ = defaultDeferredTime;
+  size_t passQuanta_ = defaultPassQuanta;
   VlanUpdaterState state_ = VlanUpdaterState::idle;
   std::set<VlanId> pending_;
   Vix::Clock clock_;

@@ -8,7 +8,9 @@ namespace SoftChip {
 
 void SoftLagHelper::doWrite(Nollo::IntfId const& lag, Kor::KorPortList const& ports) {
   auto& table = chip_->lag().lagTable();
-  if (table.write(lag, ports) == ChipAnswer::success) refused_.erase(lag);
+  // A LAG held as wanted (claimed back after a restart) is not rewritten.
+  auto const* held = table.find(lag);
+  if ((held && *held == ports) || table.write(lag, ports) == ChipAnswer::success) refused_.erase(lag);
   else refused_.insert(lag);
   lagTypeIs(lag, table.has(lag) ? Kor::hardwareLag : Kor::softwareLag);
 }

@@ -23,7 +23,7 @@ int SoftTopoHelper::allocTopo(std::string const& name) {
   auto& table = chip_->topoTable();
   for (auto const& [id, topo] : table.entries()) {
     // Held from an earlier run: claimed back as it is.
-    if (topo.name == name) return table.write(id, topo) == ChipAnswer::success ? id : 0;
+    if (topo.name == name) return id;
   }
   for (int id = 1; id <= int(maxTopo()); ++id) {
     if (table.has(id)) continue;
@@ -46,7 +46,10 @@ void SoftTopoHelper::freeTopo(std::string const& name) {
 
 bool SoftTopoHelper::setStpState(int topoId, Nollo::IntfId const& intf, Bridging::Topology::PortState state) {
   if (!chip_->topoTable().has(topoId)) return false;
-  return chip_->stpStateTable().write(StpStateKey{topoId, intf}, state) == ChipAnswer::success;
+  // A state the chip already holds (claimed back after a restart) is not rewritten.
+  StpStateKey key{topoId, intf};
+  if (auto const* held = chip_->stpStateTable().find(key); held && *held == state) return true;
+  return chip_->stpStateTable().write(key, state) == ChipAnswer::success;
 }
 
 void SoftTopoHelper::clearStpState(int topoId, Nollo::IntfId const& intf) {
@@ -57,7 +60,7 @@ bool SoftTopoHelper::addVlanToTopo(int topoId, Kor::VlanId vlan) {
   auto& table = chip_->topoTable();
   ChipTopo const* t = table.find(topoId);
   if (!t) return false;
-  if (t->vlans[vlan.value()]) return table.write(topoId, *t) == ChipAnswer::success;
+  if (t->vlans[vlan.value()]) return true;
   ChipTopo next = *t;
   next.vlans[vlan.value()] = true;
   return table.write(topoId, next) == ChipAnswer::success;

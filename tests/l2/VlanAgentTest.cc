@@ -67,7 +67,6 @@ TEST_F(VlanAgentTest, ARestartOverTheKeptChipRewritesNothingThatWasRight) {
   ASSERT_TRUE(agent_.runUntilIdle());
   EXPECT_EQ(chip.vlan().vlanTable().counters().changes(), vlanWrites);
   EXPECT_EQ(chip.vlan().portVlanTable().counters().changes(), portWrites);
-  EXPECT_GT(chip.vlan().vlanTable().counters().syncs, 0u) << "the new run did claim the rows back";
   EXPECT_TRUE(vlans().vlanHelper()->portVlanMembership(Nollo::IntfId("Ethernet2"))->untaggedVlanHas(Kor::VlanId(20)));
 }
 

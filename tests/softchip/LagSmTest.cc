@@ -182,7 +182,7 @@ TEST_F(LagSmTest, ARestartOverAKeptChipRewritesNoLagThatWasRight) {
   auto const before = chip().lagTable().counters();
   start();
   EXPECT_EQ(chip().lagTable().counters().changes(), before.changes());
-  EXPECT_GT(chip().lagTable().counters().syncs, before.syncs);
+  EXPECT_EQ(chip().lagTable().counters().syncs, before.syncs) << "a LAG held as wanted is not rewritten";
   EXPECT_EQ(acsd_->lagToPort(po(1)), KorPortList({eth(1), eth(2), eth(3)}));
   EXPECT_EQ(acsd_->lagToLagType(po(2)), Kor::hardwareLag);
 }
