@@ -9,6 +9,7 @@
 #include "agent/StatementTable.h"
 #include "agent/chip/ChipModule.h"
 #include "agent/routing/RoutingInputsSection.h"
+#include "agent/vrf/VrfModule.h"
 #include "kor/common/KorCommonSmData.h"
 #include "kor/common/RedundancyMode.h"
 #include "kor/records/L3Status.h"
@@ -113,6 +114,12 @@ double RoutingInputsModule::hwField(std::string const& name) const {
   return 0;
 }
 
+bool RoutingInputsModule::deferredRouting() const {
+  return agent_->module<VrfModule>().l3Config()->deferredRouting();
+}
+
+void RoutingInputsModule::deferredRoutingIs(bool on) { agent_->module<VrfModule>().l3Config()->deferredRoutingIs(on); }
+
 void RoutingInputsModule::vrfRootInputsAdd(Kor::VrfRootSmInputs& v) const {
   v.bridgingConfig = bridgingConfig_;
   v.urpfConfig = urpfConfig_;
@@ -188,6 +195,13 @@ void RoutingInputsModule::statementsAdd(StatementTable& t) {
                     a.end();
                     return [=, this](std::ostream&) { mplsIntfIs(intf, on); };
                   }});
+  t.statementAdd({{"deferred", "routing"}, "on|off",
+                  "hand routes over before a VRF's routing first comes on (and let IPv6 aggregates cover routes)",
+                  true, [this](A& a) -> Statement::Apply {
+                    bool on = A::parseOnOff(a.next("on or off"));
+                    a.end();
+                    return [=, this](std::ostream&) { deferredRoutingIs(on); };
+                  }});
   for (auto const* f : kHwFields) {
     std::string field = f;
     std::string syntax = hwFieldIsFlag(field) ? "on|off" : field == "deletionDelay" ? "DURATION" : "N";
@@ -226,6 +240,7 @@ ShowModel RoutingInputsModule::routingShow() const {
              M::str(helper.peerRouterMac().enabled ? helper.peerRouterMac().mac.str() : std::string("none")));
   m.lineAdd("\n");
   m.fieldAdd("mplsRouting", "  mpls ", M::flag(l3.mplsRoutingEnabled(), "on", "off"));
+  m.fieldAdd("deferredRouting", ", deferred routing ", M::flag(deferredRouting(), "on", "off"));
   m.lineAdd("\n");
   m.fieldAdd("urpf", "  urpf ", M::flag(urpfConfig_->enabled(), "on", "off"));
   m.fieldAdd("urpfEnabled", ", enabled ", M::flag(l3.urpfEnabled(), "yes", "no"));

@@ -5,8 +5,11 @@
 // routing status machine), and the route machines' fields of the hardware
 // routing configuration (maxNumRoutes, parentDropRoute, deletionDelay,
 // icmpUnreachable, greKeyForwarding; the entity is the chip module's, shared
-// with the L2 adjacency helper). Statements `router mac`, `urpf`, `mlag`,
-// `mpls` and `set <field>`; show `routing`; configuration section "routing".
+// with the L2 adjacency helper), and deferred routing (the VRF module's L3
+// configuration, read by every VRF's route machines: routes are handed over
+// before a VRF's routing first comes on). Statements `router mac`, `urpf`,
+// `mlag`, `mpls`, `deferred routing` and `set <field>`; show `routing`;
+// configuration section "routing".
 //
 // The router MAC is never all zeros: until one is configured the agent uses
 // kDefaultRouterMac, a locally administered unicast address (02:...), so a
@@ -43,6 +46,8 @@ class RoutingInputsModule : public AgentModule {
   void mplsRoutingIs(bool on);
   // MPLS routing switched off on one interface (on: the global setting).
   void mplsIntfIs(Nollo::IntfId const& intf, bool on);
+  bool deferredRouting() const;
+  void deferredRoutingIs(bool on);
   // A route-machine field of the hardware configuration by name.
   static bool hwFieldKnown(std::string const& name);
   static bool hwFieldIsFlag(std::string const& name);

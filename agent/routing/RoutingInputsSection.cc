@@ -29,7 +29,7 @@ void RoutingInputsSection::parse(ConfigValue const& doc, ConfigNames&) {
   if (!doc.has("routing")) return;
   ConfigValue const r = doc.at("routing");
   r.object({"routerMac", "maxNumRoutes", "parentDropRoute", "deletionDelay", "icmpUnreachable", "greKeyForwarding",
-            "mlagPeerMac", "mpls", "urpf", "urpfInterfaces", "mplsOffInterfaces"});
+            "mlagPeerMac", "mpls", "urpf", "urpfInterfaces", "mplsOffInterfaces", "deferredRouting"});
   if (r.has("routerMac")) {
     ConfigValue const v = r.at("routerMac");
     routerMac_ = v.parsed<Nollo::EthAddr>();
@@ -50,6 +50,7 @@ void RoutingInputsSection::parse(ConfigValue const& doc, ConfigNames&) {
   }
   if (r.has("mpls")) mpls_ = r.at("mpls").boolean();
   if (r.has("urpf")) urpf_ = r.at("urpf").boolean();
+  if (r.has("deferredRouting")) deferredRouting_ = r.at("deferredRouting").boolean();
   if (r.has("urpfInterfaces")) {
     for (auto const& [name, v] : r.at("urpfInterfaces").members()) {
       auto intf = v.keyParsed<Nollo::IntfId>(name);
@@ -85,6 +86,9 @@ void RoutingInputsSection::doApplyAdds(Agent& agent, ConfigSection const& nextSe
       report.doInput("/routing/mlagPeerMac", [&] { m.mlagActiveIs(!next.mlagPeerMac_.isZero(), next.mlagPeerMac_); }))
     mlagPeerMac_ = next.mlagPeerMac_;
   if (mpls_ != next.mpls_ && report.doInput("/routing/mpls", [&] { m.mplsRoutingIs(next.mpls_); })) mpls_ = next.mpls_;
+  if (deferredRouting_ != next.deferredRouting_ &&
+      report.doInput("/routing/deferredRouting", [&] { m.deferredRoutingIs(next.deferredRouting_); }))
+    deferredRouting_ = next.deferredRouting_;
   // The interfaces' checks before the switch: uRPF comes on with them set.
   auto pointer = [](std::string const& base, Nollo::IntfId const& intf) {
     return (nlohmann::json::json_pointer(base) / intf.str()).to_string();

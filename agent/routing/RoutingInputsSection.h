@@ -5,6 +5,7 @@
 //                "parentDropRoute": false, "deletionDelay": "0s",
 //                "icmpUnreachable": false, "greKeyForwarding": false,
 //                "mlagPeerMac": "00:1c:73:00:00:42", "mpls": false, "urpf": false,
+//                "deferredRouting": false,
 //                "urpfInterfaces": { "Ethernet4": { "ipv4": "strict", "ipv6": "off", "allowDefault": false } },
 //                "mplsOffInterfaces": ["Ethernet5"] }
 //
@@ -44,7 +45,7 @@ class RoutingInputsSection : public ConfigSection {
   // The hardware fields by name (flags as 0/1).
   std::map<std::string, double> hwFields_;
   Nollo::EthAddr mlagPeerMac_;  // zero: MLAG inactive
-  bool mpls_ = false, urpf_ = false;
+  bool mpls_ = false, urpf_ = false, deferredRouting_ = false;
   std::map<Nollo::IntfId, IntfUrpf> urpfIntfs_;
   std::set<Nollo::IntfId> mplsOff_;
 };

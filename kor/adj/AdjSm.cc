@@ -1157,6 +1157,15 @@ void AdjSm::handleRoutingEnabled() {
   maybeScheduleAdjReview();
 }
 
+void AdjSm::routingDeferredIs(uint8_t ipVersion, bool deferred) {
+  bool& flag = ipVersion == 6 ? routing6Deferred_ : routingDeferred_;
+  if (flag == deferred) return;
+  flag = deferred;
+  KOR_TRACE(5, "Routing deferred vrf: " << vrfName_ << ", ipv: " << int(ipVersion) << ", deferred: " << deferred);
+  if (deferred) review_.wake();
+  maybeScheduleAdjReview();
+}
+
 void AdjSm::handleRouting6Enabled() {
   routing6Enabled_ = vrfL3Status_->routing6Enabled();
   KOR_TRACE(5, "handleRouting6Enabled vrf: " << vrfName_ << ", enabled: " << routing6Enabled_);

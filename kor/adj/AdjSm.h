@@ -221,6 +221,12 @@ class KOR_EXPORT AdjSm : public KorBaseSm {
 
   void handleRoutingEnabled();
   void handleRouting6Enabled();
+  // Set by the family's route machine while it defers routing (hands routes
+  // over before the VRF's routing first comes on): that family's FECs are
+  // reviewed as with routing on, so each route goes to the chip once, with
+  // its FEC's L2 adjacency, rather than with none and again when routing
+  // comes on.
+  void routingDeferredIs(uint8_t ipVersion, bool deferred);
   void handleAdjResourceFull();
   void handleIntfVlanId(Nollo::IntfId const& intfId);
 
@@ -294,11 +300,14 @@ class KOR_EXPORT AdjSm : public KorBaseSm {
   void showKorAdj(std::ostream& os, AdjEntry const& adjEntry) const;
   std::map<FecId, Vix::Ptr<AdjEntry>> sortedAdjEntries() const;
   uint8_t ipVersionOf(FecId const& fecId) const;
-  bool routingEnabledFor(uint8_t ipVersion) const { return ipVersion == 6 ? routing6Enabled_ : routingEnabled_; }
+  // Routing on, or deferred (routes handed over before it comes on).
+  bool routingEnabledFor(uint8_t ipVersion) const {
+    return ipVersion == 6 ? routing6Enabled_ || routing6Deferred_ : routingEnabled_ || routingDeferred_;
+  }
   // A group adjacency serves routes of both versions: parked only while
   // both are off, whatever version its review was queued under.
   bool reviewEnabledFor(FecId const& fecId, uint8_t ipVersion) const {
-    return fecId.adjType() == Quill::Fib::AdjType::nextHopGroupAdj ? routingEnabled_ || routing6Enabled_
+    return fecId.adjType() == Quill::Fib::AdjType::nextHopGroupAdj ? routingEnabledFor(4) || routingEnabledFor(6)
                                                                     : routingEnabledFor(ipVersion);
   }
   void enqueue(size_t lane, FecId const& fecId, AdjForReviewInfo const& info);
@@ -331,6 +340,8 @@ class KOR_EXPORT AdjSm : public KorBaseSm {
   Vix::HashMap<uint16_t, Nollo::IntfId> vlanIdToL3IntfId_;
   bool routingEnabled_ = false;
   bool routing6Enabled_ = false;
+  bool routingDeferred_ = false;
+  bool routing6Deferred_ = false;
   bool routingSyncInitialized_ = false;
   Vix::Seconds quillYieldTime_ = 0.05;
   uint64_t dropAdjIndex_ = 0;

@@ -193,6 +193,8 @@ NextHopL2InfoCollection L2AdjHelper::doBuildL2AdjViaCollHelper(RouteType routeTy
         KOR_TRACE(5, "Tunnel prefix: " << k->second << " No resolved next hops found");
         return;
       }
+      // A tunnel's own L2 adjacency carries its underlay's routed paths.
+      if (r.l2Adj->via().type() != L2AdjType::routingAdj) korAssert("l2Adj->via().type() == routingAdj()");
       info.typeIs(NextHopEntryType::nextHopTunnel);
       info.intfIdIs(intf);
       if (k->second.isV6()) info.tunnel6L2InfoIs(r.l2Adj->index());
@@ -277,6 +279,9 @@ NextHopL2InfoCollection L2AdjHelper::doBuildL2AdjViaCollHelper(RouteType routeTy
     for (auto const& via : adjVia.viaList())
       if (via.isBackupVia()) addVia(via);
   }
+  // Member-bitmap vias (a resilient table's members) are primary vias only:
+  // a bucket never names a backup.
+  if (hasBackupVias && !adjVia.viaBitmapMap().empty()) korAssert("!hasBackupVias");
   for (auto const& [via, bitmap] : adjVia.viaBitmapMap()) {
     // Member-bitmap vias resolve like plain vias, keyed by next hop and bitmap.
     NextHopL2InfoCollection one(l2AdjType);
@@ -427,12 +432,16 @@ bool L2AdjHelper::updateL2AdjForAdj(AdjEntry& adjEntry, AdjUpdateType adjUpdateT
       else notifyCreateL2Adj(*old);
       return true;
     }
-    if (adjEntryTunnel_.count(adjIndex) || viaColl.hasType(NextHopEntryType::nextHopTunnel)) {
+    if (adjEntryTunnel_.count(vrfAdjKey(adjEntry)) || viaColl.hasType(NextHopEntryType::nextHopTunnel)) {
       KOR_TRACE(5, "L2 adjacency unchanged, but adj is a tunnel");
       doAddAdjEntryToTunnel(viaColl, adjEntry);
       return false;
     }
     if (old->adjEntry().size() > 1) KOR_TRACE(5, "adjEntrys > 1 but L2 adjacency unchaged;");
+    // Left as it is only when the chip took it: a refused or not-ready one
+    // was asked again above.
+    if (old->state() == L2AdjState::installFailed || old->state() == L2AdjState::installNotReady)
+      korAssert("l2Adj->state() != L2AdjState::installFailed_ && l2Adj->state() != L2AdjState::installNotReady_");
     KOR_TRACE(5, "L2 adjacency unchanged!");
     return false;
   }
@@ -692,8 +701,8 @@ void L2AdjHelper::doRemoveTunnel(TunnelKeyGen const& key) {
     else l3Status_->tunnelL2InfoDel(m->first);
     m = tunnelIntfKey_.erase(m);
   }
-  for (uint64_t adjIndex : it->second.adjEntrys) {
-    auto a = adjEntryTunnel_.find(adjIndex);
+  for (auto const& adj : it->second.adjEntrys) {
+    auto a = adjEntryTunnel_.find(adj);
     if (a == adjEntryTunnel_.end()) continue;
     a->second.erase(key);
     if (a->second.empty()) adjEntryTunnel_.erase(a);
@@ -711,20 +720,21 @@ void L2AdjHelper::doAddAdjEntryToTunnel(NextHopL2InfoCollection const& viaColl, 
     auto k = tunnelIntfKey_.find(info.intfId());
     if (k == tunnelIntfKey_.end()) continue;
     Tunnel& t = tunnel_[k->second];
-    t.adjEntrys.insert(adjEntry.adjIndex());
+    t.adjEntrys.insert(vrfAdjKey(adjEntry));
     t.markedForDeletion = false;
-    adjEntryTunnel_[adjEntry.adjIndex()].insert(k->second);
-    KOR_TRACE(8, "AdjEntry tunnel count: " << adjEntryTunnel_[adjEntry.adjIndex()].size());
+    auto& tunnels = adjEntryTunnel_[vrfAdjKey(adjEntry)];
+    tunnels.insert(k->second);
+    KOR_TRACE(8, "AdjEntry tunnel count: " << tunnels.size());
   }
 }
 
 void L2AdjHelper::doRemoveAdjEntryFromTunnel(Vix::Ptr<L2Adjacency> const& l2Adj, AdjEntry& adjEntry,
                                              bool removeUnused) {
-  auto a = adjEntryTunnel_.find(adjEntry.adjIndex());
+  auto a = adjEntryTunnel_.find(vrfAdjKey(adjEntry));
   if (a != adjEntryTunnel_.end()) {
     for (auto const& key : a->second) {
       auto t = tunnel_.find(key);
-      if (t == tunnel_.end() || !t->second.adjEntrys.erase(adjEntry.adjIndex())) {
+      if (t == tunnel_.end() || !t->second.adjEntrys.erase(vrfAdjKey(adjEntry))) {
         KOR_TRACE(5, "Tunnel already removed from adjEntry list");
         continue;
       }
@@ -750,13 +760,15 @@ void L2AdjHelper::doRemoveUnusedTunnels(AdjEntry&) {
   }
 }
 
-std::set<uint64_t> L2AdjHelper::tunnelAdjEntrys(TunnelKeyGen const& key) const {
+L2AdjHelper::VrfAdjKey L2AdjHelper::vrfAdjKey(AdjEntry const& e) { return {e.vrfId(), e.adjIndex()}; }
+
+std::set<L2AdjHelper::VrfAdjKey> L2AdjHelper::tunnelAdjEntrys(TunnelKeyGen const& key) const {
   auto it = tunnel_.find(key);
-  return it == tunnel_.end() ? std::set<uint64_t>() : it->second.adjEntrys;
+  return it == tunnel_.end() ? std::set<VrfAdjKey>() : it->second.adjEntrys;
 }
 
-std::set<TunnelKeyGen> L2AdjHelper::adjEntryTunnels(uint64_t adjIndex) const {
-  auto it = adjEntryTunnel_.find(adjIndex);
+std::set<TunnelKeyGen> L2AdjHelper::adjEntryTunnels(VrfAdjKey const& adj) const {
+  auto it = adjEntryTunnel_.find(adj);
   return it == adjEntryTunnel_.end() ? std::set<TunnelKeyGen>() : it->second;
 }
 

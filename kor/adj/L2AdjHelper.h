@@ -11,7 +11,11 @@
 // has its own reserved index and is never deleted), L3Status::l2AdjList,
 // L3Status::nextHopsToL2Adj (only L2 adjacencies created or updated with
 // sharing allowed are in it; with sharing off it stays empty), and the tunnel
-// bookkeeping (tunnel -> adjacencies, adjacency -> tunnels).
+// bookkeeping (tunnel -> adjacencies, adjacency -> tunnels). A tunnel serves
+// adjacencies of every VRF, whose indexes are numbered per VRF (FEC ids,
+// resilient ids): the bookkeeping knows an adjacency by (VRF, index), so one
+// VRF's adjacency leaving a tunnel never takes another VRF's of the same
+// index along.
 // Invariants: every L2 adjacency in l2AdjList other than the slow-receive one
 // is used by at least one adjacency once the caller's operation returns;
 // an L2 adjacency is never changed in place while another adjacency uses it.
@@ -24,6 +28,7 @@
 #include <memory>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "kor/records/AdjEntry.h"
@@ -148,9 +153,12 @@ class KOR_EXPORT L2AdjHelper : public KorBaseSm {
   void doAddAdjEntryToTunnel(NextHopL2InfoCollection const& viaColl, AdjEntry& adjEntry);
   void doRemoveAdjEntryFromTunnel(Vix::Ptr<L2Adjacency> const& l2Adj, AdjEntry& adjEntry, bool removeUnused);
   void doRemoveUnusedTunnels(AdjEntry& adjEntry);
+  // An adjacency of any VRF: its VRF and its index there.
+  using VrfAdjKey = std::pair<VrfId, uint64_t>;
+  static VrfAdjKey vrfAdjKey(AdjEntry const& e);
   // The adjacencies that resolve through a tunnel; the tunnels of an adjacency.
-  std::set<uint64_t> tunnelAdjEntrys(TunnelKeyGen const& key) const;
-  std::set<TunnelKeyGen> adjEntryTunnels(uint64_t adjIndex) const;
+  std::set<VrfAdjKey> tunnelAdjEntrys(TunnelKeyGen const& key) const;
+  std::set<TunnelKeyGen> adjEntryTunnels(VrfAdjKey const& adj) const;
   bool tunnelHas(TunnelKeyGen const& key) const { return tunnel_.count(key) != 0; }
 
  private:
@@ -161,7 +169,7 @@ class KOR_EXPORT L2AdjHelper : public KorBaseSm {
     // The underlay's L2 data; its L2 adjacency exists while the tunnel is used.
     NextHopL2InfoCollection underlay;
     Vix::Ptr<L2Adjacency> l2Adj;
-    std::set<uint64_t> adjEntrys;
+    std::set<VrfAdjKey> adjEntrys;
     bool markedForDeletion = false;
     bool l2InfoChanged = false;
   };
@@ -210,7 +218,7 @@ class KOR_EXPORT L2AdjHelper : public KorBaseSm {
   bool syncEnded_ = false;
   std::map<TunnelKeyGen, Tunnel> tunnel_;
   std::map<Nollo::IntfId, TunnelKeyGen> tunnelIntfKey_;
-  std::map<uint64_t, std::set<TunnelKeyGen>> adjEntryTunnel_;
+  std::map<VrfAdjKey, std::set<TunnelKeyGen>> adjEntryTunnel_;
 };
 
 }  // namespace Kor

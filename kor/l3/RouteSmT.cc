@@ -140,7 +140,10 @@ RouteSmT<AF>::RouteSmT(Vix::Ptr<KorCommonSmData> const& acsd, VrfRoot* vrfRoot, 
       deletions_(acsd->activityLoop().ptr(), [this] { runDeletions(); }),
       refusedDeletions_(acsd->activityLoop().ptr(), [this] { runRefusedDeletions(); }),
       pendingClock_(acsd->activityLoop().ptr(), [this] { doReviewPending(); }) {
+  // The default route has a lane of its own, walked first (enqueueForReview
+  // puts nothing else there).
   review_.laneAdd([this](Prefix const& p, bool&) {
+    if (!p.isDefault()) korAssert("isDefaultRoute( prefix )");
     KOR_TRACE(8, "Default prefix found, first processing default route");
     return doReviewRoute(p);
   });
@@ -200,6 +203,7 @@ void RouteSmT<AF>::handleInitialized() {
   routingEnabled_ = isV4 ? in_.vrfL3Status->routingEnabled() : in_.vrfL3Status->routing6Enabled();
   deferralOver_ = routingEnabled_;
   deferredRoutingEnabled_ = in_.l3Config && in_.l3Config->deferredRouting();
+  doTellDeferral();
   if (!envVarInitialized_) handleRoutingEnabled(routingEnabled_);
   syncRoutingStateOnInit();
   if constexpr (!isV4) {
@@ -447,6 +451,9 @@ void RouteSmT<AF>::deleteFibRoute(Prefix const& prefix) {
   auto it = fibRoute_.find(prefix);
   if (it == fibRoute_.end()) return;
   if (it->second.parentDrop()) {
+    // A parent turned into a drop route for an unprogrammed child left
+    // the FIB: it goes like any route, and stops counting as a drop.
+    KOR_TRACE(8, "No fibRoute for parent drop route, delete it");
     it->second.parentDropIs(false);
     counts_.parentDropCountIs(-1);
   }
@@ -989,7 +996,10 @@ Vix::ReviewAction RouteSmT<AF>::doRetryUnprogrammed(Prefix const& p) {
   if (!fibEntry(p)) {
     KOR_TRACE(8, "Unprogrammed route deleted. Remove fibRoute");
     processRouteUpdate(p, true);
-    return unprogrammedRoute_.contains(p) ? Vix::ReviewAction::keep : Vix::ReviewAction::done;
+    if (unprogrammedRoute_.contains(p)) return Vix::ReviewAction::keep;
+    // The deleted default route's removal reached the chip: its retry is done.
+    if (p.isDefault()) KOR_TRACE(8, "Programmed as clean route");
+    return Vix::ReviewAction::done;
   }
   it->second.stateIs(RouteReviewState::changedRoute);
   processRouteUpdate(p, true);
@@ -1109,6 +1119,7 @@ void RouteSmT<AF>::handleRoutingEnabled(bool enabled) {
     // date.
     routingEnabled_ = true;
     deferralOver_ = true;
+    doTellDeferral();
     lastRoutingEnabledTime_ = acsd()->activityLoop()->now();
     KOR_TRACE(1, "Routing enabled is now " << routingEnabled_);
     scheduleAllRoutes(!deferred);
@@ -1125,6 +1136,7 @@ void RouteSmT<AF>::handleRoutingEnabled(bool enabled) {
 template <class AF>
 void RouteSmT<AF>::doWithdrawAll() {
   disabling_ = true;
+  doTellDeferral();
   for (auto& kv : fibRoute_) {
     KOR_TRACE(9, "Schedule deletion for " << kv.first);
     kv.second.stateIs(RouteReviewState::changedRoute);
@@ -1155,6 +1167,7 @@ void RouteSmT<AF>::enableRoutingWhenFullyDisabled() {
 template <class AF>
 void RouteSmT<AF>::actuallyDisableRouting() {
   disabling_ = false;
+  doTellDeferral();
   KOR_TRACE(1, "Routing fully disabled");
   handleWaitForRoutingDisabled();
 }
@@ -1169,6 +1182,7 @@ void RouteSmT<AF>::handleWaitForRoutingDisabled() {
   if (waiting && !deferralOver_ && !routingEnabled_ && initialized()) {
     bool deferred = routingDeferred();
     deferralOver_ = true;
+    doTellDeferral();
     if (deferred && !fibRoute_.empty()) {
       KOR_TRACE(3, "Routing disabled while deferred. Withdraw deferred routes");
       doWithdrawAll();
@@ -1182,6 +1196,15 @@ void RouteSmT<AF>::handleWaitForRoutingDisabled() {
   in_.l3Status->waitForRoutingDisabledRefCntIs(in_.l3Status->waitForRoutingDisabledRefCnt() + 1);
 }
 
+// The adjacency machine reviews this family's FECs while its routes are
+// deferred as it does with routing on: the routes handed over before routing
+// comes on carry their FEC's L2 adjacency, and routing coming on finds them
+// up to date (no second hand-over).
+template <class AF>
+void RouteSmT<AF>::doTellDeferral() {
+  if (in_.adjSm) in_.adjSm->routingDeferredIs(uint8_t(AF::version), routingDeferred());
+}
+
 // Deferred routing switched while routing is not on yet: the routes are
 // taken in, or those handed over leave the chip again.
 template <class AF>
@@ -1190,6 +1213,7 @@ void RouteSmT<AF>::handleDeferredRouting(bool enabled) {
     bool was = routingDeferred();
     deferredRoutingEnabled_ = enabled;
     KOR_TRACE(3, "Deferred routing enabled: " << enabled);
+    if (initialized() && reader_) doTellDeferral();
     if (initialized() && reader_) {
       if (!was && routingDeferred()) scheduleAllRoutes();
       else if (was && !routingDeferred() && !fibRoute_.empty()) doWithdrawAll();

@@ -302,6 +302,7 @@ class RouteSmT : public KorBaseSm {
   // Routing on/off, start, sync.
   void enableRoutingWhenFullyDisabled();
   void doWithdrawAll();
+  void doTellDeferral();
   // Routes are read and handed over: routing on, or deferred.
   bool routingActive() const { return routingEnabled_ || routingDeferred(); }
   bool reviewHeld() const {

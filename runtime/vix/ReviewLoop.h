@@ -186,7 +186,10 @@ class ReviewLoop {
     lastPassItems_ = deadline.items();
     items_ += lastPassItems_;
     Seconds held = loop_->now() - start;
-    if (held > longestPass_) {
+    // Under a clock that does not move (a manual one, or passes quicker than
+    // its resolution) every pass holds the loop for the same time: a tie goes
+    // to the pass of more items, so the count reports the largest pass.
+    if (held > longestPass_ || (held == longestPass_ && lastPassItems_ > longestPassItems_)) {
       longestPass_ = held;
       longestPassItems_ = lastPassItems_;
     }

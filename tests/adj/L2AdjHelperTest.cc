@@ -285,7 +285,7 @@ TEST_F(L2AdjHelperTest, TunnelBookkeeping) {
   auto p = path(a->l2Adj()->via(), "3.3.3.3");
   EXPECT_EQ(p.type(), T::nextHopTunnel);
   EXPECT_EQ(p.tunnelL2Info(), t.l2Adj->index());
-  EXPECT_EQ(helper_->tunnelAdjEntrys(key), std::set<uint64_t>{a->adjIndex()});
+  EXPECT_EQ(helper_->tunnelAdjEntrys(key), (std::set<L2AdjHelper::VrfAdjKey>{{VrfId(0), a->adjIndex()}}));
 
   // The last user gone, the tunnel's underlay leaves the chip; a new user brings it back.
   helper_->doRemoveAdjEntryFromL2Adj(a->l2Adj(), *a);
@@ -294,6 +294,21 @@ TEST_F(L2AdjHelperTest, TunnelBookkeeping) {
   auto b = adj(2, {via("3.3.3.3", IntfId::tunnel(1))});
   helper_->updateL2AdjForAdj(*b, AdjUpdateType::regularAdjUpdate);
   EXPECT_EQ(path(b->l2Adj()->via(), "3.3.3.3").type(), T::nextHopTunnel);
+  EXPECT_EQ(table().size(), 2u);
+
+  // Indexes are numbered per VRF: another VRF's adjacency of b's index over
+  // the tunnel (other L2 data) leaves it, and the tunnel stays for b.
+  vrfIs("red", 1);
+  auto r = adj(2, {via("3.3.3.3", IntfId::tunnel(1)), via("3.3.3.4", IntfId::tunnel(1))});
+  r->vrfIdIs(VrfId(1));
+  helper_->updateL2AdjForAdj(*r, AdjUpdateType::regularAdjUpdate);
+  ASSERT_NE(r->l2Adj(), b->l2Adj());
+  EXPECT_EQ(helper_->tunnelAdjEntrys(key).size(), 2u);
+  helper_->doRemoveAdjEntryFromL2Adj(r->l2Adj(), *r);
+  auto held = helper_->getTunnelL2Info(key, false, false).l2Adj;
+  ASSERT_TRUE(held);
+  EXPECT_TRUE(table().has(held->index()));
+  EXPECT_EQ(helper_->adjEntryTunnels({VrfId(0), b->adjIndex()}).size(), 1u);
   EXPECT_EQ(table().size(), 2u);
 
   // An unknown tunnel leaves the via out.

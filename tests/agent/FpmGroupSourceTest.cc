@@ -11,16 +11,12 @@
 #include <string>
 #include <vector>
 
-#include "agent/Agent.h"
-#include "agent/fpm/FpmRouteSource.h"
 #include "agent/fib/FibModule.h"
-#include "agent/intf/IntfModule.h"
-#include "agent/neigh/NeighbourModule.h"
 #include "agent/nhg/NhgModule.h"
 #include "agent/resil/ResilientModule.h"
-#include "agent/vrf/VrfModule.h"
 #include "kor/records/L3Status.h"
 #include "softchip/SoftChip.h"
+#include "tests/agent/FpmSourceFixture.h"
 #include "vix/Time.h"
 
 namespace {
@@ -56,19 +52,9 @@ NlRoute over(char const* prefix, uint32_t nhId, bool add = true) {
   return r;
 }
 
-class FpmGroupSourceTest : public ::testing::Test {
+class FpmGroupSourceTest : public KorTest::FpmSourceFixture {
  protected:
-  void SetUp() override {
-    Kor::VrfName def("default");
-    agent_.module<KorAgent::VrfModule>().routingIs(def, true, true, true);
-    agent_.module<KorAgent::IntfModule>().intfAdd(IntfId::vlan(10), std::nullopt, Kor::VlanId(10));
-    for (int h = 2; h <= 5; ++h)
-      agent_.module<KorAgent::NeighbourModule>().arpAdd(def, IpGenAddr("10.1.0." + std::to_string(h)),
-                                                         Nollo::EthAddr::fromUint64(0x001c73000000ull + h), IntfId::vlan(10));
-    flagIs(true);
-    agent_.init();
-    agent_.runUntilIdle();
-  }
+  void beforeInit() override { flagIs(true); }
   void flagIs(bool on) { agent_.module<KorAgent::NhgModule>().nexthopGroupSupportedIs(on); }
   // The chip's route as "type index": the FEC index is the group id over a
   // group, the source's FEC index otherwise; "" when the chip has none.
@@ -106,14 +92,6 @@ class FpmGroupSourceTest : public ::testing::Test {
     src_.handle(single(3, "10.1.0.4"));
     src_.handle(members(20, {{1, 1}, {2, 3}}));
   }
-
-  KorAgent::Agent agent_{Vix::makePtr<Vix::ManualTimeSource>(0.0)};
-  FpmRouteSource src_{&agent_,
-                      [](uint32_t i) -> std::optional<IntfId> {
-                        if (i == 10) return IntfId::vlan(10);
-                        return std::nullopt;
-                      },
-                      [](uint32_t) -> std::optional<Kor::VrfName> { return std::nullopt; }};
 };
 
 TEST_F(FpmGroupSourceTest, GroupObjectsBecomeLibraryGroupsReplacedInPlace) {

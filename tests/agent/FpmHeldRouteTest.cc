@@ -9,14 +9,9 @@
 #include <string>
 #include <vector>
 
-#include "agent/Agent.h"
 #include "agent/fib/FibModule.h"
-#include "agent/fpm/FpmRouteSource.h"
-#include "agent/intf/IntfModule.h"
-#include "agent/neigh/NeighbourModule.h"
 #include "agent/nhg/NhgModule.h"
-#include "agent/vrf/VrfModule.h"
-#include "vix/ManualTimeSource.h"
+#include "tests/agent/FpmSourceFixture.h"
 
 namespace {
 
@@ -45,17 +40,8 @@ NlRoute routeOver(std::string const& prefix, uint32_t nhId, bool add = true) {
   return r;
 }
 
-class FpmHeldRouteTest : public ::testing::Test {
+class FpmHeldRouteTest : public KorTest::FpmSourceFixture {
  protected:
-  void SetUp() override {
-    Kor::VrfName def("default");
-    agent_.module<KorAgent::VrfModule>().routingIs(def, true, true, true);
-    agent_.module<KorAgent::IntfModule>().intfAdd(IntfId::vlan(10), std::nullopt, Kor::VlanId(10));
-    agent_.module<KorAgent::NeighbourModule>().arpAdd(def, IpGenAddr("10.1.0.2"),
-                                                       Nollo::EthAddr::fromUint64(0x001c73000002ull), IntfId::vlan(10));
-    agent_.init();
-    agent_.runUntilIdle();
-  }
   // The prefix's FEC in the FIB, 0 when it has none.
   uint64_t fib(char const* prefix) {
     auto t = agent_.module<KorAgent::FibModule>().fibRoutes4(Kor::VrfName("default"));
@@ -65,14 +51,6 @@ class FpmHeldRouteTest : public ::testing::Test {
     std::string s = src_.show(true);
     return s.substr(s.find("\"heldRoutes\""));
   }
-
-  KorAgent::Agent agent_{Vix::makePtr<Vix::ManualTimeSource>(0.0)};
-  FpmRouteSource src_{&agent_,
-                      [](uint32_t i) -> std::optional<IntfId> {
-                        if (i == 10) return IntfId::vlan(10);
-                        return std::nullopt;
-                      },
-                      [](uint32_t) -> std::optional<Kor::VrfName> { return std::nullopt; }};
 };
 
 TEST_F(FpmHeldRouteTest, ARouteWaitsForItsObjectAndZebrasLatestWordOnThePrefixCounts) {

@@ -15,7 +15,6 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -25,7 +24,6 @@
 #include "agent/intf/IntfModule.h"
 #include "agent/KernelIntfMap.h"
 #include "agent/KernelNetlinkSource.h"
-#include "agent/ScenarioRunner.h"
 #include "feeds/NetlinkEncoder.h"
 #include "vix/Time.h"
 
@@ -126,31 +124,9 @@ TEST_F(KernelNetlinkSourceTest, AppliesLinksAddressesAndNeighbours) {
   std::string shown = agent_.show("kernel", false);
   EXPECT_NE(shown.find("2 ve0 (veth): Ethernet2 vrf red vlan 1006 routed up addresses 2"), std::string::npos) << shown;
   EXPECT_NE(shown.find("10 red (vrf): vrf red table 1001"), std::string::npos) << shown;
-  std::ostringstream out;
-  KorAgent::ScenarioRunner runner(&agent_, &out);
-  EXPECT_TRUE(runner.runLine("show kernel json", 1));
-  EXPECT_NE(out.str().find("{\"ifindex\": 5, \"name\": \"br0.10\", \"kind\": \"vlan\", \"role\": \"interface\", "
-                           "\"intf\": \"Vlan10\""),
-            std::string::npos)
-      << out.str();
   // The lookups a route source uses.
   EXPECT_EQ(map_.vrfOfTable(1001), Kor::VrfName("red"));
   EXPECT_EQ(map_.intfOf(5), Nollo::IntfId("Vlan10"));
-
-  // A route through the neighbour resolves in the chip.
-  agent_.init();
-  KorAgent::FibModule::Via via;
-  via.hop = Nollo::IpGenAddr("10.1.0.2");
-  via.intf = Nollo::IntfId("Ethernet2");
-  agent_.module<KorAgent::FibModule>().fecAdd(1, {via}, "red");
-  agent_.module<KorAgent::FibModule>().routeAdd("red", Nollo::IpPrefix("10.9.0.0/16"), 1);
-  agent_.runUntilIdle();
-  std::string l2 = agent_.show("l2adj", false);
-  EXPECT_NE(l2.find("installed fecs 1: routingAdj {10.1.0.2: nextHopArpResolved 00:1c:73:00:00:02 vlan 1006 Ethernet2"),
-            std::string::npos)
-      << l2;
-  std::string route = agent_.module<KorAgent::FibModule>().showRouteLookup("red", Nollo::IpGenAddr("10.9.1.1"), false);
-  EXPECT_NE(route.find("10.9.0.0/16"), std::string::npos) << route;
 }
 
 // A table the kernel gives to another VRF device is told to the route

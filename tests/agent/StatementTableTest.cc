@@ -126,7 +126,7 @@ TEST_F(StatementTableTest, RestartWithAMalformedStatementRestartsNothing) {
   EXPECT_EQ(agent_.restarts(), before);
   EXPECT_EQ(line("restart with fec del 7"), "line 1: restart with: the library restarted, the statement was refused: no FEC 7\n");
   EXPECT_EQ(agent_.restarts(), before + 1);
-  EXPECT_EQ(line("restart with init"), "line 1: restart with: 'init' is not an input statement (intf, lag, mac, arp, fec, route, nhg, router, urpf, mlag, mpls, resilient, vrf, routing, tunnel, nexthop, vlan, switchport, stp, mode)\n");
+  EXPECT_EQ(line("restart with init"), "line 1: restart with: 'init' is not an input statement (intf, lag, mac, arp, fec, route, nhg, router, urpf, mlag, mpls, deferred, resilient, vrf, routing, tunnel, nexthop, vlan, switchport, stp, mode)\n");
   EXPECT_EQ(agent_.restarts(), before + 1);
 }
 

@@ -1,9 +1,8 @@
-// The route machines (one template, both families) over the adjacency
-// machine of AdjChipFixture, with a scripted platform route hook: the
-// hand-over list, deletion delay, review order and batches, unprogrammed
-// routes and their recovery, end of sync, restart reconciliation, routing
-// switched off, prefix walks, and the IPv6 overflow, aggregate and
-// table-move paths.
+// The route machines (one template, both families, over RouteSmFixture):
+// the hand-over list, deletion delay, review order and batches,
+// unprogrammed routes and their recovery, end of sync, restart
+// reconciliation, prefix walks, and the IPv6 overflow, aggregate and
+// table-move paths. Routing switched off is DeferredRoutingTest's.
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -11,8 +10,7 @@
 #include <set>
 #include <vector>
 
-#include "kor/l3/RouteSmT.h"
-#include "tests/adj/AdjChipFixture.h"
+#include "tests/l3/RouteSmFixture.h"
 #include "vix/Log.h"
 #include "vix/SteppingTimeSource.h"
 #include "vix/Trace.h"
@@ -28,145 +26,8 @@ using Quill::Fib::FecType;
 FecId fecId(uint64_t i) { return FecId::make(Quill::Fib::nexthopAdj(), i); }
 FecId nhgFecId(uint64_t i) { return FecId::make(Quill::Fib::nextHopGroupAdj(), i); }
 
-// A platform whose route table holds what it was handed, bounded by a
-// capacity, refusing the prefixes it is told to.
 template <class AF>
-class ScriptedRouteHelper : public KorHelper::RouteSmHelperT<AF> {
- public:
-  using Prefix = Nollo::IpPrefixT<AF>;
-  ScriptedRouteHelper(Vix::Ptr<L3Status> l3) : l3Status_(std::move(l3)) {}
-
-  RouteUpdateAnswer handleRouteUpdate(VrfId vrfId, Prefix const& p, uint64_t) override {
-    ++calls;
-    Vix::Ptr<AdjInfo> info;
-    if constexpr (AF::version == 4) info = l3Status_->adjInfoList({vrfId, p});
-    else info = l3Status_->adjInfo6List({vrfId, p});
-    if (!info) {
-      if (refuseDeletes) return RouteUpdateAnswer::failed;
-      if (chip.erase(p)) ++deletes;
-      return RouteUpdateAnswer::programmed;
-    }
-    if (failing.count(p)) return RouteUpdateAnswer::failed;
-    if (!chip.count(p) && chip.size() >= capacity) {
-      if constexpr (AF::version == 4) l3Status_->routingResourceFullIs(true);
-      else {
-        l3Status_->ip6RoutingResourceFullIs(true);
-        if (overflow) l3Status_->ip6OverflowRouteIs(p, true);
-      }
-      return RouteUpdateAnswer::resourceFull;
-    }
-    auto [it, fresh] = chip.try_emplace(p, info->l2AdjIndex());
-    if (fresh) ++creates;
-    else if (it->second != info->l2AdjIndex()) ++updates, it->second = info->l2AdjIndex();
-    return RouteUpdateAnswer::programmed;
-  }
-  void forEachHardwareRoute(VrfId, typename KorHelper::RouteSmHelperT<AF>::HardwareRouteVisitor const& v) const override {
-    for (auto const& [p, l2] : chip) v(p, l2);
-  }
-  void deleteHardwareRoute(VrfId, Prefix const& p) override {
-    if (chip.erase(p)) ++deletes;
-  }
-  void handleEndOfSync(VrfName const&) override { ++endOfSyncs; }
-  void icmpUnreachableIs(VrfId, bool) override {}
-  void greKeyForwardingIs(VrfId, bool) override {}
-
-  Vix::Ptr<L3Status> l3Status_;
-  std::map<Prefix, uint64_t> chip;  // prefix -> L2 adjacency index
-  std::set<Prefix> failing;
-  size_t capacity = ~size_t(0);
-  bool overflow = false;
-  bool refuseDeletes = false;
-  int calls = 0, creates = 0, updates = 0, deletes = 0, endOfSyncs = 0;
-};
-
-template <class AF>
-class RouteSmTest : public KorTest::AdjChipFixture {
- protected:
-  using Prefix = Nollo::IpPrefixT<AF>;
-  using Sm = RouteSmT<AF>;
-  static constexpr bool v4 = AF::version == 4;
-
-  void SetUp() override {
-    unsetenv("KOR_YIELD_REVIEW_AFTER_EACH_ROUTE");
-    unsetenv("KOR_ROUTES_REVIEW_INTERVAL");
-    trace_ = Vix::makePtr<Vix::MemoryTraceSink>();
-    Vix::traceSinkIs(trace_);
-    AdjChipFixture::SetUp();
-    routes_ = Vix::makePtr<Quill::Fib::RouteStatusT<AF>>("default");
-    l3Config_ = Vix::makePtr<Routing::L3Config>("l3Config");
-    startAdj();
-    rh_ = Vix::makePtr<ScriptedRouteHelper<AF>>(l3Status_);
-  }
-  void TearDown() override {
-    rsm_ = nullptr;
-    AdjChipFixture::TearDown();
-    Vix::traceSinkIs(nullptr);
-    acsd_->doCleanup();
-  }
-  void start() {
-    Vix::Ptr<Quill::Fib::ForwardingStatusT<AF> const> fwd;
-    if constexpr (v4) fwd = fwd_;
-    else fwd = fwd6_;
-    rsm_ = Vix::makePtr<Sm>(acsd_, nullptr, VrfId(0),
-                            typename Sm::Inputs{l3Config_, l3Status_, vrf_, routes_, fwd, hw_, nullptr, sm_, rh_});
-    rsm_->tf().levelsIs("*");
-    rsm_->reviewHookIs([this](Prefix const& p) {
-      reviewed_.push_back(p);
-      if (ts_) ts_->advance(reviewCost_);
-    });
-    rsm_->initializedIs(true);
-  }
-  void run() { loop_->runUntilIdle(100); }
-
-  // FEC i: `vias` next hops on Ethernet1.. (resolved or not, the adjacency
-  // exists and has an L2 adjacency).
-  // `like`: take the next hops of FEC `like` instead of its own.
-  void fec(uint64_t i, int vias = 1, FecType type = FecType::forward, FecId id = FecId(), int like = -1) {
-    if (!id.isValid()) id = fecId(i);
-    int base = like < 0 ? int(i) : like;
-    using Via = typename Quill::Fib::FecT<AF>::Via;
-    std::vector<Via> v;
-    for (int n = 0; n < vias; ++n) v.emplace_back(addr(base * 16 + n + 1), IntfId::ethernet(1 + n));
-    if constexpr (v4) fwd_->fecIs(Quill::Fib::Fec(id, type, v));
-    else fwd6_->fecIs(Quill::Fib6::Fec(id, type, v));
-  }
-  static typename AF::Addr addr(int n) {
-    if constexpr (v4) return Nollo::IpAddr4(0x0a000000u + uint32_t(n));
-    else return Nollo::IpAddr6("2001:db8::" + std::to_string(n));
-  }
-  // Prefix number n (distinct /24s or /48s); n = 0 is the default route.
-  static Prefix pfx(int n) {
-    if (n == 0) return Prefix{};
-    if constexpr (v4) return Prefix(Nollo::IpAddr4(0x0b000000u + (uint32_t(n) << 8)), 24);
-    else return Prefix("2001:db8:" + std::to_string(n) + "::/48");
-  }
-  void route(Prefix const& p, FecId f) { routes_->routeIs(Quill::Fib::RouteT<AF>(p, f)); }
-  void unroute(Prefix const& p) { routes_->routeDel(p); }
-  Vix::Ptr<AdjInfo> handed(Prefix const& p) const {
-    if constexpr (v4) return l3Status_->adjInfoList({VrfId(0), p});
-    else return l3Status_->adjInfo6List({VrfId(0), p});
-  }
-  uint32_t unprogrammedCount() const {
-    return v4 ? vrf_->numUnprogrammedRoutes() : vrf_->numUnprogrammedV6Routes();
-  }
-  void suspend(bool on) {
-    if constexpr (v4) l3Status_->suspendRouteUpdatesIs(on);
-    else l3Status_->suspendIp6RouteUpdatesIs(on);
-  }
-  void resourceFullIs(bool on) {
-    if constexpr (v4) l3Status_->routingResourceFullIs(on);
-    else l3Status_->ip6RoutingResourceFullIs(on);
-  }
-  bool endOfSync() const { return v4 ? vrf_->endOfV4SyncDone() : vrf_->endOfV6SyncDone(); }
-
-  Vix::Ptr<Vix::MemoryTraceSink> trace_;
-  Vix::Ptr<Quill::Fib::RouteStatusT<AF>> routes_;
-  Vix::Ptr<Routing::L3Config> l3Config_;
-  Vix::Ptr<ScriptedRouteHelper<AF>> rh_;
-  Vix::Ptr<Sm> rsm_;
-  std::vector<Prefix> reviewed_;
-  Vix::Seconds reviewCost_ = 0;
-};
+using RouteSmTest = KorTest::RouteSmFixture<AF>;
 
 using Families = ::testing::Types<Nollo::Ipv4, Nollo::Ipv6>;
 TYPED_TEST_SUITE(RouteSmTest, Families);
@@ -438,30 +299,6 @@ TYPED_TEST(RouteSmTest, RestartKeepsTheChipsRoutesAndRemovesOnlyStaleOnes) {
   EXPECT_EQ(this->rh_->deletes, 1);
   EXPECT_EQ(this->rh_->chip.count(this->pfx(2)), 0u);
   EXPECT_TRUE(this->handed(this->pfx(1)));
-}
-
-TYPED_TEST(RouteSmTest, RoutingOffRemovesEveryRouteAndReportsTheWaitDone) {
-  this->fec(1);
-  for (int i = 1; i <= 3; ++i) this->route(this->pfx(i), fecId(1));
-  this->start();
-  this->run();
-  uint32_t refs = this->l3Status_->waitForRoutingDisabledRefCnt();
-  if constexpr (TestFixture::v4) {
-    this->vrf_->waitForRoutingDisabledIs(true);
-    this->vrf_->routingEnabledIs(false);
-  } else {
-    this->vrf_->waitForRouting6DisabledIs(true);
-    this->vrf_->routing6EnabledIs(false);
-  }
-  this->run();
-  EXPECT_TRUE(this->rh_->chip.empty());
-  EXPECT_EQ(this->rsm_->fibRoutes(), 0u);
-  EXPECT_EQ(this->l3Status_->waitForRoutingDisabledRefCnt(), refs + 1);
-  EXPECT_FALSE(TestFixture::v4 ? this->vrf_->waitForRoutingDisabled() : this->vrf_->waitForRouting6Disabled());
-  if constexpr (TestFixture::v4) this->vrf_->routingEnabledIs(true);
-  else this->vrf_->routing6EnabledIs(true);
-  this->run();
-  EXPECT_EQ(this->rh_->chip.size(), 3u);
 }
 
 // The hardware configuration reaches the machine through its entity: read

@@ -146,4 +146,27 @@ TEST_F(ReviewLoopTest, StopEndsThePassAtAnItemThatIsNotDue) {
   EXPECT_DOUBLE_EQ(ts_->now(), 2.0);
 }
 
+// A clock that does not move gives every pass the same length: the largest
+// pass still names its items, and a reset starts the count again.
+TEST_F(ReviewLoopTest, LongestPassItemsFollowTheLargestPassWhenTimeStands) {
+  size_t lane = review_.laneAdd(visitor(0));
+  review_.enqueue(lane, 1);
+  review_.schedule();
+  loop_.runUntilIdle();
+  for (int k = 2; k <= 4; ++k) review_.enqueue(lane, k);
+  review_.schedule();
+  loop_.runUntilIdle();
+  review_.enqueue(lane, 5);
+  review_.schedule();
+  loop_.runUntilIdle();
+  EXPECT_EQ(review_.passes(), 3u);
+  EXPECT_EQ(review_.longestPass(), 0.0);
+  EXPECT_EQ(review_.longestPassItems(), 3u);
+  review_.longestPassReset();
+  review_.enqueue(lane, 6);
+  review_.schedule();
+  loop_.runUntilIdle();
+  EXPECT_EQ(review_.longestPassItems(), 1u);
+}
+
 }  // namespace

@@ -1,9 +1,10 @@
 #pragma once
 // L3 configuration the VRF root follows: whether the agent restarts hitlessly
 // (the routing state of the default VRF is then restored from the platform
-// before the first pass), whether routing is deferred to aggregate routes
-// (deferredRouting: an IPv6 route covered by a configured aggregate is not
-// programmed on its own; the aggregate's hardware route forwards for it), and
+// before the first pass), deferred routing (deferredRouting: a VRF's routes
+// are handed over before its routing first comes on, so the chip is full
+// when it does; and an IPv6 route covered by a configured aggregate is not
+// programmed on its own, the aggregate's hardware route forwards for it), and
 // the IPv6 aggregate prefixes (aggregateRoute6).
 #include <cstdint>
 #include <string>
