@@ -101,9 +101,9 @@ void MacAddrCodef::refillBuckets() {
     clock_.timeMinIs(now);
     return;
   }
+  if (wasBacklogged && !backlogged)
+    KOR_TRACE(3, "Backlog has been cleared, subsequent mac address events will run immediately");
   if (left > 0) {
-    if (wasBacklogged && !backlogged)
-      KOR_TRACE(3, "Backlog has been cleared, subsequent mac address events will run immediately");
     bucketStatus_->tokensRemainingIs(
         static_cast<uint32_t>(std::min<uint64_t>(uint64_t(bucketStatus_->tokensRemaining()) + left, bucketSize_)));
   }
