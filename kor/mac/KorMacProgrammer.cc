@@ -211,6 +211,7 @@ ReviewAction KorMacProgrammer::doWritePending(CmdPtr const& cmd) {
   }
   inProgMacOp_.insert_or_assign(cmd->transactionId(), cmd);
   pollReqClock_->enqueue(0, cmd->transactionId());
+  if (!suspendInProgress_) pollReqClock_->scheduleRetry();
   if (st != MacProgramStatus::macProgramInProgress && st != MacProgramStatus::macProgramFlushInProgress) {
     // The chip answered at once.
     handleCmdResponse(cmd->transactionId(), cmd->tblIndex(), st);

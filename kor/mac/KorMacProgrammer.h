@@ -36,7 +36,9 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
+#include <vector>
 
 #include "kor/common/KorBaseSm.h"
 #include "kor/common/KorCommonSmData.h"

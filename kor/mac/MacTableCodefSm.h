@@ -12,6 +12,7 @@
 // Invariant: every key in the backlog has an event not yet copied; the
 // output table equals the input table whenever the backlog is empty.
 #include <cstddef>
+#include <optional>
 #include <string>
 
 #include "kor/common/KorBaseSm.h"
