@@ -14,6 +14,7 @@ bool MacHashTable::geometryIs(uint32_t buckets, uint32_t ways) {
   buckets_ = buckets;
   ways_ = ways;
   slots_.assign(size_t(buckets) * ways, Slot{});
+  capacityIs(slots_.size());
   return true;
 }
 

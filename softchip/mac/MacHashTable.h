@@ -3,9 +3,9 @@
 // ways each, as MAC tables in switching chips are built. A key hashes to one
 // bucket and may sit in any of its ways, so a bucket can be full while the
 // table is not: an add answered "full" names a full bucket, not a full chip.
-// The table index of an entry is bucket * ways + way. Capacity is
-// buckets * ways (a lower ChipTableBase capacity, set by `chip capacity`,
-// refuses new entries earlier). The geometry changes only while the table
+// The table index of an entry is bucket * ways + way. A new geometry sets
+// the capacity to buckets * ways; a lower one (`chip capacity`) refuses new
+// entries earlier, a higher one adds no room. The geometry changes only while the table
 // is empty. Every write is counted like the chip's other tables; the fault
 // gate is the MacChip's, since the table answers commands, not calls.
 #include <cstdint>
