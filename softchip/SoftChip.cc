@@ -4,7 +4,8 @@ namespace SoftChip {
 
 SoftChip::SoftChip() : l3_(this, registry_, &injector_), adj_(this, registry_, &injector_),
       lag_(this, registry_, &injector_), vlan_(registry_, &injector_), xlate_(registry_, &injector_),
-      stp_(registry_, &injector_) {}
+      stp_(registry_, &injector_),
+      mac_(registry_, &injector_) {}
 
 SoftChip::~SoftChip() = default;
 

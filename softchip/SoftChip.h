@@ -20,6 +20,7 @@
 #include "softchip/l2/VlanChip.h"
 #include "softchip/l2/XlateChip.h"
 #include "softchip/l3/L3Chip.h"
+#include "softchip/mac/MacChip.h"
 #include "vix/Ptr.h"
 
 namespace SoftChip {
@@ -56,6 +57,7 @@ class SoftChip : public Vix::PtrInterface {
   StpChip const& stp() const { return stp_; }
   LagChip& lag() { return lag_; }
   LagChip const& lag() const { return lag_; }
+  MacChip& mac() { return mac_; }
 
  private:
   FaultInjector injector_;
@@ -68,6 +70,7 @@ class SoftChip : public Vix::PtrInterface {
   VlanChip vlan_;
   XlateChip xlate_;
   StpChip stp_;
+  MacChip mac_;
 };
 
 }  // namespace SoftChip

@@ -15,6 +15,22 @@ IndirectAccessMacCmd::IndirectAccessMacCmd(IndirectAccessMacCmdType cmdType, Mac
                                            Bridging::EntryType entryType)
     : cmdType_(cmdType), key_(key), intf_(intf), entryType_(entryType), addrOp_(isAddrOp(cmdType)) {}
 
+bool IndirectAccessMacCmd::flushCovers(MacEntryKey const& key, Nollo::IntfId const& intf) const {
+  bool sameVlan = key.key().vlanId() == key_.key().vlanId();
+  switch (cmdType_) {
+    case IndirectAccessMacCmdType::flushAll: return true;
+    case IndirectAccessMacCmdType::flushVlan: return sameVlan;
+    case IndirectAccessMacCmdType::flushVlanPort:
+    case IndirectAccessMacCmdType::flushVlanLag: return sameVlan && intf == intf_;
+    case IndirectAccessMacCmdType::flushPort:
+    case IndirectAccessMacCmdType::flushLag: return intf == intf_;
+    case IndirectAccessMacCmdType::addHost:
+    case IndirectAccessMacCmdType::addMcastHost:
+    case IndirectAccessMacCmdType::removeHost: return false;
+  }
+  return false;
+}
+
 std::string IndirectAccessMacCmd::str() const {
   std::ostringstream os;
   os << *this;

@@ -44,6 +44,10 @@ class KOR_EXPORT IndirectAccessMacCmd : public Vix::PtrInterface {
   bool valid() const { return valid_; }
   void validIs(bool v) { valid_ = v; }
 
+  // For a flush: whether it removes the entry `key` on `intf` (an entry on a
+  // LAG is on the LAG's id). The VLAN of a VLAN flush is the key's VLAN.
+  bool flushCovers(MacEntryKey const& key, Nollo::IntfId const& intf) const;
+
   std::string str() const;
 
  private:

@@ -23,7 +23,7 @@ TEST(ChipRegistryTest, EveryPartRegistersItsTablesAndHelpersByName) {
   for (auto* t : chip->tables()) names.push_back(t->name());
   EXPECT_EQ(names, (std::vector<std::string>{"vrf", "sync", "route4", "route6", "route6em", "l2adj", "nhg", "lag", "vlan",
                                                "portvlan", "xlate-ingress", "xlate-egress", "vlan-fid", "topo",
-                                               "stpstate"}));
+                                               "stpstate", "mac"}));
   EXPECT_EQ(chip->table("route6em"), &chip->l3().route6EmTable());
   EXPECT_EQ(chip->table("l2adj"), &chip->adj().l2AdjTable());
   EXPECT_EQ(chip->table("route5"), nullptr);
