@@ -44,6 +44,10 @@ TEST_F(VlanHelperTest, ChangesWhileTheChipWorksAreRedoneOnceAndNeverLost) {
   h_->doRemovePortFromVlan(IntfId("Ethernet1"), VlanId(10));
   run(0.002);
   EXPECT_EQ(h_->updateConfig()->vlan(VlanId(10))->genId(), 1u) << "one update per VLAN in flight";
+  // The add is answered: the remove is programmed at once, not at the next gathering.
+  run(h_->vlanUpdater().deferredTime() / 2 + 0.001);
+  ASSERT_TRUE(h_->updateConfig()->vlanHas(VlanId(10)));
+  EXPECT_EQ(h_->updateConfig()->vlan(VlanId(10))->genId(), 2u);
   run(0.1);
   EXPECT_EQ(h_->vlanRedos(), 1u);
   EXPECT_EQ(h_->vlansProgrammed(), 2u);
