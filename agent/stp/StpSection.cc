@@ -34,7 +34,7 @@ void StpSection::parse(ConfigValue const& doc, ConfigNames&) {
     ConfigValue const list = v.at("vlans");
     try {
       vlans = VlanList::parsed(list.name());
-    } catch (std::invalid_argument const& e) {
+    } catch (std::exception const& e) {  // a bad list or a VLAN out of range
       list.fail(e.what());
     }
     for (uint16_t vid : vlans) {
