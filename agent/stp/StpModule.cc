@@ -5,9 +5,11 @@
 #include "agent/Agent.h"
 #include "agent/ShowRenderer.h"
 #include "agent/StatementTable.h"
+#include "agent/VlanList.h"
 #include "agent/stp/StpSection.h"
 #include "kor/common/KorCommonSmData.h"
 #include "kor/l2/StpSm.h"
+#include "kor/l2/VlanTopoHelper.h"
 #include "softchip/SoftChip.h"
 
 namespace KorAgent {
@@ -16,22 +18,9 @@ using Bridging::Topology::PortState;
 
 namespace {
 [[noreturn]] void fail(std::string const& m) { throw std::invalid_argument(m); }
-
-uint16_t vlanParsed(std::string const& t) {
-  if (t.empty() || t.size() > 4 || t.find_first_not_of("0123456789") != std::string::npos) {
-    std::string m = "'";
-    m += t;
-    m += "' is not a VLAN id";
-    fail(m);
-  }
-  unsigned long v = std::stoul(t);
-  if (v < Kor::VlanId::min || v > Kor::VlanId::max) {
-    std::string m = "VLAN ";
-    m += t;
-    m += " not in 1-4094";
-    fail(m);
-  }
-  return uint16_t(v);
+// The VLAN list of a topology; "none" for a topology holding none.
+std::string noneIfEmpty(std::set<uint16_t> const& vlans) {
+  return vlans.empty() ? "none" : VlanList::text(vlans);
 }
 }  // namespace
 
@@ -43,45 +32,7 @@ StpModule::~StpModule() = default;
 
 Kor::StpSm* StpModule::stpSm() const { return stp_.ptr(); }
 
-std::vector<uint16_t> StpModule::vlanListParsed(std::string const& text) {
-  std::vector<uint16_t> out;
-  size_t pos = 0;
-  while (pos <= text.size()) {
-    size_t comma = text.find(',', pos);
-    std::string part = text.substr(pos, comma == std::string::npos ? std::string::npos : comma - pos);
-    size_t dash = part.find('-');
-    uint16_t lo = vlanParsed(part.substr(0, dash));
-    uint16_t hi = dash == std::string::npos ? lo : vlanParsed(part.substr(dash + 1));
-    if (hi < lo) {
-      std::string m = "VLAN range '";
-      m += part;
-      m += "' runs backwards";
-      fail(m);
-    }
-    for (uint32_t v = lo; v <= hi; ++v) out.push_back(uint16_t(v));
-    if (comma == std::string::npos) break;
-    pos = comma + 1;
-  }
-  return out;
-}
-
-std::string StpModule::vlanListText(std::vector<uint16_t> const& vlans) {
-  std::string s;
-  for (size_t i = 0; i < vlans.size();) {
-    size_t j = i;
-    while (j + 1 < vlans.size() && vlans[j + 1] == vlans[j] + 1) ++j;
-    if (!s.empty()) s += ',';
-    s += std::to_string(vlans[i]);
-    if (j > i) {
-      s += '-';
-      s += std::to_string(vlans[j]);
-    }
-    i = j + 1;
-  }
-  return s.empty() ? "none" : s;
-}
-
-void StpModule::topologyAdd(std::string const& name, std::vector<uint16_t> const& vlans) {
+void StpModule::topologyAdd(std::string const& name, std::set<uint16_t> const& vlans) {
   if (name.empty()) fail("empty topology name");
   if (name == Kor::StpSm::kTapAggTopo) fail("topology name TapAggTopo is the tap-aggregation mode's own");
   topoConfig_->topologyIs(name, true);
@@ -128,7 +79,27 @@ void StpModule::operationalModeIs(Kor::HwOperationalMode mode) {
 void StpModule::doCreateRoots() {
   // The mode is the switch's, not the library's: each new common data starts in it.
   agent_->commonDataPtr()->operationalModeIs(mode_);
-  stp_ = Kor::stpSmFactory(agent_->commonDataPtr(), topoConfig_, topoStatus_, agent_->chip()->stp().topoHelper());
+  auto const& acsd = agent_->commonDataPtr();
+  Vix::Ptr<Kor::TopoHelper> helper = agent_->chip()->stp().topoHelper();
+  if (vlanTopoHelper_)
+    helper = Vix::makePtr<Kor::VlanTopoHelper>(Vix::ptrCast<Kor::VlanHelper>(acsd->vlanHelper()));
+  stp_ = Kor::stpSmFactory(acsd, topoConfig_, topoStatus_, helper);
+  stp_->defaultTopoIs(defaultTopo_);
+}
+
+void StpModule::defaultTopoIs(std::string const& name) {
+  if (name == Kor::StpSm::kTapAggTopo) fail("topology name TapAggTopo is the tap-aggregation mode's own");
+  defaultTopo_ = name;
+  if (stp_) stp_->defaultTopoIs(name);
+}
+
+void StpModule::vlanTopoHelperIs(bool on) {
+  if (on == vlanTopoHelper_) return;
+  agent_->restart([&] {
+    vlanTopoHelper_ = on;
+    // What the chip's topologies held would still block frames.
+    if (on) agent_->chip()->stp().topologiesClear();
+  });
 }
 
 void StpModule::doStartLibrary() { stp_->initializedIs(true); }
@@ -144,8 +115,8 @@ void StpModule::statementsAdd(StatementTable& t) {
                     bool const add = a.accept("add");
                     if (!add) a.keyword("del");
                     std::string name = a.next("topology name");
-                    std::vector<uint16_t> vlans;
-                    if (add && a.accept("vlan")) vlans = vlanListParsed(a.next("VLAN list"));
+                    std::set<uint16_t> vlans;
+                    if (add && a.accept("vlan")) vlans = VlanList::parsed(a.next("VLAN list"));
                     a.end();
                     if (add) return [=, this](std::ostream&) { topologyAdd(name, vlans); };
                     return [=, this](std::ostream&) { topologyDel(name); };
@@ -193,6 +164,23 @@ void StpModule::statementsAdd(StatementTable& t) {
                     a.end();
                     return [=, this](std::ostream&) { operationalModeIs(mode); };
                   }});
+  t.statementAdd({{"stp", "default-topology"}, "NAME|none",
+                  "the topology of every VLAN no topology names (none: such VLANs are under no spanning tree)",
+                  true, [this](A& a) -> Apply {
+                    std::string name = a.next("topology name");
+                    if (name == "none") name.clear();
+                    a.end();
+                    return [=, this](std::ostream&) { defaultTopoIs(name); };
+                  }});
+  t.statementAdd({{"stp", "helper"}, "vlan|chip",
+                  "spanning tree by VLAN membership or by the chip's topologies (restarts the library)", false,
+                  [this](A& a) -> Apply {
+                    std::string const& word = a.next("helper");
+                    if (word != "vlan" && word != "chip") fail("expected vlan or chip, got '" + word + "'");
+                    bool on = word == "vlan";
+                    a.end();
+                    return [=, this](std::ostream&) { vlanTopoHelperIs(on); };
+                  }});
   t.statementAdd({{"chip", "stp-flush"}, "per-vlan|per-topology",
                   "the chip flushes a port's MACs per VLAN of the topology or per topology", false,
                   [this](A& a) -> Apply {
@@ -207,9 +195,9 @@ void StpModule::statementsAdd(StatementTable& t) {
 
 std::vector<AgentModule::InputGroup> StpModule::inputGroups() const {
   InputGroup g{60, "spanning tree", {}};
-  std::map<std::string, std::vector<uint16_t>> vlans;
-  for (auto const& [vid, topo] : topoConfig_->vidToTopoMap()) vlans[topo].push_back(vid);
-  for (auto const& [name, on] : topoConfig_->topologyMap()) g.lines.push_back(name + " vlan " + vlanListText(vlans[name]));
+  std::map<std::string, std::set<uint16_t>> vlans;
+  for (auto const& [vid, topo] : topoConfig_->vidToTopoMap()) vlans[topo].insert(vid);
+  for (auto const& [name, on] : topoConfig_->topologyMap()) g.lines.push_back(name + " vlan " + noneIfEmpty(vlans[name]));
   return {g};
 }
 
@@ -225,6 +213,9 @@ ShowModel StpModule::stpShow() const {
   m.fieldAdd("mode", "mode ", M::str(tap ? "tap-aggregation" : "regular"));
   m.fieldAdd("bpduTrapping", ", bpdu trapping ", M::flag(topoConfig_->bpduTrapping(), "on", "off"));
   m.fieldAdd("pvst", ", pvst ", M::flag(topoConfig_->pvst(), "on", "off"));
+  // Shown only off the start, so the chip's usual show stays as it is.
+  if (vlanTopoHelper_) m.fieldAdd("helper", ", helper ", M::str("vlan"));
+  if (!defaultTopo_.empty()) m.fieldAdd("defaultTopology", ", default topology ", M::str(defaultTopo_));
   m.lineAdd("\ntopologies:\n");
   m.tableAdd("topologies", "  ", {M::col("name", "", 10), M::col("hwId", " hwid "), M::col("vlans", " vlans ")});
   if (tap) {
@@ -233,12 +224,12 @@ ShowModel StpModule::stpShow() const {
                                                                  : std::to_string(sm->tapAggVlanCount()) + " vlans")});
   } else if (sm) {
     for (auto const& [name, topo] : sm->topoSmMap()) {
-      std::vector<uint16_t> vlans;
+      std::set<uint16_t> vlans;
       auto it = sm->topoToVlanMap().find(name);
       if (it != sm->topoToVlanMap().end())
-        for (auto const& [vlan, mapped] : it->second.mappedVlan()) vlans.push_back(vlan.value());
+        for (auto const& [vlan, mapped] : it->second.mappedVlan()) vlans.insert(vlan.value());
       m.rowAdd({M::str(name), topo->topoId() ? M::num(uint64_t(topo->topoId())) : M::raw("null", "waiting"),
-                M::str(vlanListText(vlans))});
+                M::str(noneIfEmpty(vlans))});
     }
   }
   m.lineAdd("ports:\n");

@@ -5,9 +5,11 @@
 // the spanning-tree protocol writes it - here the `stp` statements stand in
 // for both - and the switch's operational mode (`mode`), which it writes
 // into each new common data before the library starts. Its part of the
-// library is the one StpSm over the chip's topology helper. Shows `stp`.
+// library is the one StpSm over the chip's topology helper, or over a
+// VlanTopoHelper on the VLAN helper (`stp helper vlan`). Shows `stp`.
 #include <cstdint>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -30,14 +32,9 @@ class StpModule : public AgentModule {
   explicit StpModule(Agent* agent);
   ~StpModule() override;
 
-  // "10-20,30" as VLAN ids; throws naming the part that is not a VLAN or range.
-  static std::vector<uint16_t> vlanListParsed(std::string const& text);
-  // "10-20,30": the VLANs as ranges ("none" when empty).
-  static std::string vlanListText(std::vector<uint16_t> const& vlans);
-
   // Adds the topology (if new) and maps the VLANs to it, moving them from
   // any other topology.
-  void topologyAdd(std::string const& name, std::vector<uint16_t> const& vlans);
+  void topologyAdd(std::string const& name, std::set<uint16_t> const& vlans);
   // Removes the topology and its VLAN mappings.
   void topologyDel(std::string const& name);
   // The protocol reports the port's state in the topology (none: not in it).
@@ -47,6 +44,13 @@ class StpModule : public AgentModule {
   void bpduTrappingIs(bool on) { topoConfig_->bpduTrappingIs(on); }
   void pvstIs(bool on) { topoConfig_->pvstIs(on); }
   void operationalModeIs(Kor::HwOperationalMode mode);
+  // Spanning tree through the VLAN helper (true) or the chip's hardware
+  // topologies (false, the start). A change restarts the library over the
+  // same inputs; leaving the chip's topologies empties them.
+  void vlanTopoHelperIs(bool on);
+  // The topology of the VLANs no topology names ("": none).
+  void defaultTopoIs(std::string const& name);
+  bool vlanTopoHelper() const { return vlanTopoHelper_; }
 
   Vix::Ptr<Bridging::Topology::Config> const& topoConfig() const { return topoConfig_; }
   Vix::Ptr<Bridging::Topology::Status> const& topoStatus() const { return topoStatus_; }
@@ -66,6 +70,8 @@ class StpModule : public AgentModule {
   Vix::Ptr<Bridging::Topology::Config> topoConfig_;
   Vix::Ptr<Bridging::Topology::Status> topoStatus_;
   Kor::HwOperationalMode mode_ = Kor::modeNormal;
+  bool vlanTopoHelper_ = false;
+  std::string defaultTopo_;
   Vix::Ptr<Kor::StpSm> stp_;
 };
 

@@ -1,6 +1,7 @@
 #include "agent/stp/StpSection.h"
 
 #include "agent/Agent.h"
+#include "agent/VlanList.h"
 #include "agent/config/ConfigNames.h"
 #include "agent/config/ConfigReport.h"
 #include "agent/config/ConfigValue.h"
@@ -32,8 +33,8 @@ void StpSection::parse(ConfigValue const& doc, ConfigNames&) {
     if (!v.has("vlans")) continue;
     ConfigValue const list = v.at("vlans");
     try {
-      vlans = StpModule::vlanListParsed(list.name());
-    } catch (std::invalid_argument const& e) {
+      vlans = VlanList::parsed(list.name());
+    } catch (std::exception const& e) {  // a bad list or a VLAN out of range
       list.fail(e.what());
     }
     for (uint16_t vid : vlans) {
@@ -47,11 +48,11 @@ void StpSection::doApplyRemovals(Agent& agent, ConfigSection const& nextSection,
   auto const& next = static_cast<StpSection const&>(nextSection).topologies_;
   doRemoveEach(
       topologies_, report, pointerOf,
-      [&](std::string const& name, std::vector<uint16_t> const& vlans) {
+      [&](std::string const& name, std::set<uint16_t> const& vlans) {
         auto it = next.find(name);
         return it == next.end() || it->second != vlans;
       },
-      [&](std::string const& name, std::vector<uint16_t> const&) { agent.module<StpModule>().topologyDel(name); });
+      [&](std::string const& name, std::set<uint16_t> const&) { agent.module<StpModule>().topologyDel(name); });
 }
 
 void StpSection::doApplyAdds(Agent& agent, ConfigSection const& nextSection, ConfigReport& report) {

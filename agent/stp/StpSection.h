@@ -9,6 +9,7 @@
 // topology that leaves the file is removed; a changed one is written again.
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -26,7 +27,7 @@ class StpSection : public ConfigSection {
   void doApplyAdds(Agent& agent, ConfigSection const& next, ConfigReport& report) override;
 
  private:
-  std::map<std::string, std::vector<uint16_t>> topologies_;
+  std::map<std::string, std::set<uint16_t>> topologies_;
   std::optional<bool> bpduTrapping_;
   std::optional<bool> pvst_;
   std::optional<bool> tapAgg_;

@@ -7,6 +7,7 @@
 #include "agent/JsonString.h"
 #include "agent/ShowRenderer.h"
 #include "agent/StatementTable.h"
+#include "agent/VlanList.h"
 #include "agent/intf/IntfModule.h"
 #include "agent/vlan/VlanSection.h"
 #include "kor/common/KorCommonSmData.h"
@@ -20,37 +21,6 @@ namespace KorAgent {
 
 namespace {
 [[noreturn]] void fail(std::string const& m) { throw std::invalid_argument(m); }
-
-// "10-20,30" -> {10..20, 30}; every id is checked as a VlanId.
-std::set<uint16_t> parseVlanList(std::string const& text) {
-  std::set<uint16_t> out;
-  std::istringstream in(text);
-  std::string item;
-  while (std::getline(in, item, ',')) {
-    auto dash = item.find('-');
-    Kor::VlanId lo = StatementArgs::parseVlan(item.substr(0, dash));
-    Kor::VlanId hi = dash == std::string::npos ? lo : StatementArgs::parseVlan(item.substr(dash + 1));
-    if (hi < lo) fail("VLAN range " + item + " runs backwards");
-    for (unsigned v = lo.value(); v <= hi.value(); ++v) out.insert(uint16_t(v));
-  }
-  if (out.empty()) fail("empty VLAN list");
-  return out;
-}
-
-std::string listText(std::set<uint16_t> const& vlans) {
-  std::string s;
-  for (auto it = vlans.begin(); it != vlans.end();) {
-    auto lo = *it, hi = *it;
-    while (++it != vlans.end() && *it == hi + 1) hi = *it;
-    if (!s.empty()) s += ',';
-    s += std::to_string(lo);
-    if (hi != lo) {
-      s += '-';
-      s += std::to_string(hi);
-    }
-  }
-  return s;
-}
 
 std::string tpidText(uint64_t tpid) {
   std::ostringstream os;
@@ -72,7 +42,8 @@ ShowModel::Cell intfArray(Map const& m, Fn const& text) {
 }
 }  // namespace
 
-// Mirrors the interface module's interfaces into the common data's `intf`.
+// Mirrors the interface module's interfaces into the common data's `intf`,
+// and the VLAN interfaces that are up into its `vlanIntf`.
 class VlanModule::IntfWatch : public Interface::AllIntfStatusDir::Notifiee {
  public:
   IntfWatch(Vix::Ptr<Interface::AllIntfStatusDir const> const& d, VlanModule* m) : Notifiee(d), module_(m) {}
@@ -94,8 +65,13 @@ Kor::SwitchIntfSm* VlanModule::switchIntfSm() const { return switchIntfSm_.ptr()
 void VlanModule::doMirrorIntf(Nollo::IntfId const& intf) {
   auto* acsd = agent_->commonData();
   if (!acsd || !intfWatch_) return;
-  if (agent_->module<IntfModule>().allIntfStatusDir()->intfStatusHas(intf)) acsd->intfIs(intf, true);
+  auto const& dir = agent_->module<IntfModule>().allIntfStatusDir();
+  if (dir->intfStatusHas(intf)) acsd->intfIs(intf, true);
   else acsd->intfDel(intf);
+  // A VLAN interface counts for the VLAN-to-fid machine while it is up.
+  if (!intf.isVlan()) return;
+  if (dir->intfStatusHas(intf) && dir->intfStatus(intf).operUp) acsd->vlanIntfIs(intf, true);
+  else acsd->vlanIntfDel(intf);
 }
 
 void VlanModule::doCreateHelpers() {
@@ -107,7 +83,7 @@ void VlanModule::doCreateHelpers() {
   switchIntfHelper_ = Vix::makePtr<SoftChip::SoftSwitchIntfSmHelper>(agent_->loop(), &agent_->chip()->vlan(), acsd);
   auto const& dir = agent_->module<IntfModule>().allIntfStatusDir();
   intfWatch_ = std::make_unique<IntfWatch>(dir, this);
-  for (auto const& kv : dir->intfStatusMap()) acsd->intfIs(kv.first, true);
+  for (auto const& kv : dir->intfStatusMap()) doMirrorIntf(kv.first);
 }
 
 void VlanModule::doCreateRoots() {
@@ -171,7 +147,7 @@ void VlanModule::statementsAdd(StatementTable& t) {
   for (bool add : {true, false}) {
     t.statementAdd({{"vlan", add ? "add" : "del"}, "LIST", add ? "configure the VLANs (LIST: 10-20,30)" : "remove the VLANs",
                     true, [this, add](A& a) -> Apply {
-                      auto vlans = parseVlanList(a.next("VLAN list"));
+                      auto vlans = VlanList::parsed(a.next("VLAN list"));
                       a.end();
                       for (auto v : vlans)
                         if (vlanConfig_->vlanHas(v) == add)
@@ -226,7 +202,7 @@ void VlanModule::statementsAdd(StatementTable& t) {
            std::string const& list = a.next("VLAN list");
            bool all = list == "all";
            std::set<uint16_t> vlans;
-           if (!all) vlans = parseVlanList(list);
+           if (!all) vlans = VlanList::parsed(list);
            set = [all, vlans](Bridging::SwitchportConfig& c) {
              c.allowedAll = all;
              c.allowedVlans = vlans;
@@ -269,11 +245,11 @@ std::vector<AgentModule::InputGroup> VlanModule::inputGroups() const {
   InputGroup g{32, "vlans", {}};
   std::set<uint16_t> vlans;
   for (auto const& kv : vlanConfig_->vlanMap()) vlans.insert(kv.first);
-  if (!vlans.empty()) g.lines.push_back("vlans " + listText(vlans));
+  if (!vlans.empty()) g.lines.push_back("vlans " + VlanList::text(vlans));
   for (auto const& [intf, c] : switchIntfConfig_->switchIntfConfigMap()) {
     std::string line = intf.str() + " " + Bridging::toString(c.mode) + " access " + std::to_string(c.accessVlan) +
                        " native " + std::to_string(c.nativeVlan) + " allowed " +
-                       (c.allowedAll ? std::string("all") : listText(c.allowedVlans)) + " tpid " + tpidText(uint64_t(c.vlanTpid));
+                       (c.allowedAll ? std::string("all") : VlanList::text(c.allowedVlans)) + " tpid " + tpidText(uint64_t(c.vlanTpid));
     g.lines.push_back(line);
   }
   for (auto const& [vlan, intf] : recirc_) g.lines.push_back("recirc vlan " + std::to_string(vlan.value()) + " " + intf.str());
@@ -353,7 +329,7 @@ ShowModel VlanModule::switchportShow() const {
         for (auto const& kv : pvm->taggedVlanMap()) add(kv.first, "(t)");
       }
     m.rowAdd({M::str(intf.str()), M::str(Bridging::toString(c.mode)), M::num(c.accessVlan), M::num(c.nativeVlan),
-              M::str(c.allowedAll ? std::string("all") : listText(c.allowedVlans)), M::str(tpidText(uint64_t(c.vlanTpid))),
+              M::str(c.allowedAll ? std::string("all") : VlanList::text(c.allowedVlans)), M::str(tpidText(uint64_t(c.vlanTpid))),
               M::str(from.str()), M::str(vlans.empty() ? "-" : vlans)});
   }
   return m;

@@ -49,7 +49,8 @@ LagSm::LagSm(Vix::Ptr<KorCommonSmData> const& acsd,
       ethLagIntfStatusDir_(Vix::ValidPtr<Interface::EthLagIntfStatusDir const>(ethLagIntfStatusDir)),
       lagInputIntfDeviceNameDir_(Vix::ValidPtr<Lag::Input::IntfDeviceNameDir>(lagInputIntfDeviceNameDir)),
       korHelper_(Vix::ValidPtr<KorHelper::KorHelperLagSm>(korHelper)),
-      disableCleanupOnRestart_(disableCleanupOnRestart) {
+      disableCleanupOnRestart_(disableCleanupOnRestart),
+      retry_(acsd->activityLoop().ptr(), [this] { handleRetry(); }) {
   korHelper_->lagTypeHandlerIs([this](Nollo::IntfId const& lag, KorLagType type) { doLagType(lag, type); });
   vixReactors_.watch<VixEthLagIntfStatusDir>(ethLagIntfStatusDir_);
   vixReactors_.watch<VixCommonData>(acsd);
@@ -252,7 +253,21 @@ void LagSm::doLagType(Nollo::IntfId const& lag, KorLagType type) {
   if (acsd()->lagToLagTypeHas(lag) && acsd()->lagToLagType(lag) == type) return;
   KOR_TRACE(5, lag << " is a " << type);
   acsd()->lagToLagTypeIs(lag, type);
+  if (type == softwareLag) retry_.timeMinEarlierIs(acsd()->activityLoop()->now() + kRetryPeriod);
   doRequestVerify();
+}
+
+void LagSm::handleRetry() {
+  retry_.timeMinIs(Vix::kNever);
+  auto anySoftware = [this] {
+    for (auto const& [lag, type] : acsd()->lagToLagTypeMap())
+      if (type == softwareLag) return true;
+    return false;
+  };
+  if (!anySoftware()) return;
+  KOR_TRACE(5, "retrying software LAGs");
+  korHelper_->handleRetryVerify();
+  if (anySoftware()) retry_.timeMinIs(acsd()->activityLoop()->now() + kRetryPeriod);
 }
 
 void LagSm::doRequestVerify() {

@@ -20,6 +20,11 @@
 // (unless disableCleanupOnRestart) the chip LAGs of a previous run that no
 // status names. Each change asks the common data for a verification run;
 // handleVerify() compares the chip's LAGs with lagToPort.
+//
+// A LAG the platform reports as a softwareLag (it refused the hardware
+// LAG: full, failed, not ready) is asked again every kRetryPeriod through
+// the helper's handleRetryVerify, while any LAG is a software one, so that
+// room coming back makes it a hardware LAG with no other change.
 #include <map>
 #include <memory>
 #include <string>
@@ -31,6 +36,7 @@
 #include "models/interface/EthLagIntfStatusDir.h"
 #include "models/lag/IntfDeviceNameDir.h"
 #include "nollo/IntfId.h"
+#include "vix/Clock.h"
 #include "vix/ReactorSet.h"
 
 namespace Kor {
@@ -38,6 +44,7 @@ namespace Kor {
 class KOR_EXPORT LagSm : public KorBaseSm {
  public:
   class VixStatus;
+  static constexpr Vix::Seconds kRetryPeriod = 1.0;
 
   LagSm(Vix::Ptr<KorCommonSmData> const& acsd, Vix::Ptr<Interface::EthLagIntfStatusDir const> const& ethLagIntfStatusDir,
         Vix::Ptr<Lag::Input::IntfDeviceNameDir> const& lagInputIntfDeviceNameDir,
@@ -88,6 +95,8 @@ class KOR_EXPORT LagSm : public KorBaseSm {
   void doRemoveDeviceName(Nollo::IntfId const& lag);
   void doLagType(Nollo::IntfId const& lag, KorLagType type);
   void doRequestVerify();
+  // The retry timer: software LAGs asked of the platform again.
+  void handleRetry();
 
   Vix::Ptr<Interface::EthLagIntfStatusDir const> ethLagIntfStatusDir_;
   Vix::Ptr<Lag::Input::IntfDeviceNameDir> lagInputIntfDeviceNameDir_;
@@ -95,6 +104,7 @@ class KOR_EXPORT LagSm : public KorBaseSm {
   bool disableCleanupOnRestart_;
   std::map<Nollo::IntfId, KorPortList> localMember_;
   std::map<Nollo::IntfId, std::unique_ptr<VixStatus>> status_;
+  Vix::Clock retry_;
   Vix::ReactorSet<LagSm> vixReactors_{this};
 };
 

@@ -2,8 +2,9 @@
 // Spanning-tree forwarding of the ports of one VLAN: interface -> whether
 // the port may forward in the VLAN. Written by VlanHelper::doHandlePortState
 // and setPortsBlocked (driven by the topology helper); read by
-// doAddPortToVlan when checkPortState is set. A port without an entry has
-// had no state reported.
+// doAddPortToVlan when checkPortState is set. The record exists while the
+// VLAN is under spanning tree (newPortForwarding / portForwardingDel); a
+// port without an entry in it has no state there and does not forward.
 #include "kor/common/KorExport.h"
 #include "kor/common/VlanId.h"
 #include "nollo/IntfId.h"

@@ -137,7 +137,7 @@ void StpSm::handleVidToTopoMap(VlanId vlan) {
     return;
   }
   KOR_TRACE(5, " vidToTopoMap call for vlan " << vlan);
-  std::string const want = brTopoConfig_->vidToTopo(vlan.value());
+  std::string const want = wantedTopo(vlan);
   auto old = vlanToTopoSmMap_.find(vlan);
   if (old != vlanToTopoSmMap_.end() && old->second == want) return;
   if (old != vlanToTopoSmMap_.end()) doUnmapVlan(vlan);
@@ -153,6 +153,32 @@ void StpSm::handleVidToTopoMap(VlanId vlan) {
     }
   }
   doRequestVerify();
+}
+
+std::string StpSm::wantedTopo(VlanId vlan) const {
+  if (brTopoConfig_->vidToTopoHas(vlan.value())) return brTopoConfig_->vidToTopo(vlan.value());
+  return defaultTopo_;
+}
+
+void StpSm::defaultTopoIs(std::string const& name) {
+  if (name == defaultTopo_) return;
+  KOR_TRACE(5, " default topo " << (name.empty() ? "none" : name));
+  defaultTopo_ = name;
+  if (!initialized() || tapAggMode()) return;
+  for (uint16_t v = VlanId::min; v <= VlanId::max; ++v) {
+    if (!brTopoConfig_->vidToTopoHas(v)) handleVidToTopoMap(VlanId(v));
+  }
+}
+
+void StpSm::doMapVlansOf(std::string const& name) {
+  if (!defaultTopo_.empty() && name == defaultTopo_) {
+    for (uint16_t v = VlanId::min; v <= VlanId::max; ++v)
+      if (wantedTopo(VlanId(v)) == name) handleVidToTopoMap(VlanId(v));
+    return;
+  }
+  for (auto const& [vid, topo] : brTopoConfig_->vidToTopoMap()) {
+    if (topo == name && vid >= VlanId::min && vid <= VlanId::max) handleVidToTopoMap(VlanId(vid));
+  }
 }
 
 void StpSm::doUnmapVlan(VlanId vlan) {

@@ -13,6 +13,10 @@
 // (topoId 0, logged) and takes the next id freed, in name order - it is
 // never dropped.
 //
+// defaultTopo: the VLANs vidToTopo does not name belong to the topology of
+// that name (once it is configured); a VLAN mapped elsewhere leaves it, one
+// whose mapping goes returns to it. Empty, they are under no topology.
+//
 // Operational mode: in tap-aggregation mode spanning tree is set aside: the
 // regular topologies are deleted from the platform, one topology
 // "TapAggTopo" holds every VLAN (1-4094) with every known port forwarding
@@ -68,6 +72,12 @@ class KOR_EXPORT StpSm : public KorBaseSm {
   size_t tapAggVlanCount() const { return tapAggVlans_.count(); }
   HwOperationalMode currentHwOperationalMode() const { return currentHwOperationalMode_; }
   bool tapAggMode() const { return currentHwOperationalMode_ == modeTapAgg; }
+  // The topology holding every VLAN the configuration maps to none; empty
+  // (the start): such VLANs are under no spanning tree.
+  std::string const& defaultTopo() const { return defaultTopo_; }
+  void defaultTopoIs(std::string const& name);
+  // The topology the VLAN belongs in: its configured one, else defaultTopo.
+  std::string wantedTopo(VlanId vlan) const;
   bool configureBpduTrapping() const { return configureBpduTrapping_; }
   bool pvst() const { return pvst_; }
 
@@ -92,6 +102,8 @@ class KOR_EXPORT StpSm : public KorBaseSm {
   // The topology's mapped VLANs the platform does not hold yet, written.
   void doSyncVlans(std::string const& name);
   void doRequestVerify();
+  // Maps every VLAN that belongs in the topology (its machine was just made).
+  void doMapVlansOf(std::string const& name);
 
  private:
   class VixConfig;
@@ -123,6 +135,7 @@ class KOR_EXPORT StpSm : public KorBaseSm {
   int tapAggTopoId_ = 0;
   std::bitset<VlanId::max + 1> tapAggVlans_;
   std::map<Nollo::IntfId, bool> tapAggPorts_;
+  std::string defaultTopo_;
   HwOperationalMode currentHwOperationalMode_ = modeNotConfigured;
   bool configureBpduTrapping_ = false;
   bool bpduTrappingAsked_ = false;

@@ -216,6 +216,12 @@ void SwitchIntfSm::doApply(Nollo::IntfId const& intf) {
 
 void SwitchIntfSm::handleSwitchportModeAndNativeVlan(Nollo::IntfId const& intf,
                                                      Bridging::SwitchportConfig const& cfg, Applied& a) {
+  // Mode, default VLAN and TPID reach the platform only for an initialised
+  // interface (one the common data knows; doApply checks it first).
+  if (!acsd()->intfHas(intf)) {
+    korAssert("intfConfigSm->initialized()");
+    return;
+  }
   using Mode = Bridging::SwitchportConfig::Mode;
   // An 802.1Q tunnel port classifies everything into its access VLAN, as
   // an access port does; it differs in its TPID data (dot1QTunnel).

@@ -28,10 +28,8 @@ size_t TopoSm::pendingCount() const {
 
 void TopoSm::handleInitialized() {
   doAlloc();
-  // Its VLANs: those the configuration maps to it, skipped while it had no machine.
-  for (auto const& [vid, topo] : stpSm_->brTopoConfig()->vidToTopoMap()) {
-    if (topo == topoName_ && vid >= VlanId::min && vid <= VlanId::max) stpSm_->handleVidToTopoMap(VlanId(vid));
-  }
+  // Its VLANs: those that belong in it, skipped while it had no machine.
+  stpSm_->doMapVlansOf(topoName_);
   if (auto inst = stpSm_->brTopoInstStatus(topoName_)) {
     for (auto const& [intf, state] : inst->portStateMap()) handleTopoPortChange(intf);
   }

@@ -1,5 +1,6 @@
 #include "kor/l2/VlanHelper.h"
 
+#include <set>
 #include <sstream>
 
 #include "kor/common/KorCommonSmData.h"
@@ -133,8 +134,9 @@ void VlanHelper::doAddPortToVlan(Nollo::IntfId const& intf, VlanId vlan, bool ta
   PortWish w{tagged, ingress, egress};
   wished_[vlan][intf] = w;
   if (checkPortState_) {
+    // A VLAN without a record is under no topology: every port forwards.
     auto pf = portForwarding(vlan);
-    if (!pf || !pf->forwarding(intf)) {
+    if (pf && !pf->forwarding(intf)) {
       VLAN_TRACE(5, "Not Adding because of port state" << " intf " << intf << " vlan " << vlan);
       return;
     }
@@ -204,6 +206,34 @@ void VlanHelper::setPortsBlocked(VlanId vlan) {
   std::vector<Nollo::IntfId> ports;
   for (auto const& [intf, fwd] : pf->forwardingMap()) ports.push_back(intf);
   for (auto const& intf : ports) doHandlePortState(intf, vlan, false);
+}
+
+void VlanHelper::newPortForwarding(VlanId vlan) {
+  auto& pf = portForwarding_[vlan];
+  if (pf) return;
+  pf = Vix::makePtr<PortForwarding>(vlan);
+  std::set<Nollo::IntfId> ports;
+  if (auto c = vlanCache(vlan))
+    for (auto const& [intf, tagged] : c->memberMap()) ports.insert(intf);
+  if (auto u = vlanUpdate(vlan))
+    for (auto const& [intf, tagged] : u->addMap()) ports.insert(intf);
+  for (auto const& intf : ports) doHandlePortState(intf, vlan, false);
+}
+
+void VlanHelper::portForwardingDel(VlanId vlan) {
+  auto it = portForwarding_.find(vlan);
+  if (it == portForwarding_.end()) return;
+  Vix::Ptr<PortForwarding> const pf = it->second;
+  portForwarding_.erase(it);
+  auto wv = wished_.find(vlan);
+  if (wv == wished_.end()) return;
+  Vix::Ptr<VlanUpdate> u;
+  for (auto const& [intf, w] : wv->second) {
+    if (pf->forwarding(intf)) continue;  // added already
+    if (!u) u = doVlanUpdate(vlan);
+    doPutPort(*u, intf, w);
+  }
+  if (u) doChanged(*u);
 }
 
 void VlanHelper::recircFeatureIs(VlanId vlan, Nollo::IntfId const& intf, bool on) {
@@ -329,28 +359,36 @@ void VlanHelper::doFold(VlanId vlan, VlanUpdate const& done) {
       m->untaggedVlanIs(vlan, true);
     }
   }
-  for (auto const& [intf, on] : done.ingressMap()) {
-    VLAN_TRACE(6, "vlan " << vlan << (on ? " adding ingress port " : " removing ingress port ") << intf);
-    auto m = doMembership(intf);
-    if (on) {
-      c->ingressIs(intf, true);
-      m->ingressVlanIs(vlan, true);
-    } else {
-      c->ingressDel(intf);
-      m->ingressVlanDel(vlan);
+  // Ingress and egress fold alike: the cache's set and the port's set.
+  auto direction = [&](std::map<Nollo::IntfId, bool> const& changes, char const* adding, char const* removing,
+                       auto setIn, auto setOut) {
+    for (auto const& [intf, on] : changes) {
+      VLAN_TRACE(6, "vlan " << vlan << (on ? adding : removing) << intf);
+      auto m = doMembership(intf);
+      if (on) setIn(*c, *m, intf);
+      else setOut(*c, *m, intf);
     }
-  }
-  for (auto const& [intf, on] : done.egressMap()) {
-    VLAN_TRACE(6, "vlan " << vlan << (on ? " adding egress port " : " removing egress port ") << intf);
-    auto m = doMembership(intf);
-    if (on) {
-      c->egressIs(intf, true);
-      m->egressVlanIs(vlan, true);
-    } else {
-      c->egressDel(intf);
-      m->egressVlanDel(vlan);
-    }
-  }
+  };
+  direction(
+      done.ingressMap(), " adding ingress port ", " removing ingress port ",
+      [&](VlanCache& vc, PortVlanMembership& m, Nollo::IntfId const& i) {
+        vc.ingressIs(i, true);
+        m.ingressVlanIs(vlan, true);
+      },
+      [&](VlanCache& vc, PortVlanMembership& m, Nollo::IntfId const& i) {
+        vc.ingressDel(i);
+        m.ingressVlanDel(vlan);
+      });
+  direction(
+      done.egressMap(), " adding egress port ", " removing egress port ",
+      [&](VlanCache& vc, PortVlanMembership& m, Nollo::IntfId const& i) {
+        vc.egressIs(i, true);
+        m.egressVlanIs(vlan, true);
+      },
+      [&](VlanCache& vc, PortVlanMembership& m, Nollo::IntfId const& i) {
+        vc.egressDel(i);
+        m.egressVlanDel(vlan);
+      });
   for (auto const& [intf, on] : done.removeMap()) {
     VLAN_TRACE(6, "vlan " << vlan << " removing port " << intf);
     c->memberDel(intf);

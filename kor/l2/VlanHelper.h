@@ -87,6 +87,14 @@ class KOR_EXPORT VlanHelper : public VlanHelperBase {
   void doRemovePortFromVlan(Nollo::IntfId const& intf, VlanId vlan) override;
   void doHandlePortState(Nollo::IntfId const& intf, VlanId vlan, bool forwarding) override;
   void setPortsBlocked(VlanId vlan) override;
+  // The VLAN comes under spanning tree: from now on, with checkPortState,
+  // only its forwarding ports are members; one it holds or is adding
+  // without a state is taken out. A VLAN without a PortForwarding record is
+  // under no topology and lets every port in.
+  void newPortForwarding(VlanId vlan);
+  // The VLAN leaves spanning tree: its record goes and every port asked
+  // into it is added back.
+  void portForwardingDel(VlanId vlan);
   void maybeTriggerHwVlanUpdate(VlanId vlan);
   void updateVlanDone(VlanId vlan, VlanHwUpdateStatus::Status const& status);
   // The port serves the recirculation feature in the VLAN: never removed.

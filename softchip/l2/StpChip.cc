@@ -1,5 +1,7 @@
 #include "softchip/l2/StpChip.h"
 
+#include <vector>
+
 namespace SoftChip {
 
 StpChip::StpChip(ChipRegistry& registry, FaultInjector* injector)
@@ -14,6 +16,15 @@ StpChip::StpChip(ChipRegistry& registry, FaultInjector* injector)
 StpChip::~StpChip() = default;
 
 Vix::Ptr<Kor::TopoHelper> StpChip::topoHelper() const { return softTopoHelper_; }
+
+void StpChip::topologiesClear() {
+  std::vector<StpStateKey> states;
+  for (auto const& [key, state] : stpState_.entries()) states.push_back(key);
+  for (auto const& key : states) stpState_.erase(key);
+  std::vector<int> ids;
+  for (auto const& [id, topo] : topo_.entries()) ids.push_back(id);
+  for (int id : ids) topo_.erase(id);
+}
 
 int StpChip::topoOfVlan(Kor::VlanId vlan) const {
   for (auto const& [id, topo] : topo_.entries())

@@ -53,6 +53,10 @@ class StpChip {
   void vlanFlushInc(Kor::VlanId vlan, Nollo::IntfId const& intf) { ++vlanFlushes_[{vlan.value(), intf}]; }
   void topoMacFlushInc(int topo) { ++topoMacFlushes_[topo]; }
 
+  // Empties both tables: the platform stops using hardware topologies
+  // (spanning tree carried by VLAN membership instead).
+  void topologiesClear();
+
   // The hardware topology holding the VLAN; 0 for none.
   int topoOfVlan(Kor::VlanId vlan) const;
   bool forwarding(Nollo::IntfId const& port, Kor::VlanId vlan) const;

@@ -57,9 +57,9 @@ TEST_F(StpSectionTest, BadEntriesRefuseTheFileWhole) {
   std::string const before = agent_.show("stp", true);
   expectRefused(edit(kSwitch, R"("20")", R"("11,20")"),
                 "/stp/topologies/MST2/vlans: VLAN 11 is in topology MST1 already");
-  expectRefused(edit(kSwitch, R"("20")", R"("20-4095")"), "/stp/topologies/MST2/vlans: VLAN 4095 not in 1-4094");
+  expectRefused(edit(kSwitch, R"("20")", R"("20-4095")"), "/stp/topologies/MST2/vlans: VlanId::value < 1 or > 4094 not allowed");
   expectRefused(edit(kSwitch, R"("20")", R"("30-20")"),
-                "/stp/topologies/MST2/vlans: VLAN range '30-20' runs backwards");
+                "/stp/topologies/MST2/vlans: VLAN range 30-20 runs backwards");
   ASSERT_TRUE(agent_.runUntilIdle());
   EXPECT_EQ(agent_.show("stp", true), before);
 }

@@ -8,7 +8,11 @@
 
 #include "../agent/ConfigFileFixture.h"
 #include "agent/ScenarioRunner.h"
+#include "agent/VlanList.h"
+#include "agent/stp/StpModule.h"
 #include "agent/vlan/VlanModule.h"
+#include "agent/xlate/XlateModule.h"
+#include "kor/l2/VlanPhyIntfSm.h"
 #include "softchip/SoftChip.h"
 #include "softchip/l2/SoftVlanHelper.h"
 
@@ -42,6 +46,46 @@ TEST_F(VlanAgentTest, StatementsRefuseBadVlansAndTpidsWithTheirTextsAndApplyNoth
   EXPECT_NE(out.find("line 3: VlanId::value < 1 or > 4094 not allowed"), std::string::npos) << out;
   EXPECT_EQ(vlans().vlanConfig()->vlanSize(), 0u) << "VLAN 10 of the refused line is not added";
   EXPECT_EQ(vlans().switchIntfConfig()->switchIntfConfigSize(), 0u);
+}
+
+// The one VLAN-list parser behind every statement that takes a list.
+TEST_F(VlanAgentTest, EveryVlanListTakesTheSameSyntaxAndRefusesAlike) {
+  size_t failed = 0;
+  std::string out = run(
+      "vlan add 20-10\n"
+      "stp topology add MST1 vlan 5,0\n"
+      "stp topology add MST1 vlan 30-20\n"
+      "vlan add 10,12-13\n"
+      "stp topology add MST1 vlan 10,12-13\n",
+      &failed);
+  EXPECT_EQ(failed, 3u) << out;
+  EXPECT_NE(out.find("line 1: VLAN range 20-10 runs backwards"), std::string::npos) << out;
+  EXPECT_NE(out.find("line 2: VlanId::value < 1 or > 4094 not allowed"), std::string::npos) << out;
+  EXPECT_NE(out.find("line 3: VLAN range 30-20 runs backwards"), std::string::npos) << out;
+  EXPECT_EQ(vlans().vlanConfig()->vlanSize(), 3u);
+  auto const& topo = agent_.module<KorAgent::StpModule>().topoConfig();
+  EXPECT_EQ(topo->vidToTopoSize(), 3u);
+  EXPECT_EQ(topo->vidToTopo(13), "MST1");
+  EXPECT_EQ(KorAgent::VlanList::text({1, 2, 3, 5, 7, 8}), "1-3,5,7-8");
+}
+
+// VLAN interfaces reach the VLAN-to-fid machine while they are up.
+TEST_F(VlanAgentTest, VlanInterfacesThatAreUpAreTheCommonDatasVlanIntfs) {
+  run("intf add Vlan10\nintf add Vlan20 down\nintf add Ethernet1\ninit\nrun until idle\n");
+  auto const* sm = agent_.module<KorAgent::XlateModule>().vlanPhyIntfSm();
+  ASSERT_TRUE(sm);
+  EXPECT_TRUE(sm->vlanIntfStatus().count(Kor::VlanId(10)));
+  EXPECT_FALSE(sm->vlanIntfStatus().count(Kor::VlanId(20))) << "down";
+  EXPECT_EQ(sm->vlanIntfStatus().size(), 1u) << "Ethernet1 is no VLAN interface";
+  run("intf up Vlan20\nintf down Vlan10\nrun until idle\n");
+  EXPECT_TRUE(sm->vlanIntfStatus().count(Kor::VlanId(20)));
+  EXPECT_FALSE(sm->vlanIntfStatus().count(Kor::VlanId(10)));
+  run("intf del Vlan20\nrun until idle\n");
+  EXPECT_TRUE(sm->vlanIntfStatus().empty());
+  // A new run reads them again.
+  run("intf up Vlan10\nrestart\nrun until idle\n");
+  sm = agent_.module<KorAgent::XlateModule>().vlanPhyIntfSm();
+  EXPECT_TRUE(sm->vlanIntfStatus().count(Kor::VlanId(10)));
 }
 
 TEST_F(VlanAgentTest, TheFileRefusesBadVlansAndTpidsAtTheirPlace) {

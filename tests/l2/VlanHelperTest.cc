@@ -44,6 +44,10 @@ TEST_F(VlanHelperTest, ChangesWhileTheChipWorksAreRedoneOnceAndNeverLost) {
   h_->doRemovePortFromVlan(IntfId("Ethernet1"), VlanId(10));
   run(0.002);
   EXPECT_EQ(h_->updateConfig()->vlan(VlanId(10))->genId(), 1u) << "one update per VLAN in flight";
+  // The add is answered: the remove is programmed at once, not at the next gathering.
+  run(h_->vlanUpdater().deferredTime() / 2 + 0.001);
+  ASSERT_TRUE(h_->updateConfig()->vlanHas(VlanId(10)));
+  EXPECT_EQ(h_->updateConfig()->vlan(VlanId(10))->genId(), 2u);
   run(0.1);
   EXPECT_EQ(h_->vlanRedos(), 1u);
   EXPECT_EQ(h_->vlansProgrammed(), 2u);
@@ -114,8 +118,13 @@ TEST_F(VlanHelperTest, PortStatesGateMembershipWhenChecked) {
   h_->checkPortStateIs(true);
   h_->doMaybeCreateVlan(VlanId(10));
   h_->setPortsBlocked(VlanId(10));  // no port state yet: nothing to block
+  h_->doAddPortToVlan(IntfId("Ethernet2"), VlanId(10), false, true, true);
+  run(0.1);
+  EXPECT_TRUE(row(10).members.count(IntfId("Ethernet2"))) << "a VLAN under no topology lets every port in";
+  h_->newPortForwarding(VlanId(10));
   h_->doAddPortToVlan(IntfId("Ethernet1"), VlanId(10), true, true, true);
   run(0.1);
+  EXPECT_FALSE(row(10).members.count(IntfId("Ethernet2"))) << "under spanning tree, a port with no state goes";
   EXPECT_TRUE(row(10).members.empty()) << "not forwarding: not added";
   h_->doHandlePortState(IntfId("Ethernet1"), VlanId(10), true);
   run(0.1);
@@ -125,6 +134,11 @@ TEST_F(VlanHelperTest, PortStatesGateMembershipWhenChecked) {
   run(0.1);
   EXPECT_TRUE(row(10).members.empty());
   EXPECT_FALSE(h_->portForwarding(VlanId(10))->forwarding(IntfId("Ethernet1")));
+  // Out of spanning tree, everything asked comes back with its tagging.
+  h_->portForwardingDel(VlanId(10));
+  run(0.1);
+  EXPECT_TRUE(row(10).members.at(IntfId("Ethernet1")));
+  EXPECT_FALSE(row(10).members.at(IntfId("Ethernet2")));
 }
 
 TEST_F(VlanHelperTest, ANewHelperOverAKeptChipRewritesNothingThatIsRight) {

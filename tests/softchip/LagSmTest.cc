@@ -218,6 +218,27 @@ TEST_F(LagSmTest, ALagTheChipRefusesIsASoftwareLagUntilRoomComesBack) {
   EXPECT_EQ(acsd_->lagToLagType(po(3)), Kor::hardwareLag);
 }
 
+TEST_F(LagSmTest, ARefusedLagIsRetriedOnItsOwnWhenRoomComesBack) {
+  chip().lagTable().capacityIs(1);
+  start();
+  lag(po(1), {eth(1)});
+  lag(po(2), {eth(2), eth(3)});
+  ASSERT_EQ(acsd_->lagToLagType(po(2)), Kor::softwareLag);
+  loop_->runFor(Kor::LagSm::kRetryPeriod * 3.5);
+  EXPECT_EQ(acsd_->lagToLagType(po(2)), Kor::softwareLag) << "still full";
+  // Room comes back with no call and no other change: the timer finds it.
+  chip().lagTable().capacityIs(2);
+  loop_->runFor(Kor::LagSm::kRetryPeriod * 1.5);
+  ASSERT_TRUE(chipLag(po(2)));
+  EXPECT_EQ(*chipLag(po(2)), KorPortList({eth(2), eth(3)}));
+  EXPECT_EQ(acsd_->lagToLagType(po(2)), Kor::hardwareLag);
+  // Nothing refused is left: the retry stops.
+  auto writes = chip().lagTable().counters();
+  loop_->runFor(Kor::LagSm::kRetryPeriod * 3);
+  EXPECT_EQ(chip().lagTable().counters().changes(), writes.changes());
+  EXPECT_EQ(chip().lagTable().counters().syncs, writes.syncs);
+}
+
 TEST_F(LagSmTest, VerificationComparesTheChipWithLagToPort) {
   start();
   lag(po(1), {eth(1), eth(2)});
