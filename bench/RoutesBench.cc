@@ -22,8 +22,6 @@
 //
 // `kor-bench routes --json` prints one JSON object instead of the table;
 // KOR_BENCH_ROUTES_SCALE (0 < s <= 1) shrinks the table for quick runs.
-#include <sys/resource.h>
-
 #include <algorithm>
 #include <chrono>
 #include <cstdint>
@@ -37,6 +35,7 @@
 #include <vector>
 
 #include "BenchRegistry.h"
+#include "ProcessUsage.h"
 #include "PlainHashMap.h"
 #include "agent/Agent.h"
 #include "agent/fib/FibModule.h"
@@ -59,24 +58,11 @@ using Nollo::Ip6Prefix;
 using Nollo::IpAddr4;
 using Nollo::IpAddr6;
 using Nollo::IpPrefix;
-using SteadyClock = std::chrono::steady_clock;
+using SteadyClock = KorBench::ProcessUsage::SteadyClock;
+using KorBench::ProcessUsage;
 
-double secondsSince(SteadyClock::time_point t) {
-  return std::chrono::duration<double>(SteadyClock::now() - t).count();
-}
 
-// CPU time of the process so far (user and system).
-double cpuSeconds() {
-  rusage ru{};
-  getrusage(RUSAGE_SELF, &ru);
-  return double(ru.ru_utime.tv_sec + ru.ru_stime.tv_sec) + double(ru.ru_utime.tv_usec + ru.ru_stime.tv_usec) * 1e-6;
-}
 
-long peakRssKb() {
-  rusage ru{};
-  getrusage(RUSAGE_SELF, &ru);
-  return ru.ru_maxrss;
-}
 
 struct Table {
   std::vector<IpPrefix> v4;
@@ -147,7 +133,7 @@ double insertSeconds(Table const& t, Put put) {
     for (auto const& p : t.v6) put(m6, p);
     if (m4.size() + m6.size() != t.v4.size() + t.v6.size()) std::abort();
   }
-  return secondsSince(start);
+  return ProcessUsage::secondsSince(start);
 }
 
 double bareSeconds(Table const& t) {
@@ -242,7 +228,7 @@ bool runUntil(KorAgent::Agent& agent, Done done, double limit) {
   auto start = SteadyClock::now();
   while (!done()) {
     agent.runFor(0.001);
-    if (secondsSince(start) > limit) return false;
+    if (ProcessUsage::secondsSince(start) > limit) return false;
   }
   return true;
 }
@@ -261,13 +247,13 @@ int runRoutes(bool json, bool groups) {
   KorAgent::Agent agent(Vix::makePtr<Vix::MonotonicTimeSource>());
   setUp(agent, fecs4, fecs6, groups);
   if (!runUntil(agent, [&] { return agent.runUntilIdle(); }, 60)) std::fprintf(stderr, "setup did not settle\n");
-  long rssBefore = peakRssKb();
+  long rssBefore = ProcessUsage::peakRssKb();
   (void)rssBefore;
   agent.loop()->longestHandlerTimeReset();
 
   Kor::VrfName def("default");
   auto start = SteadyClock::now();
-  double cpuStart = cpuSeconds();
+  double cpuStart = ProcessUsage::cpuSeconds();
   // The routing agent writes while the forwarding agent runs: chunks of
   // writes with a turn of the loop between them.
   constexpr size_t kChunk = 10000;
@@ -283,10 +269,10 @@ int runRoutes(bool json, bool groups) {
     if (i % kChunk == kChunk - 1) agent.loop()->runDue();
   }
   bool ok = runUntil(agent, [&] { return chipRoutes(agent.chip()) >= fig.routes; }, 300);
-  fig.seconds = secondsSince(start);
-  fig.cpuSeconds = cpuSeconds() - cpuStart;
+  fig.seconds = ProcessUsage::secondsSince(start);
+  fig.cpuSeconds = ProcessUsage::cpuSeconds() - cpuStart;
   fig.maxPassMs = agent.loop()->longestHandlerTime() * 1e3;
-  fig.bytesPerRoute = double(peakRssKb()) * 1024.0 / double(fig.routes);
+  fig.bytesPerRoute = double(ProcessUsage::peakRssKb()) * 1024.0 / double(fig.routes);
   if (!ok) {
     std::fprintf(stderr, "only %zu of %zu routes programmed\n", chipRoutes(agent.chip()), fig.routes);
     return 1;
@@ -346,11 +332,11 @@ int runRoutes(bool json, bool groups) {
           return now != before && chipRoutes(agent.chip()) >= fig.routes && agent.runUntilIdle();
         },
         60);
-    double d = secondsSince(t0);
+    double d = ProcessUsage::secondsSince(t0);
     for (size_t k = 0; k < burst; ++k) delays.push_back(d);
     done += burst;
   }
-  double churnSeconds = secondsSince(churnStart);
+  double churnSeconds = ProcessUsage::secondsSince(churnStart);
   fig.churnUpdates = updates;
   fig.churnPerS = double(updates) / churnSeconds;
   std::sort(delays.begin(), delays.end());
@@ -364,7 +350,7 @@ int runRoutes(bool json, bool groups) {
         "\"peak_rss_mb\": %.1f, \"bare_seconds\": %.3f, \"ratio_to_bare\": %.2f, \"runtime_map_seconds\": %.3f, \"max_pass_ms\": %.2f, "
         "\"churn_updates\": %zu, \"churn_updates_per_s\": %.0f, \"churn_p50_ms\": %.2f, \"churn_p99_ms\": %.2f}\n",
         fig.routes, fig.seconds, fig.cpuSeconds, double(fig.routes) / fig.seconds, fig.bytesPerRoute,
-        double(peakRssKb()) / 1024.0, fig.bare, ratio, fig.runtimeMap, fig.maxPassMs, fig.churnUpdates, fig.churnPerS,
+        double(ProcessUsage::peakRssKb()) / 1024.0, fig.bare, ratio, fig.runtimeMap, fig.maxPassMs, fig.churnUpdates, fig.churnPerS,
         fig.churnP50Ms, fig.churnP99Ms);
   } else {
     std::printf("routes: %zu IPv4 + %zu IPv6 over %u FECs%s, real clock, yields on\n", n4, n6, fecs4 + fecs6,
@@ -372,7 +358,7 @@ int runRoutes(bool json, bool groups) {
     std::printf("  %-34s %10.3f s\n", "first FIB write -> last programmed", fig.seconds);
     std::printf("  %-34s %10.3f s\n", "  of which on the CPU", fig.cpuSeconds);
     std::printf("  %-34s %10.0f\n", "routes/s", double(fig.routes) / fig.seconds);
-    std::printf("  %-34s %10.1f MB (%.1f bytes/route)\n", "peak RSS", double(peakRssKb()) / 1024.0,
+    std::printf("  %-34s %10.1f MB (%.1f bytes/route)\n", "peak RSS", double(ProcessUsage::peakRssKb()) / 1024.0,
                 fig.bytesPerRoute);
     std::printf("  %-34s %10.2f ms\n", "longest pass", fig.maxPassMs);
     std::printf("  %-34s %10.3f s (ratio %.2fx)\n", "bare: plain hash-map insert", fig.bare, ratio);

@@ -21,8 +21,6 @@
 //
 // `--json` prints one JSON object; KOR_BENCH_VLANS_COUNT (1..4094) shrinks
 // the VLAN count for quick runs and profiles.
-#include <sys/resource.h>
-
 #include <algorithm>
 #include <chrono>
 #include <cstdint>
@@ -32,6 +30,7 @@
 #include <vector>
 
 #include "BenchRegistry.h"
+#include "ProcessUsage.h"
 #include "agent/Agent.h"
 #include "agent/intf/IntfModule.h"
 #include "agent/lag/LagModule.h"
@@ -43,23 +42,11 @@
 
 namespace {
 
-using SteadyClock = std::chrono::steady_clock;
+using SteadyClock = KorBench::ProcessUsage::SteadyClock;
+using KorBench::ProcessUsage;
 
-double secondsSince(SteadyClock::time_point t) {
-  return std::chrono::duration<double>(SteadyClock::now() - t).count();
-}
 
-double cpuSeconds() {
-  rusage ru{};
-  getrusage(RUSAGE_SELF, &ru);
-  return double(ru.ru_utime.tv_sec + ru.ru_stime.tv_sec) + double(ru.ru_utime.tv_usec + ru.ru_stime.tv_usec) * 1e-6;
-}
 
-long peakRssKb() {
-  rusage ru{};
-  getrusage(RUSAGE_SELF, &ru);
-  return ru.ru_maxrss;
-}
 
 constexpr int kTrunks = 64;
 constexpr int kLags = 16;
@@ -73,7 +60,7 @@ bool runUntil(KorAgent::Agent& agent, Done done, double limit) {
   auto start = SteadyClock::now();
   while (!done()) {
     agent.runFor(0.001);
-    if (secondsSince(start) > limit) return false;
+    if (ProcessUsage::secondsSince(start) > limit) return false;
   }
   return true;
 }
@@ -101,7 +88,7 @@ std::pair<uint64_t, uint64_t> flap(KorAgent::Agent& agent, SoftChip::SoftVlanHel
   auto t0 = SteadyClock::now();
   for (size_t v = 1; v <= vlans; ++v) vh.doHandlePortState(p, Kor::VlanId(uint16_t(v)), forwarding);
   runUntil(agent, [&] { return agent.runUntilIdle(); }, 60);
-  ms = secondsSince(t0) * 1e3;
+  ms = ProcessUsage::secondsSince(t0) * 1e3;
   uint64_t lo = UINT64_MAX, hi = 0;
   for (size_t v = 1; v <= vlans; ++v) {
     uint64_t w = vh.vlanWrites(Kor::VlanId(uint16_t(v))) - before[v];
@@ -136,11 +123,11 @@ int runVlans(bool json) {
   agent.chip()->vlan().updateDelayIs(0.001);
   agent.init();
   if (!runUntil(agent, [&] { return agent.runUntilIdle(); }, 60)) std::fprintf(stderr, "setup did not settle\n");
-  long rssBefore = peakRssKb();
+  long rssBefore = ProcessUsage::peakRssKb();
   agent.loop()->longestHandlerTimeReset();
 
   auto start = SteadyClock::now();
-  double cpuStart = cpuSeconds();
+  double cpuStart = ProcessUsage::cpuSeconds();
   // The configuration arrives as the loop runs: each pass of the writer
   // takes a chunk of VLANs (and the library's reaction to them), so the
   // longest pass includes the configuration's own cascade.
@@ -152,10 +139,10 @@ int runVlans(bool json) {
   });
   writer.timeMinIs(writer.now());
   bool ok = runUntil(agent, [&] { return chipMembers(agent) >= wantMembers && agent.runUntilIdle(); }, 600);
-  fig.seconds = secondsSince(start);
-  fig.cpuSeconds = cpuSeconds() - cpuStart;
+  fig.seconds = ProcessUsage::secondsSince(start);
+  fig.cpuSeconds = ProcessUsage::cpuSeconds() - cpuStart;
   fig.maxPassMs = agent.loop()->longestHandlerTime() * 1e3;
-  fig.bytesPerMembership = double(peakRssKb() - rssBefore) * 1024.0 / double(fig.memberships);
+  fig.bytesPerMembership = double(ProcessUsage::peakRssKb() - rssBefore) * 1024.0 / double(fig.memberships);
   fig.chipMembers = chipMembers(agent);
   if (!ok) {
     std::fprintf(stderr, "only %zu of %zu VLAN members programmed\n", fig.chipMembers, wantMembers);
