@@ -208,7 +208,9 @@ void setUp(KorAgent::Agent& agent, uint32_t fecs4, uint32_t fecs6, bool groups) 
       agent.module<KorAgent::FibModule>().fecAdd(f, vias);
       continue;
     }
-    nhg.groupAdd("g" + std::to_string(f), f, vias);
+    std::string name = "g";
+    name += std::to_string(f);
+    nhg.groupAdd(name, f, vias);
     if (v6) em->forwardingStatus<Nollo::Ipv6>(def.str())->fecIs(Quill::Fib6::Fec(fecIdOf(true, f), Quill::Fib::FecType::nexthopGroup));
     else em->forwardingStatus<Nollo::Ipv4>(def.str())->fecIs(Quill::Fib::Fec(fecIdOf(true, f), Quill::Fib::FecType::nexthopGroup));
   }
