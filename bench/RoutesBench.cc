@@ -35,6 +35,7 @@
 #include <vector>
 
 #include "BenchRegistry.h"
+#include "BenchLoop.h"
 #include "ProcessUsage.h"
 #include "PlainHashMap.h"
 #include "agent/Agent.h"
@@ -224,16 +225,7 @@ struct Figures {
   size_t churnUpdates = 0;
 };
 
-// Runs the loop until `done()` or `limit` seconds pass; false on timeout.
-template <class Done>
-bool runUntil(KorAgent::Agent& agent, Done done, double limit) {
-  auto start = SteadyClock::now();
-  while (!done()) {
-    agent.runFor(0.001);
-    if (ProcessUsage::secondsSince(start) > limit) return false;
-  }
-  return true;
-}
+using KorBench::BenchLoop;
 
 int runRoutes(bool json, bool groups) {
   double scale = 1.0;
@@ -248,7 +240,7 @@ int runRoutes(bool json, bool groups) {
 
   KorAgent::Agent agent(Vix::makePtr<Vix::MonotonicTimeSource>());
   setUp(agent, fecs4, fecs6, groups);
-  if (!runUntil(agent, [&] { return agent.runUntilIdle(); }, 60)) std::fprintf(stderr, "setup did not settle\n");
+  if (!BenchLoop::runUntil(agent, [&] { return agent.runUntilIdle(); }, 60)) std::fprintf(stderr, "setup did not settle\n");
   long rssBefore = ProcessUsage::peakRssKb();
   (void)rssBefore;
   agent.loop()->longestHandlerTimeReset();
@@ -270,7 +262,7 @@ int runRoutes(bool json, bool groups) {
     else fib6->routeIs(Quill::Fib6::Route(table.v6[i - n4], fec(table.fec6[i - n4])));
     if (i % kChunk == kChunk - 1) agent.loop()->runDue();
   }
-  bool ok = runUntil(agent, [&] { return chipRoutes(agent.chip()) >= fig.routes; }, 300);
+  bool ok = BenchLoop::runUntil(agent, [&] { return chipRoutes(agent.chip()) >= fig.routes; }, 300);
   fig.seconds = ProcessUsage::secondsSince(start);
   fig.cpuSeconds = ProcessUsage::cpuSeconds() - cpuStart;
   fig.maxPassMs = agent.loop()->longestHandlerTime() * 1e3;
@@ -327,7 +319,7 @@ int runRoutes(bool json, bool groups) {
     }
     // Programmed: the route machines have handed every change over and the
     // chip holds the whole table again.
-    runUntil(
+    BenchLoop::runUntil(
         agent,
         [&] {
           uint64_t now = agent.l3Status()->unicastReviewPending() + agent.l3Status()->unicast6ReviewPending();

@@ -30,6 +30,7 @@
 #include <vector>
 
 #include "BenchRegistry.h"
+#include "BenchLoop.h"
 #include "ProcessUsage.h"
 #include "agent/Agent.h"
 #include "agent/intf/IntfModule.h"
@@ -55,15 +56,7 @@ constexpr int kLagMembers = 4;
 Nollo::IntfId port(int i) { return Nollo::IntfId::ethernet(1 + i); }
 Nollo::IntfId lag(int i) { return Nollo::IntfId("Port-Channel" + std::to_string(1 + i)); }
 
-template <class Done>
-bool runUntil(KorAgent::Agent& agent, Done done, double limit) {
-  auto start = SteadyClock::now();
-  while (!done()) {
-    agent.runFor(0.001);
-    if (ProcessUsage::secondsSince(start) > limit) return false;
-  }
-  return true;
-}
+using KorBench::BenchLoop;
 
 size_t chipMembers(KorAgent::Agent& agent) {
   size_t n = 0;
@@ -87,7 +80,7 @@ std::pair<uint64_t, uint64_t> flap(KorAgent::Agent& agent, SoftChip::SoftVlanHel
   for (size_t v = 1; v <= vlans; ++v) before[v] = vh.vlanWrites(Kor::VlanId(uint16_t(v)));
   auto t0 = SteadyClock::now();
   for (size_t v = 1; v <= vlans; ++v) vh.doHandlePortState(p, Kor::VlanId(uint16_t(v)), forwarding);
-  runUntil(agent, [&] { return agent.runUntilIdle(); }, 60);
+  BenchLoop::runUntil(agent, [&] { return agent.runUntilIdle(); }, 60);
   ms = ProcessUsage::secondsSince(t0) * 1e3;
   uint64_t lo = UINT64_MAX, hi = 0;
   for (size_t v = 1; v <= vlans; ++v) {
@@ -122,7 +115,7 @@ int runVlans(bool json) {
   for (int l = 0; l < kLags; ++l) vlanModule.switchportIs(lag(l), trunk);
   agent.chip()->vlan().updateDelayIs(0.001);
   agent.init();
-  if (!runUntil(agent, [&] { return agent.runUntilIdle(); }, 60)) std::fprintf(stderr, "setup did not settle\n");
+  if (!BenchLoop::runUntil(agent, [&] { return agent.runUntilIdle(); }, 60)) std::fprintf(stderr, "setup did not settle\n");
   long rssBefore = ProcessUsage::peakRssKb();
   agent.loop()->longestHandlerTimeReset();
 
@@ -138,7 +131,7 @@ int runVlans(bool json) {
     if (next <= vlans) writer.timeMinIs(writer.now());
   });
   writer.timeMinIs(writer.now());
-  bool ok = runUntil(agent, [&] { return chipMembers(agent) >= wantMembers && agent.runUntilIdle(); }, 600);
+  bool ok = BenchLoop::runUntil(agent, [&] { return chipMembers(agent) >= wantMembers && agent.runUntilIdle(); }, 600);
   fig.seconds = ProcessUsage::secondsSince(start);
   fig.cpuSeconds = ProcessUsage::cpuSeconds() - cpuStart;
   fig.maxPassMs = agent.loop()->longestHandlerTime() * 1e3;
